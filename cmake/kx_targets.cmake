@@ -1,0 +1,92 @@
+# How a library and a test of this project are declared.
+#
+#   kx_add_library(<name> SOURCES <file>... DEPENDS <our library>... PRIVATE <third-party target>...)
+#   kx_add_executable(<name> SOURCES <file>... LIBRARIES <target>...)
+#   kx_add_test(<name> SOURCES <file>... LIBRARIES <target>... [TIMEOUT <seconds>] [LABELS <label>...])
+
+include(GenerateExportHeader)
+
+# <name> becomes a target with the alias kxclientutil::<name>. Its public headers are in include/<name>/ beside the
+# calling CMakeLists.txt, or in the folder given as INCLUDE. The export macro is in <name>/export.h, made in the build tree.
+# Libraries given under DEPENDS are public; what is given under PRIVATE never shows in a header.
+function(kx_add_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "INCLUDE" "SOURCES;DEPENDS;PRIVATE")
+  if(NOT arg_INCLUDE)
+    set(arg_INCLUDE "${CMAKE_CURRENT_SOURCE_DIR}/include")
+  endif()
+  list(TRANSFORM arg_DEPENDS PREPEND "kxclientutil::")
+  string(TOUPPER "${name}" upper)
+  set(generated "${CMAKE_CURRENT_BINARY_DIR}/generated")
+
+  # A library of headers only exports nothing.
+  if(NOT arg_SOURCES)
+    file(CONFIGURE OUTPUT "${generated}/${name}/export.h" CONTENT "#pragma once\n#define ${upper}_EXPORT\n")
+    add_library(${name} INTERFACE)
+    target_include_directories(${name} INTERFACE
+      "$<BUILD_INTERFACE:${arg_INCLUDE}>"
+      "$<BUILD_INTERFACE:${generated}>")
+    target_link_libraries(${name} INTERFACE ${arg_DEPENDS})
+    add_library(kxclientutil::${name} ALIAS ${name})
+    return()
+  endif()
+
+  add_library(${name} ${arg_SOURCES})
+  add_library(kxclientutil::${name} ALIAS ${name})
+  target_include_directories(${name}
+    PUBLIC
+      "$<BUILD_INTERFACE:${arg_INCLUDE}>"
+      "$<BUILD_INTERFACE:${generated}>"
+      "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>"
+    PRIVATE
+      "${CMAKE_CURRENT_SOURCE_DIR}")
+  target_compile_features(${name} PUBLIC cxx_std_20)
+  target_link_libraries(${name} PUBLIC ${arg_DEPENDS} PRIVATE ${arg_PRIVATE})
+  kx_apply_flags(${name})
+  set_target_properties(${name} PROPERTIES
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+
+  generate_export_header(${name}
+    BASE_NAME ${name}
+    EXPORT_MACRO_NAME ${upper}_EXPORT
+    EXPORT_FILE_NAME "${generated}/${name}/export.h")
+  # Public: the header leaves the macro empty in a static build, for users as well.
+  if(NOT BUILD_SHARED_LIBS)
+    target_compile_definitions(${name} PUBLIC ${upper}_STATIC_DEFINE)
+  endif()
+endfunction()
+
+function(kx_add_executable name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES")
+  if(NOT arg_SOURCES)
+    return()
+  endif()
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE ${arg_LIBRARIES})
+  kx_apply_flags(${name})
+endfunction()
+
+# Tests are discovered when ctest runs, so a build does not start the executable. KX_SOURCE_DIR is the root of the project.
+function(kx_add_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS")
+  if(NOT arg_SOURCES)
+    return()
+  endif()
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 120)
+  endif()
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} kx_test_support GTest::gmock_main)
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
+  target_compile_definitions(${name} PRIVATE "KX_SOURCE_DIR=\"${PROJECT_SOURCE_DIR}\"")
+  kx_apply_flags(${name})
+  set(properties TIMEOUT ${arg_TIMEOUT})
+  if(arg_LABELS)
+    list(APPEND properties LABELS "${arg_LABELS}")
+  endif()
+  gtest_discover_tests(${name}
+    TEST_PREFIX "${name}."
+    DISCOVERY_MODE PRE_TEST
+    DISCOVERY_TIMEOUT 60
+    PROPERTIES ${properties})
+endfunction()
