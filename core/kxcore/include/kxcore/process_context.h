@@ -1,0 +1,54 @@
+// What belongs to the process as a whole: where the key of wrapped credentials lies, and the
+// resolution of special values, which needs it.
+#pragma once
+
+#include <kxcore/export.h>
+#include <kxcore/property_special.h>
+
+#include <memory>
+#include <string>
+
+namespace kxcore {
+
+class plugin_db;
+class properties;
+
+/// The process-wide context. All members may be called from any thread.
+class KXCORE_EXPORT process_context {
+public:
+    /// The one object there is.
+    [[nodiscard]] static process_context& instance();
+
+    /// Names the key file of wrapped credentials; normally what `installation::get_key_file`
+    /// gives. The empty text forgets it. Nothing is read or made here.
+    void set_key_file(std::string path);
+
+    /// The key file: what the environment variable KX_KEY_FILE names, else the one set, else
+    /// "credentials.key" in the folder that KX_INSTALLATION names; empty when there is none of
+    /// them.
+    [[nodiscard]] std::string get_key_file() const;
+
+    /// Resolves the special values of one sub-type, in place and at every depth, in lists too.
+    ///
+    /// Sub-type 9, wrapped credentials: each becomes the string that was wrapped. The values of
+    /// all other sub-types are not known before a job runs; they stay as they are. Trees and
+    /// lists that others share are copied where they change, never changed for the others. A
+    /// credential inside a constraint is not touched.
+    ///
+    /// @throws es::arg naming the property path of a value that cannot be unwrapped (damaged, or
+    ///         wrapped with another key) or the key file that cannot be used, never a content;
+    ///         the tree is as it was
+    void resolve_properties(properties& tree, plugin_db const& plugins,
+                            property_special::e_sub_type sub_type);
+
+    process_context(process_context const&) = delete;
+    process_context& operator=(process_context const&) = delete;
+
+private:
+    process_context();
+    ~process_context();
+    struct state;
+    std::unique_ptr<state> state_;
+};
+
+} // namespace kxcore
