@@ -1,0 +1,13 @@
+// The names of the workflow library, for headers that only pass its objects on.
+#pragma once
+
+namespace kxworkflow {
+
+class plugin;
+class plugin_node;
+class task;
+class task_proxy;
+class workflow_builder;
+class workflow_info;
+
+} // namespace kxworkflow
