@@ -1,7 +1,9 @@
-// One stored document: its identifier ("task", "workflow"), the version it was written at and its
-// tree, read from and written to the two document formats (docs/documents.md). Reading parses and
-// nothing else: whether a tree fits the constraint of its identifier is for the caller to ask.
 #pragma once
+
+/// @file
+/// One stored document: its identifier ("task", "workflow"), the version it was written at and its tree, read
+/// from and written to the two document formats (docs/documents.md). Reading parses and nothing else: whether
+/// a tree fits the constraint of its identifier is for the caller to ask.
 
 #include <kxbase/ptr_refcount.h>
 #include <kxcore/export.h>
@@ -62,8 +64,7 @@ public:
     ///        reading nor writing consults it: a document that does not fit can be stored, and
     ///        found wanting where it is used.
     /// @param identifier_and_version what the document is written as
-    configuration(constraint_db const& constraint,
-                  std::pair<std::string, unsigned int> identifier_and_version);
+    configuration(constraint_db const& constraint, std::pair<std::string, unsigned int> identifier_and_version);
 
     ~configuration();
     configuration(configuration const&);

@@ -1,6 +1,8 @@
-// Where the properties of an XML document were found, for whoever explains findings: a table
-// from property paths to lines and columns, filled by `configuration::read_config` on request.
 #pragma once
+
+/// @file
+/// Where the properties of an XML document were found, for whoever explains findings: a table from property
+/// paths to lines and columns, filled by `configuration::read_config` on request.
 
 #include <kxcore/export.h>
 

@@ -1,6 +1,8 @@
-// Whole files, named by URL. file: is read and written here; ftp:, http:, https: and smb: are
-// transferred. No text of an error ever holds the user or the password of a URL.
 #pragma once
+
+/// @file
+/// Whole files, named by URL. file: is read and written here; ftp:, http:, https: and smb: are transferred.
+/// No text of an error ever holds the user or the password of a URL.
 
 #include <kxcore/export.h>
 
@@ -46,8 +48,7 @@ KXCORE_EXPORT void get_file_content(std::string_view url, kxbase::buffer& out, p
 ///
 /// @throws es::call when it cannot be written: the old file is as it was; es::arg when the target
 ///         is not a file (a folder, a device); es::unsupp for another scheme
-KXCORE_EXPORT void set_file_content(std::string_view url, kxbase::buffer const& content,
-                                    plugin_db const& plugins);
+KXCORE_EXPORT void set_file_content(std::string_view url, kxbase::buffer const& content, plugin_db const& plugins);
 
 } // namespace ioutil
 } // namespace kxcore

@@ -1,31 +1,27 @@
-// A container for one tree in a file that is not a document: magic, network encoding, checksum,
-// and, when asked for, all of it encrypted with the key of wrapped credentials. Files are written
-// with mode 0600 and replaced whole. The format is described in docs/documents.md.
 #pragma once
+
+/// @file
+/// A container for one tree in a file that is not a document: magic, network encoding, checksum, and, when
+/// asked for, all of it encrypted with the key of wrapped credentials. Files are written with mode 0600 and
+/// replaced whole. The format is described in docs/documents.md.
 
 #include <kxbase/ptr_refcount.h>
 #include <kxcore/export.h>
+#include <kxcore/fwd.h>
 
 #include <string_view>
 
-namespace kxbase {
-class buffer;
-}
-
 namespace kxcore {
 
-class properties;
-
-/// Whether the content of a container can be read by whoever has the file.
-enum class e_sealing { plain, encrypted };
-
-/// Whether a tree holds what must not lie in a file in the clear: a wrapped credential, a string
-/// that is a URL with a user or a password, or a string under a key that ends with "password".
-/// Compressed or otherwise hidden content of binary values is not looked into.
-[[nodiscard]] KXCORE_EXPORT bool holds_credentials(properties const& tree);
+/// Who can read the content of a container.
+enum class e_sealing {
+    plain,     ///< whoever has the file
+    encrypted, ///< who has the key file as well
+};
 
 /// Appends a container with the tree to the buffer.
 ///
+/// @param sealing encrypted for a tree with credentials in it (`credentials::holds_credentials`)
 /// @throws es::arg when the tree goes beyond a limit, or when there is no usable key file;
 ///         es::call when the key file cannot be read or made; the buffer is as it was
 KXCORE_EXPORT void seal_tree(properties const& tree, e_sealing sealing, kxbase::buffer& out);

@@ -1,5 +1,7 @@
-// Tasks out of what is no document.
 #pragma once
+
+/// @file
+/// Tasks out of what is no document.
 
 #include <kxbase/ptr_refcount.h>
 #include <kxcore/export.h>
