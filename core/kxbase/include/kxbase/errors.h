@@ -4,10 +4,10 @@
 // request that is not supported, `call` a failed call to another party: a node, a server, the file system.
 
 #include <kxbase/export.h>
+#include <kxbase/source_position.h>
 
 #include <exception>
 #include <memory>
-#include <source_location>
 #include <string>
 #include <string_view>
 
@@ -45,8 +45,7 @@ public:
     [[noreturn]] static void raise(char const* file, unsigned int line, char const* message);
     [[noreturn]] static void raise(char const* file, unsigned int line, std::string_view message);
     /// Raises this error from where it is called.
-    [[noreturn]] static void raise(std::string_view message,
-                                   std::source_location where = std::source_location::current());
+    [[noreturn]] static void raise(std::string_view message, source_position where = source_position::current());
 };
 
 /// An unsupported request.
@@ -56,8 +55,7 @@ public:
     /// As `arg::raise`.
     [[noreturn]] static void raise(char const* file, unsigned int line, char const* message);
     [[noreturn]] static void raise(char const* file, unsigned int line, std::string_view message);
-    [[noreturn]] static void raise(std::string_view message,
-                                   std::source_location where = std::source_location::current());
+    [[noreturn]] static void raise(std::string_view message, source_position where = source_position::current());
 };
 
 /// A failed call to another party.
@@ -67,8 +65,7 @@ public:
     /// As `arg::raise`.
     [[noreturn]] static void raise(char const* file, unsigned int line, char const* message);
     [[noreturn]] static void raise(char const* file, unsigned int line, std::string_view message);
-    [[noreturn]] static void raise(std::string_view message,
-                                   std::source_location where = std::source_location::current());
+    [[noreturn]] static void raise(std::string_view message, source_position where = source_position::current());
 };
 
 } // namespace kxbase::es
