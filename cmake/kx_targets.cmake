@@ -66,7 +66,9 @@ function(kx_add_executable name)
   kx_apply_flags(${name})
 endfunction()
 
-# Tests are discovered when ctest runs, so a build does not start the executable. KX_SOURCE_DIR is the root of the project.
+# Tests are discovered when ctest runs, so a build does not start the executable. KX_SOURCE_DIR is the root of the
+# project. The label "concurrent" is for tests that start threads: they run with the thread sanitizer too, and the target
+# concurrent_tests builds them.
 function(kx_add_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS")
   if(NOT arg_SOURCES)
@@ -77,12 +79,16 @@ function(kx_add_test name)
   endif()
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} kx_test_support GTest::gmock_main)
-  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
+  # The root is for private headers, which a test names in full: "src/config/tags.h", "core/kxbase/src/uuid.h".
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests" "${PROJECT_SOURCE_DIR}")
   target_compile_definitions(${name} PRIVATE "KX_SOURCE_DIR=\"${PROJECT_SOURCE_DIR}\"")
   kx_apply_flags(${name})
   set(properties TIMEOUT ${arg_TIMEOUT})
   if(arg_LABELS)
     list(APPEND properties LABELS "${arg_LABELS}")
+  endif()
+  if("concurrent" IN_LIST arg_LABELS)
+    add_dependencies(concurrent_tests ${name})
   endif()
   gtest_discover_tests(${name}
     TEST_PREFIX "${name}."
