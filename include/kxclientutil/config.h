@@ -59,22 +59,19 @@ enum e_config_type : std::uint32_t {
 /// @param format       where to put the format that the document was stored in; null when nobody asks.
 /// @return             the type.
 ///
-/// Raises es::arg with
-/// - "Unexpected configuration data, data contains '%s'" for a document of a foreign identifier,
-/// - "Unknown configuration data" for what is no document, "Invalid configuration data" for a broken one
-///   (the log has more),
-/// - "failed to find constraint for ('%s')" when @p constraints has none for the identifier,
-/// - "Invalid configuration ('%s')" with the reason, when the document does not fit its constraint or
-///   lacks a value,
-/// - "Not implemented" for a filter, encoder, packetizer or exporter of an older version than 7,
-/// - a message that names the version for any other document of an older version: they can't be read yet,
+/// An error leaves @p out as it was, except one about a document of an older version: it leaves the document there as
+/// it was stored, with its credentials unwrapped.
 ///
-/// and whatever the reader raises beyond its limits, or the unwrapping for a credential that can't be
-/// unwrapped (then @p out holds the document with its values as stored). Otherwise an error leaves @p out as
-/// it was, except that one about a document of an older version leaves the stored document there.
-KXCLIENTUTIL_EXPORT e_config_type read_config(kxbase::buffer& data, kxcore::plugin_db const& plugins,
-                                              kxcore::constraint_db const& constraints,
-                                              kxcore::properties& out, kxcore::configuration::format* format);
+/// @throws es::arg "Unexpected configuration data, data contains '%s'" for a document of a foreign identifier,
+///         "Unknown configuration data" for what is no document, "Invalid configuration data" for a broken one (the log
+///         has more), "failed to find constraint for ('%s')" when @p constraints has none for the identifier, "Invalid
+///         configuration ('%s')" with the reason when the document does not fit its constraint or lacks a value, "Not
+///         implemented" for a filter, encoder, packetizer or exporter of an older version than 7, and a message that
+///         names the version for any other document of an older version: they can't be read yet; besides, what the
+///         reader says beyond its limits, and the unwrapping of a credential that can't be unwrapped
+KXCLIENTUTIL_EXPORT e_config_type read_config(kxbase::buffer const& data, kxcore::plugin_db const& plugins,
+                                              kxcore::constraint_db const& constraints, kxcore::properties& out,
+                                              kxcore::configuration::format* format);
 
 /// Reads a document from a file, as read_config() does. A file with the suffix "setting" is taken for a
 /// legacy encoder preset, whatever it holds, and comes back as a task of the encoder. A source without a
@@ -83,17 +80,16 @@ KXCLIENTUTIL_EXPORT e_config_type read_config(kxbase::buffer& data, kxcore::plug
 /// @param path_or_url  a path (relative to the current folder), or a URL that the installation can read from.
 /// @return             the type; config_unknown, with @p out untouched, for a file that is no document.
 ///
-/// Raises what read_config() raises; es::unsupp with "user-task constraint missing" for a preset when @p
-/// constraints lacks "node.user-task"; es::call for a file that can't be read.
-KXCLIENTUTIL_EXPORT e_config_type read_config_file(std::string const& path_or_url,
-                                                   kxcore::plugin_db const& plugins,
-                                                   kxcore::constraint_db const& constraints,
-                                                   kxcore::properties& out,
+/// @throws es::arg as read_config() does; es::unsupp "user-task constraint missing" for a preset when @p constraints
+///         lacks "node.user-task"; es::call for a file that can't be read
+KXCLIENTUTIL_EXPORT e_config_type read_config_file(std::string const& path_or_url, kxcore::plugin_db const& plugins,
+                                                   kxcore::constraint_db const& constraints, kxcore::properties& out,
                                                    kxcore::configuration::format* format);
 
 /// Whether a file looks like something for read_config_file(): a preset (suffix "setting", not looked into),
-/// or a document by its first bytes, even one of a foreign identifier or broken further down. Raises es::call
-/// for a file that can't be read.
+/// or a document by its first bytes, even one of a foreign identifier or broken further down.
+///
+/// @throws es::call for a file that can't be read; a preset is not even opened
 [[nodiscard]] KXCLIENTUTIL_EXPORT bool recognizes_file(std::string const& path_or_url,
                                                        kxcore::plugin_db const& plugins);
 
@@ -105,12 +101,12 @@ KXCLIENTUTIL_EXPORT e_config_type read_config_file(std::string const& path_or_ur
 /// @param type         a member of the enumeration.
 /// @param constraints  must have the constraint of the type.
 /// @param document     stays as it is.
-/// @param out          receives the document.
+/// @param out          the stored document is appended to it.
 /// @param format       the core library's format: XML or binary.
 ///
-/// Raises es::arg with "Unknown configuration type" for config_unknown and for what is no document type, and
-/// with "Failed to find constraint for ..." when the constraint is missing; passes on what the writer raises.
-/// @p out is then as it was.
+/// @throws es::arg "Unknown configuration type" for config_unknown and for what is no document type, "Failed to find
+///         constraint for ..." when the constraint is missing, and what the writer says of a document that could not be
+///         read back; @p out is then as it was
 KXCLIENTUTIL_EXPORT void write_config(e_config_type type, kxcore::constraint_db const& constraints,
                                       kxcore::properties const& document, kxbase::buffer& out,
                                       kxcore::configuration::format format);
@@ -118,12 +114,10 @@ KXCLIENTUTIL_EXPORT void write_config(e_config_type type, kxcore::constraint_db 
 /// Writes a document to a file, as write_config() does, without the name that read_config_file() lent to a
 /// source. The file is the old or the new one, whole, whatever happens.
 ///
-/// Raises what write_config() raises, before the file is touched, and es::call when it can't be written.
+/// @throws es::arg as write_config() does, before the file is touched; es::call when it can't be written
 KXCLIENTUTIL_EXPORT void write_config_file(std::string const& path_or_url, e_config_type type,
-                                           kxcore::plugin_db const& plugins,
-                                           kxcore::constraint_db const& constraints,
-                                           kxcore::properties const& document,
-                                           kxcore::configuration::format format);
+                                           kxcore::plugin_db const& plugins, kxcore::constraint_db const& constraints,
+                                           kxcore::properties const& document, kxcore::configuration::format format);
 
 /// The workflow variables: from name ("source.filename") to the "kxvar:/" URI that stands for it in a task.
 /// The reference stays valid until the library is unloaded. May be called from any thread.

@@ -45,8 +45,8 @@ KXCLIENTUTIL_EXPORT void add_resolve_path(std::string const& name, std::string c
 [[nodiscard]] KXCLIENTUTIL_EXPORT std::string resolve_url_path(std::string const& url);
 
 /// Whether the value is a string that starts with a URL scheme and ":/". Within its first 15 characters there
-/// must be a ":/", and before the first one 1 to 13 characters out of a-z, 0-9, '+', '-' and '.'. Capitals are
-/// none of them, so "FILE:/x" and "C:/clip.mov" are no URLs, while "c:/clip.mov" is one.
+/// must be a ":/", and before the first one 1 to 13 characters out of a-z, 0-9, '+', '-' and '.'. Capitals
+/// are none of them, so "FILE:/x" and "C:/clip.mov" are no URLs, while "c:/clip.mov" is one.
 ///
 /// @param value  an empty handle and a value of another kind are no URL.
 [[nodiscard]] KXCLIENTUTIL_EXPORT bool is_url(kxbase::ptr_refcount<kxcore::property const> const& value);
@@ -61,13 +61,14 @@ is_url_to_physical_resource(kxbase::ptr_refcount<kxcore::property const> const& 
 /// - A URI that begins with "kxrc:/#!" is finished and comes back unchanged.
 /// - A URL of another scheme than "file" (or "file+REST") only gets the fragment; its placeholders stay.
 /// - A "file" URL gets its path resolved (resolve_url_path()) and the fragment set. With @p as_resource its
-///   scheme becomes "kxrc" ("kxrc+REST") and its host is emptied, so that the file is fetched from the submitting client.
+///   scheme becomes "kxrc" ("kxrc+REST") and its host is emptied, so that the file is fetched from the
+///   submitting client.
 ///
 /// @param url          the URL of the file.
 /// @param fragment     replaces any fragment of the URL; the node list of a submission. An empty one leaves
 ///                     no fragment.
 /// @param as_resource  whether files become resources that travel with the submission.
-[[nodiscard]] KXCLIENTUTIL_EXPORT std::string
-create_resource_uri(std::string const& url, std::string const& fragment, bool as_resource);
+[[nodiscard]] KXCLIENTUTIL_EXPORT std::string create_resource_uri(std::string const& url, std::string const& fragment,
+                                                                  bool as_resource);
 
 } // namespace kxclientutil

@@ -92,8 +92,7 @@ KXCLIENTUTIL_EXPORT void submission_add_files(std::list<std::string> const& urls
                                               kxcore::properties& submission);
 
 /// Puts a copy of a workflow document under "workflow" of the submission, in place of any earlier one.
-KXCLIENTUTIL_EXPORT void submission_add_workflow(kxcore::properties const& workflow,
-                                                 kxcore::properties& submission);
+KXCLIENTUTIL_EXPORT void submission_add_workflow(kxcore::properties const& workflow, kxcore::properties& submission);
 
 /// Whether the submission holds the original that it was finalized from: a binary value at
 /// "ext-meta{compressed-original}".
@@ -104,8 +103,8 @@ KXCLIENTUTIL_EXPORT void submission_add_workflow(kxcore::properties const& workf
 /// A submission that was never finalized does not give a copy of itself: the result then holds only its
 /// "name", or nothing when it has no name. That is meant; whoever needs such a submission has it already.
 ///
-/// Raises es::arg when the kept original is corrupt, truncated or no document, or expands beyond the limit of
-/// expansion (the message names which). The submission stays as it is.
+/// @throws es::arg when the kept original is corrupt, truncated or no document, or expands beyond the limit of
+///         expansion (the message names which); the submission stays as it is
 [[nodiscard]] KXCLIENTUTIL_EXPORT kxbase::ptr_refcount<kxcore::properties>
 submission_get_unfinalized_submission(kxcore::properties const& submission);
 
@@ -124,18 +123,16 @@ submission_get_unfinalized_submission(kxcore::properties const& submission);
 /// @param plugins      the installation's plugins.
 /// @param constraints  the installation's constraints.
 ///
-/// Raises
-/// - es::arg for a submission without a workflow, for values for inputs that a task does not accept
-///   ("'%s' isn't a possible input for task named '%s' (%s)", "'%s' isn't a possible input for task type
-///   '%s'", both reported as well), and for whatever the workflow itself has wrong;
-/// - es::unsupp for a source kind that cannot be finalized yet; the message names its key.
+/// After an error @p resources is unchanged, and the submission has no new original inside, but it may have its new
+/// name, its workflow's name and what the failing step had stored already. Variables that cannot be resolved are only
+/// reported.
 ///
-/// After an error @p resources is unchanged, and the submission has no new original inside, but it may have
-/// its new name, its workflow's name and what the failing step had stored already. Variables that cannot be
-/// resolved are only reported.
+/// @throws es::arg for a submission without a workflow; "'%s' isn't a possible input for task named '%s' (%s)" and
+///         "'%s' isn't a possible input for task type '%s'", reported as well; a file without a URL, by its place; and
+///         whatever the workflow itself has wrong
+/// @throws es::unsupp for a source kind that can't be finalized yet; the message names its key
 KXCLIENTUTIL_EXPORT void submission_finalize(kxcore::properties& submission, kxcore::property_list& resources,
-                                             finalize_sub_conf const& settings,
-                                             kxcore::plugin_db const& plugins,
+                                             finalize_sub_conf const& settings, kxcore::plugin_db const& plugins,
                                              kxcore::constraint_db const& constraints);
 
 /// Saves a finalized submission as a job file: a container of its network encoding, with a checksum, readable
@@ -148,15 +145,15 @@ KXCLIENTUTIL_EXPORT void submission_finalize(kxcore::properties& submission, kxc
 /// @param path_or_url  a path, or a "file:" URL.
 /// @param job          the finalized submission.
 ///
-/// Raises es::arg for a submission that is not finalized ("Not a finalized submission"), and for a job beyond
-/// the limits; es::unsupp for a URL of another scheme; es::call when the file can't be written or the key
-/// can't be had.
+/// @throws es::arg "Not a finalized submission"; also for a job beyond the limits, one whose original is corrupt, and
+///         when there is no usable key file; es::unsupp for a URL of another scheme; es::call when the file can't be
+///         written
 KXCLIENTUTIL_EXPORT void write_job_file(std::string const& path_or_url, kxcore::properties const& job);
 
 /// Reads a job file back: a new document equal to the one that was saved.
 ///
-/// Raises es::arg for what is no job file, is damaged, or was encrypted with another key; es::unsupp for a
-/// URL of another scheme than "file"; es::call when the file can't be read.
+/// @throws es::arg for what is no job file, is damaged, or was encrypted with another key; es::unsupp for a URL of
+///         another scheme than "file"; es::call when the file can't be read
 [[nodiscard]] KXCLIENTUTIL_EXPORT kxbase::ptr_refcount<kxcore::properties>
 read_job_file(std::string const& path_or_url);
 

@@ -1,0 +1,199 @@
+#include "config/document_types.h"
+#include "raising.h"
+
+#include <kxclientutil/config.h>
+#include <kxclientutil/resolve.h>
+
+#include <kxbase/buffer.h>
+#include <kxbase/text.h>
+#include <kxbase/urls.h>
+#include <kxcore/constraint_db.h>
+#include <kxcore/ioutil.h>
+#include <kxcore/process_context.h>
+#include <kxcore/properties.h>
+#include <kxcore/property_values.h>
+#include <kxcore/property_walk.h>
+#include <kxcore/taskutil.h>
+
+namespace kxclientutil {
+
+namespace {
+
+namespace es = kxbase::es;
+using kxbase::make_refcount;
+using kxcore::configuration;
+using kxcore::constraint_db;
+using kxcore::plugin_db;
+using kxcore::properties;
+using kxcore::property_handle;
+using kxcore::property_string;
+
+constexpr auto credentials = kxcore::property_special::e_sub_type::credential;
+
+constraint_db accepted_documents(constraint_db const& constraints);
+std::map<std::string, unsigned int> current_versions();
+e_config_type type_read(configuration::read_error result, configuration const& document, plugin_db const& plugins,
+                        properties& out);
+[[noreturn]] void refuse_old_version(configuration const& document, plugin_db const& plugins, properties& out);
+void validate(configuration const& document, constraint_db const& accepted);
+void normalize_urls(properties& document);
+void read_preset(std::string const& url, plugin_db const& plugins, constraint_db const& constraints,
+                 kxbase::buffer& out);
+void lend_name(std::string const& url, properties& source);
+bool is_preset(std::string const& url);
+
+} // namespace
+
+e_config_type read_config(kxbase::buffer const& data, plugin_db const& plugins, constraint_db const& constraints,
+                          properties& out, configuration::format* format) {
+    constraint_db const accepted = accepted_documents(constraints);
+    configuration document;
+    auto const result = document.read_config(accepted, current_versions(), data, format);
+    e_config_type const type = type_read(result, document, plugins, out);
+    validate(document, accepted);
+
+    properties read = document.get_config();
+    kxcore::process_context::instance().resolve_properties(read, plugins, credentials);
+    normalize_urls(read);
+    out = std::move(read);
+    return type;
+}
+
+e_config_type read_config_file(std::string const& path_or_url, plugin_db const& plugins,
+                               constraint_db const& constraints, properties& out, configuration::format* format) {
+    std::string const url = kxbase::url_create_from_url_or_path(path_or_url, "");
+    kxbase::buffer data;
+    if (is_preset(url)) {
+        read_preset(url, plugins, constraints, data);
+    } else {
+        if (!configuration::recognizes_file(url, plugins)) return config_unknown;
+        kxcore::ioutil::get_file_content(url, data, plugins);
+    }
+
+    e_config_type const type = read_config(data, plugins, constraints, out, format);
+    document_type const* const row = find_document_type(type);
+    if (row && row->is_source && !out.is_present("name")) lend_name(url, out);
+    return type;
+}
+
+bool recognizes_file(std::string const& path_or_url, plugin_db const& plugins) {
+    std::string const url = kxbase::url_create_from_url_or_path(path_or_url, "");
+    return is_preset(url) || configuration::recognizes_file(url, plugins);
+}
+
+namespace {
+
+/// The constraint of every document type under its identifier; an empty one where the installation has none.
+constraint_db accepted_documents(constraint_db const& constraints) {
+    constraint_db accepted(false);
+    for (document_type const& row : document_types())
+        accepted.add_constraint(row.identifier, constraints.get_constraint(row.constraint), true);
+    return accepted;
+}
+
+std::map<std::string, unsigned int> current_versions() {
+    std::map<std::string, unsigned int> versions;
+    for (document_type const& row : document_types())
+        versions.emplace(row.identifier, current_version);
+    return versions;
+}
+
+e_config_type type_read(configuration::read_error result, configuration const& document, plugin_db const& plugins,
+                        properties& out) {
+    switch (result) {
+    case configuration::read_ok: {
+        document_type const* const row = find_document_type(document.get_identifier());
+        return row ? row->type : config_unknown;
+    }
+    case configuration::read_old_version: refuse_old_version(document, plugins, out);
+    case configuration::read_unexpected:
+        raise_from<es::arg>(config_source_path,
+                            kxbase::string_with_format("Unexpected configuration data, data contains '%s'",
+                                                       document.get_identifier().c_str()));
+    case configuration::read_unknown: raise_from<es::arg>(config_source_path, "Unknown configuration data");
+    case configuration::read_invalid: raise_from<es::arg>(config_source_path, "Invalid configuration data");
+    }
+    // A code of a later reader: the document is judged by its constraint alone.
+    return config_unknown;
+}
+
+/// Leaves the stored document in `out`, its credentials unwrapped, for whoever wants to see what could not be used.
+void refuse_old_version(configuration const& document, plugin_db const& plugins, properties& out) {
+    properties stored = document.get_config();
+    kxcore::process_context::instance().resolve_properties(stored, plugins, credentials);
+    out = std::move(stored);
+
+    document_type const* const row = find_document_type(document.get_identifier());
+    if (row && row->is_media_component) raise_from<es::arg>(config_source_path, "Not implemented");
+    raise_from<es::arg>(config_source_path,
+                        kxbase::string_with_format("Version %u of '%s' is not supported, only version %u is",
+                                                   document.get_version(), document.get_identifier().c_str(),
+                                                   current_version));
+}
+
+void validate(configuration const& document, constraint_db const& accepted) {
+    std::string const& identifier = document.get_identifier();
+    auto const constraint = find_database(accepted, identifier);
+    if (!constraint)
+        raise_from<es::arg>(config_source_path,
+                            kxbase::string_with_format("failed to find constraint for ('%s')", identifier.c_str()));
+
+    properties const& tree = document.get_config();
+    std::string reason;
+    if (!constraint->is_valid(tree, kxcore::validity::all))
+        constraint->get_invalid_reason(tree, reason, kxcore::validity::all);
+    else if (!constraint->constraints_satisfied(tree, kxcore::validity::all))
+        constraint->get_constraints_not_satisfied_reason(tree, reason, kxcore::validity::all);
+    else
+        return;
+    raise_from<es::arg>(config_source_path, kxbase::string_with_format("Invalid configuration ('%s')", reason.c_str()));
+}
+
+/// Every string under a path with "url}" anywhere in it is taken for a URL, on purpose also one that is deeper than the
+/// key that ends so.
+void normalize_urls(properties& document) {
+    kxcore::rewrite_leaves(document, [](std::string_view path, property_handle const& leaf) {
+        auto const* const text = kxcore::property_cast<property_string>(leaf.get());
+        if (!text || !kxbase::contains(path, "url}")) return leaf;
+
+        std::string url(text->value());
+        // The resource of an earlier submission is a file of this machine to whoever reads the document.
+        if (kxbase::uri_scheme(url) == "kxrc") url = kxbase::url_new_path("file:", kxbase::url_path(url, true), true);
+        return property_handle(make_refcount<property_string>(resolve_url_path(url)));
+    });
+}
+
+/// Turns an encoder preset into the stored form of an encoder task, so that it is read like any other document.
+void read_preset(std::string const& url, plugin_db const& plugins, constraint_db const& constraints,
+                 kxbase::buffer& out) {
+    std::string text;
+    kxcore::ioutil::get_file_content(url, text, plugins);
+    auto const settings = kxcore::taskutil::create_configuration_from_setting(kxbase::url_path_name(url), text, true);
+
+    properties task(false);
+    task.set_property("plugin-id", make_refcount<property_string>("task/regular/ogencoder/1.0"));
+    task.set_property("configuration", settings);
+    task.set_property("name", settings->get_property("name"));
+
+    document_type const& row = *find_document_type(config_task);
+    auto const constraint = find_database(constraints, row.constraint);
+    if (!constraint) raise_from<es::unsupp>(config_source_path, "user-task constraint missing");
+    configuration document(*constraint, {row.identifier, current_version});
+    document.set_default_config(task);
+    document.set_config(task);
+    document.write_config(out, configuration::format_xml);
+}
+
+/// The mark tells the writer that the name is the file's and not the document's own.
+void lend_name(std::string const& url, properties& source) {
+    source.set_property("name", make_refcount<property_string>(kxbase::url_path_name(url)));
+    source.set_property("name-absent", make_refcount<kxcore::property_bool>(true));
+}
+
+bool is_preset(std::string const& url) {
+    return kxbase::url_path_suffix(url, false) == "setting";
+}
+
+} // namespace
+
+} // namespace kxclientutil

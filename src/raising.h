@@ -1,0 +1,22 @@
+// How the functions of this library raise errors: with the library's own source paths, which are fixed texts, the same
+// on every system and without a file name (administrators filter logs by them), and with the real line.
+#pragma once
+
+#include <kxbase/errors.h>
+#include <kxbase/source_position.h>
+
+#include <string_view>
+
+namespace kxclientutil {
+
+inline constexpr char const* config_source_path = R"(code\app\common\shared\kxclientutil\src\config)";
+inline constexpr char const* submission_source_path = R"(code\app\common\shared\kxclientutil\src\submission)";
+
+/// Raises an error of the family `Error` with a finished message.
+template <typename Error>
+[[noreturn]] void raise_from(char const* source_path, std::string_view message,
+                             kxbase::source_position where = kxbase::source_position::current()) {
+    Error::raise(source_path, where.line(), message);
+}
+
+} // namespace kxclientutil

@@ -1,0 +1,26 @@
+// The copy of the unfinalized submission that a finalized one keeps inside: its network encoding, compressed.
+#pragma once
+
+#include <kxbase/ptr_refcount.h>
+
+namespace kxcore {
+class properties;
+class property_binary;
+} // namespace kxcore
+
+namespace kxclientutil {
+
+/// Where a finalized submission keeps its original.
+inline constexpr char const* original_path = "ext-meta{compressed-original}";
+
+/// The original of a finalized submission; null when there is none. Valid as long as the submission is unchanged.
+[[nodiscard]] kxcore::property_binary const* kept_original(kxcore::properties const& submission);
+
+/// Encodes and compresses a submission. Raises es::arg for one that could not be read back, as the network encoding
+/// does.
+[[nodiscard]] kxbase::ptr_refcount<kxcore::property_binary> compress_original(kxcore::properties const& submission);
+
+/// The inverse of compress_original(). Raises es::arg for corrupt data and beyond the limit of expansion.
+[[nodiscard]] kxbase::ptr_refcount<kxcore::properties> expand_original(kxcore::property_binary const& original);
+
+} // namespace kxclientutil

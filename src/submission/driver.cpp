@@ -1,0 +1,96 @@
+#include "raising.h"
+#include "submission/compressed_original.h"
+#include "submission/file_source.h"
+#include "submission/finalization_run.h"
+#include "submission/workflow_finalization.h"
+
+#include <kxclientutil/submission.h>
+
+#include <kxcore/properties.h>
+#include <kxcore/property_list.h>
+#include <kxcore/property_values.h>
+#include <kxworkflow/workflow_builder.h>
+
+#include <algorithm>
+#include <array>
+
+namespace kxclientutil {
+
+namespace {
+
+using kxbase::make_refcount;
+using kxcore::properties;
+using kxcore::property_string;
+
+void override_name(finalization_run const& run);
+void name_workflow(finalization_run const& run);
+void finalize_source(finalization_run& run);
+void finalize_without_source(finalization_run& run);
+void append_resources(resource_set const& collected, kxcore::property_list& resources);
+
+struct source_kind {
+    char const* key;
+    void (*finalize)(finalization_run&); // null for a kind that can't be finalized yet
+};
+
+// In the order in which a submission is asked for them; only the first that it has counts.
+constexpr std::array<source_kind, 4> source_kinds{{
+    {"file-source", [](finalization_run& run) { finalize_file_source(run, false); }},
+    {"monitor-source", nullptr},
+    {"edl-source", nullptr},
+    {"iseq-source", nullptr},
+}};
+
+} // namespace
+
+void submission_finalize(properties& submission, kxcore::property_list& resources, finalize_sub_conf const& settings,
+                         kxcore::plugin_db const& plugins, kxcore::constraint_db const& constraints) {
+    auto const original = compress_original(submission);
+    finalization_run run{submission, settings, plugins, constraints, {}};
+    override_name(run);
+    name_workflow(run);
+    finalize_source(run);
+    submission.set_create_referenced_property(original_path, original);
+    append_resources(run.resources, resources);
+}
+
+namespace {
+
+void override_name(finalization_run const& run) {
+    if (!run.settings.submission_name.empty())
+        run.submission.set_property("name", make_refcount<property_string>(run.settings.submission_name));
+}
+
+/// An existing name stays, an empty one too.
+void name_workflow(finalization_run const& run) {
+    if (run.submission.find_referenced("workflow{name}")) return;
+    run.submission.set_create_referenced_property("workflow{name}", run.submission.get_property("name"));
+}
+
+void finalize_source(finalization_run& run) {
+    auto const kind = std::ranges::find_if(
+        source_kinds, [&](source_kind const& candidate) { return run.submission.is_present(candidate.key); });
+    if (kind == source_kinds.end()) return finalize_without_source(run);
+    if (!kind->finalize)
+        raise_from<kxbase::es::unsupp>(submission_source_path, std::string("A submission with '") + kind->key +
+                                                                   "' cannot be finalized: not supported");
+    kind->finalize(run);
+}
+
+void finalize_without_source(finalization_run& run) {
+    kxworkflow::workflow_builder builder(*run.submission.get_properties_value("workflow"), run.plugins,
+                                         run.constraints);
+    finalize_workflow(builder, run);
+    auto const workflow = make_refcount<properties>(false);
+    builder.export_workflow(*workflow);
+    run.submission.set_property("workflow", workflow);
+}
+
+void append_resources(resource_set const& collected, kxcore::property_list& resources) {
+    for (std::string const& resource : collected)
+        resources.push_back(make_refcount<property_string>(resource));
+}
+
+} // namespace
+
+} // namespace kxclientutil

@@ -1,0 +1,23 @@
+// What one run of submission_finalize() hands from step to step.
+#pragma once
+
+#include <kxclientutil/submission.h>
+
+#include <set>
+#include <string>
+
+namespace kxclientutil {
+
+/// The resource URIs that a run collects, each once, in byte order.
+using resource_set = std::set<std::string, std::less<>>;
+
+/// The arguments of a run and what it collects; lives as long as the call.
+struct finalization_run {
+    kxcore::properties& submission;
+    finalize_sub_conf const& settings;
+    kxcore::plugin_db const& plugins;
+    kxcore::constraint_db const& constraints;
+    resource_set resources;
+};
+
+} // namespace kxclientutil

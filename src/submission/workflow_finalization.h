@@ -1,0 +1,16 @@
+// The common core of every finalization: adjusts the workflow to the caller's settings and to itself.
+#pragma once
+
+namespace kxworkflow {
+class workflow_builder;
+}
+
+namespace kxclientutil {
+
+struct finalization_run;
+
+/// Runs the steps of workflow finalization on the builder and collects resource URIs in the run. Raises es::arg, having
+/// reported the same message, for a value for an input that a task does not accept; the builder is then half done.
+void finalize_workflow(kxworkflow::workflow_builder& builder, finalization_run& run);
+
+} // namespace kxclientutil
