@@ -4,7 +4,6 @@
 // changes afterwards, so one object serves every task and every thread.
 #pragma once
 
-#include <kxbase/object_refcount.h>
 #include <kxbase/ptr_refcount.h>
 #include <kxcore/export.h>
 #include <kxcore/property.h>
