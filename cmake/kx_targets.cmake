@@ -14,9 +14,13 @@ function(kx_add_library name)
   if(NOT arg_INCLUDE)
     set(arg_INCLUDE "${CMAKE_CURRENT_SOURCE_DIR}/include")
   endif()
+  set_property(GLOBAL APPEND PROPERTY kx_libraries ${name})
+  install(DIRECTORY "${arg_INCLUDE}/${name}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" FILES_MATCHING PATTERN "*.h")
   list(TRANSFORM arg_DEPENDS PREPEND "kxclientutil::")
   string(TOUPPER "${name}" upper)
   set(generated "${CMAKE_CURRENT_BINARY_DIR}/generated")
+
+  install(FILES "${generated}/${name}/export.h" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${name}")
 
   # A library of headers only exports nothing.
   if(NOT arg_SOURCES)
@@ -24,7 +28,8 @@ function(kx_add_library name)
     add_library(${name} INTERFACE)
     target_include_directories(${name} INTERFACE
       "$<BUILD_INTERFACE:${arg_INCLUDE}>"
-      "$<BUILD_INTERFACE:${generated}>")
+      "$<BUILD_INTERFACE:${generated}>"
+      "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
     target_link_libraries(${name} INTERFACE ${arg_DEPENDS})
     add_library(kxclientutil::${name} ALIAS ${name})
     return()
@@ -42,7 +47,12 @@ function(kx_add_library name)
   target_compile_features(${name} PUBLIC cxx_std_20)
   target_link_libraries(${name} PUBLIC ${arg_DEPENDS} PRIVATE ${arg_PRIVATE})
   kx_apply_flags(${name})
+  # An archive is linked by whatever compiler its user has, so it holds ordinary code besides what the optimiser needs.
+  if(CMAKE_INTERPROCEDURAL_OPTIMIZATION AND NOT BUILD_SHARED_LIBS AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(${name} PRIVATE -ffat-lto-objects)
+  endif()
   set_target_properties(${name} PROPERTIES
+    INSTALL_RPATH "\$ORIGIN"
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
 
@@ -64,6 +74,7 @@ function(kx_add_executable name)
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES})
   kx_apply_flags(${name})
+  set_target_properties(${name} PROPERTIES INSTALL_RPATH "\$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 endfunction()
 
 # Tests are discovered when ctest runs, so a build does not start the executable. KX_SOURCE_DIR is the root of the
@@ -83,6 +94,11 @@ function(kx_add_test name)
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests" "${PROJECT_SOURCE_DIR}")
   target_compile_definitions(${name} PRIVATE "KX_SOURCE_DIR=\"${PROJECT_SOURCE_DIR}\"")
   kx_apply_flags(${name})
+  # Optimising across files once more for every test executable would take longer than the tests.
+  if(CMAKE_INTERPROCEDURAL_OPTIMIZATION)
+    set_target_properties(${name} PROPERTIES INTERPROCEDURAL_OPTIMIZATION OFF)
+    target_link_options(${name} PRIVATE -fno-lto)
+  endif()
   set(properties TIMEOUT ${arg_TIMEOUT})
   if(arg_LABELS)
     list(APPEND properties LABELS "${arg_LABELS}")
