@@ -1,6 +1,7 @@
 #pragma once
 
-// Base64 (RFC 4648, the standard alphabet with padding), for bytes that travel inside texts.
+/// @file
+/// Base64 (RFC 4648, the standard alphabet with padding), for bytes that travel inside texts.
 
 #include <kxbase/export.h>
 

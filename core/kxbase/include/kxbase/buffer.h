@@ -1,7 +1,8 @@
 #pragma once
 
-// A growable run of bytes: what documents are read from and written into. Growing never fills memory with zeros that are
-// written over at once, and moves blocks with the allocator's help where it can.
+/// @file
+/// A growable run of bytes: what documents are read from and written into. Growing never fills memory with zeros that are
+/// written over at once, and moves blocks with the allocator's help where it can.
 
 #include <kxbase/export.h>
 

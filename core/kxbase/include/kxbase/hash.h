@@ -1,6 +1,7 @@
 #pragma once
 
-// Digests and checksums.
+/// @file
+/// Digests and checksums.
 
 #include <kxbase/export.h>
 

@@ -1,19 +1,20 @@
 #pragma once
 
-// Limits guard the doors where foreign bytes come in; writing and finalizing refuse what could not be read back. Every
-// error names the limit that it met by the word in the third column:
-//
-//   | what                                                        | default        | word          |
-//   |-------------------------------------------------------------|----------------|---------------|
-//   | bytes of one document                                       | 256 MiB        | document      |
-//   | bytes of one frame of the wire protocol                     | 64 MiB         | frame         |
-//   | bytes that compressed data may expand to                    | 1 GiB          | expansion     |
-//   | levels of nesting                                           | 128            | nesting       |
-//   | bytes of one string                                         | 16 MiB         | string        |
-//   | bytes of one key                                            | 64 KiB         | key           |
-//   | members of one list or tree                                 | 10 million     | members       |
-//   | bytes of the text form of a property path                   | 4,096          | path          |
-//   | bytes that recognizing a document looks at                  | 4 KiB          | recognition   |
+/// @file
+/// Limits guard the doors where foreign bytes come in; writing and finalizing refuse what could not be read back. Every
+/// error names the limit that it met by the word in the third column:
+///
+///   | what                                                        | default        | word          |
+///   |-------------------------------------------------------------|----------------|---------------|
+///   | bytes of one document                                       | 256 MiB        | document      |
+///   | bytes of one frame of the wire protocol                     | 64 MiB         | frame         |
+///   | bytes that compressed data may expand to                    | 1 GiB          | expansion     |
+///   | levels of nesting                                           | 128            | nesting       |
+///   | bytes of one string                                         | 16 MiB         | string        |
+///   | bytes of one key                                            | 64 KiB         | key           |
+///   | members of one list or tree                                 | 10 million     | members       |
+///   | bytes of the text form of a property path                   | 4,096          | path          |
+///   | bytes that recognizing a document looks at                  | 4 KiB          | recognition   |
 
 #include <kxbase/export.h>
 

@@ -1,6 +1,7 @@
 #pragma once
 
-// A mutex that const objects can lock, and the scope that holds it.
+/// @file
+/// A mutex that const objects can lock, and the scope that holds it.
 
 #include <kxbase/export.h>
 

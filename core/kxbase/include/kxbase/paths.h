@@ -1,7 +1,8 @@
 #pragma once
 
-// Plain paths: texts whose elements stand between separators of one kind. '/' and '\' for files; other separators serve
-// other texts, '>' for workflow targets. No function looks at a disk.
+/// @file
+/// Plain paths: texts whose elements stand between separators of one kind. '/' and '\' for files; other separators serve
+/// other texts, '>' for workflow targets. No function looks at a disk.
 
 #include <kxbase/export.h>
 

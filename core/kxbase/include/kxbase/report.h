@@ -1,7 +1,8 @@
 #pragma once
 
-// The log. Everything that the libraries have to say goes through `report`, one line at a time, to a sink that the host
-// may replace.
+/// @file
+/// The log. Everything that the libraries have to say goes through `report`, one line at a time, to a sink that the host
+/// may replace.
 
 #include <kxbase/export.h>
 

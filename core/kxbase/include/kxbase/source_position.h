@@ -1,7 +1,8 @@
 #pragma once
 
-// Where a call stands in the source. The standard's own class is missing with compilers that the lint check and fuzzing
-// rely on; this one works with all.
+/// @file
+/// Where a call stands in the source. The standard's own class is missing with compilers that the lint check and fuzzing
+/// rely on; this one works with all.
 
 namespace kxbase {
 

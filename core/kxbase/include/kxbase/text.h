@@ -1,7 +1,8 @@
 #pragma once
 
-// Small services on texts. Texts are byte strings, normally UTF-8; nothing here depends on a locale. All functions give
-// new strings; UTF-8 validation is in utf8.h, base64 in base64.h.
+/// @file
+/// Small services on texts. Texts are byte strings, normally UTF-8; nothing here depends on a locale. All functions give
+/// new strings; UTF-8 validation is in utf8.h, base64 in base64.h.
 
 #include <kxbase/export.h>
 
@@ -14,7 +15,7 @@
 namespace kxbase {
 
 /// printf into a string of any length. The format is a literal: never pass a text that came from outside.
-[[nodiscard]] KXBASE_EXPORT std::string string_with_format(char const* format, ...) // NOLINT(cert-dcl50-cpp)
+[[nodiscard]] KXBASE_EXPORT std::string string_with_format(char const* format, ...)
     __attribute__((format(printf, 1, 2)));
 
 /// The empty string, for functions that return a reference.

@@ -1,17 +1,18 @@
 #pragma once
 
-// URLs: texts `scheme ":" ["//" authority] path ["?" query] ["#" fragment]`, split leniently and never rejected for a
-// blank, a '$' or a '>'. A scheme is made of ASCII letters, digits, '+', '-', '.' and '_', compared as written; a single
-// letter is a drive letter, not a scheme.
-//
-// A text without a scheme is a path, not a URL. It is neither decoded nor encoded; '#' and '?' in it are its own; it has
-// no query, fragment, host, user or password, and setting one leaves it as it is.
-//
-// `decode` asks for a component with its %XX undone. Nothing is lost by that: what encoding could not tell apart again
-// stays encoded ("%2F" in a path, "%26", "%3D" and "%2B" in a query, and "%25" where the text behind it would then be
-// mistaken for one of these). `encode` asks for what a component cannot hold to be percent-encoded; '$' stays, and a
-// query keeps '=', '&' and well-formed %XX. Without it the text is put as it is. So for every well-encoded u
-// `url_new_path(u, url_path(u, true), true) == u`, and any other settles after one pass.
+/// @file
+/// URLs: texts `scheme ":" ["//" authority] path ["?" query] ["#" fragment]`, split leniently and never rejected for a
+/// blank, a '$' or a '>'. A scheme is made of ASCII letters, digits, '+', '-', '.' and '_', compared as written; a single
+/// letter is a drive letter, not a scheme.
+///
+/// A text without a scheme is a path, not a URL. It is neither decoded nor encoded; '#' and '?' in it are its own; it has
+/// no query, fragment, host, user or password, and setting one leaves it as it is.
+///
+/// `decode` asks for a component with its %XX undone. Nothing is lost by that: what encoding could not tell apart again
+/// stays encoded ("%2F" in a path, "%26", "%3D" and "%2B" in a query, and "%25" where the text behind it would then be
+/// mistaken for one of these). `encode` asks for what a component cannot hold to be percent-encoded; '$' stays, and a
+/// query keeps '=', '&' and well-formed %XX. Without it the text is put as it is. So for every well-encoded u
+/// `url_new_path(u, url_path(u, true), true) == u`, and any other settles after one pass.
 
 #include <kxbase/export.h>
 

@@ -1,6 +1,7 @@
 #pragma once
 
-// UTF-8 validation, for the doors where foreign text comes in.
+/// @file
+/// UTF-8 validation, for the doors where foreign text comes in.
 
 #include <kxbase/export.h>
 

@@ -1,6 +1,7 @@
 #pragma once
 
-// Fresh identifiers.
+/// @file
+/// Fresh identifiers.
 
 #include <kxbase/export.h>
 

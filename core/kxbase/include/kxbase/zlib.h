@@ -1,6 +1,7 @@
 #pragma once
 
-// Compression in the zlib format.
+/// @file
+/// Compression in the zlib format.
 
 #include <kxbase/export.h>
 
@@ -24,8 +25,8 @@ KXBASE_EXPORT void uncompress_z(buffer const& in, buffer& out);
 /// The same with a limit of the caller's, in bytes.
 KXBASE_EXPORT void uncompress_z(buffer const& in, buffer& out, std::size_t limit);
 
-/// Compresses piece by piece, for who makes the data as it goes and never needs it as a whole. The result is what
-/// `compress_z` gives for all pieces together. Used by one thread at a time.
+/// Compresses piece by piece, for who makes the data as it goes and never needs it as a whole. The result expands to
+/// all pieces together. Used by one thread at a time.
 class KXBASE_EXPORT compressor_z {
 public:
     /// Appends to `out`, which must outlive this. Levels and errors as in `compress_z`.
