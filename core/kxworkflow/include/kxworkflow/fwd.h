@@ -1,5 +1,7 @@
-// The names of the workflow library, for headers that only pass its objects on.
 #pragma once
+
+/// @file
+/// The names of the workflow library, for headers that only pass its objects on.
 
 namespace kxworkflow {
 

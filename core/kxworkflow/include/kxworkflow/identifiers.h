@@ -1,10 +1,12 @@
-// Names of tasks and of their inputs and outputs.
-//
-// A wtid names one task inside a workflow. It reads "wtid:PLID#INSTANCE": the id of the task's
-// plugin, then a name that sets the task apart from others of that plugin, for example
-// "wtid:task/regular/mail/1.0#to-the-desk". A port is one input or output of a task; its id
-// reads "WTID>NODE".
 #pragma once
+
+/// @file
+/// Names of tasks and of their inputs and outputs.
+///
+/// A wtid names one task inside a workflow. It reads "wtid:PLID#INSTANCE": the id of the task's
+/// plugin, then a name that sets the task apart from others of that plugin, for example
+/// "wtid:task/regular/mail/1.0#to-the-desk". A port is one input or output of a task; its id
+/// reads "WTID>NODE".
 
 #include <kxworkflow/export.h>
 

@@ -1,9 +1,11 @@
-// Workflow paths: texts that name one input of one task, for whoever feeds a workflow from
-// outside. A workflow path reads "workflow:ID>NODE", where ID is a wtid (or the id of a whole
-// workflow) and NODE the input. It looks like a URL and is none: ID holds '#', so a path is taken
-// apart here as plain text, at the first '>', and never by URL functions. Nothing is encoded,
-// and nothing is checked; an ID cannot hold '>'.
 #pragma once
+
+/// @file
+/// Workflow paths: texts that name one input of one task, for whoever feeds a workflow from
+/// outside. A workflow path reads "workflow:ID>NODE", where ID is a wtid (or the id of a whole
+/// workflow) and NODE the input. It looks like a URL and is none: ID holds '#', so a path is taken
+/// apart here as plain text, at the first '>', and never by URL functions. Nothing is encoded,
+/// and nothing is checked; an ID cannot hold '>'.
 
 #include <kxworkflow/export.h>
 

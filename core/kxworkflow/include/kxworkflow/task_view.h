@@ -1,10 +1,11 @@
-// Views of the tasks of a workflow, as a workflow_builder shows them. A view is a snapshot: it
-// shows the task as it was when the view was made, whatever happens to the builder afterwards,
-// and costs a few references, never a copy of the task's configuration. Views never change, so
-// any number of threads may read them.
 #pragma once
 
-#include <kxbase/object_refcount.h>
+/// @file
+/// Views of the tasks of a workflow, as a workflow_builder shows them. A view is a snapshot: it
+/// shows the task as it was when the view was made, whatever happens to the builder afterwards,
+/// and costs a few references, never a copy of the task's configuration. Views never change, so
+/// any number of threads may read them.
+
 #include <kxbase/ptr_refcount.h>
 #include <kxworkflow/export.h>
 

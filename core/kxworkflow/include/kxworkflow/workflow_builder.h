@@ -1,20 +1,22 @@
-// A workflow while it is worked on. The builder takes a workflow document apart once, into tasks
-// that are found by their wtids; every operation then works on these; export_workflow() puts the
-// document together again. docs/documents.md, chapter "Workflows", describes the document.
-//
-// What holds between any two calls:
-// - every task has a wtid of its own, which names a plugin that the plugin database knows;
-// - no connection, run dependency or kill trigger names a task that is not there;
-// - connections and run dependencies together have no cycle: some order of the tasks runs each
-//   one after all those that it waits for;
-// - what the builder does not understand in a document it hands on unchanged.
-//
-// A call that raises changes nothing. All errors are es::arg and name the task, and where there
-// is one the key or the input. A wtid that is not in the workflow is an error for every operation
-// that takes one, except for connect(). With n the number of tasks an operation costs O(log n),
-// or what the things that it names cost; connect() and the dependencies also keep the order of
-// the tasks, see task_order.h in the sources. A builder is used by one thread at a time.
 #pragma once
+
+/// @file
+/// A workflow while it is worked on. The builder takes a workflow document apart once, into tasks
+/// that are found by their wtids; every operation then works on these; export_workflow() puts the
+/// document together again. docs/documents.md, chapter "Workflows", describes the document.
+///
+/// What holds between any two calls:
+/// - every task has a wtid of its own, which names a plugin that the plugin database knows;
+/// - no connection, run dependency or kill trigger names a task that is not there;
+/// - connections and run dependencies together have no cycle: some order of the tasks runs each
+///   one after all those that it waits for;
+/// - what the builder does not understand in a document it hands on unchanged.
+///
+/// A call that raises changes nothing. All errors are es::arg and name the task, and where there
+/// is one the key or the input. A wtid that is not in the workflow is an error for every operation
+/// that takes one, except for connect(). With n the number of tasks an operation costs O(log n),
+/// or what the things that it names cost; connect() and the dependencies also keep the order of
+/// the tasks, see task_order.h in the sources. A builder is used by one thread at a time.
 
 #include <kxbase/ptr_refcount.h>
 #include <kxworkflow/export.h>
@@ -38,6 +40,8 @@ class property;
 } // namespace kxcore
 
 namespace kxworkflow {
+
+struct workflow_content;
 
 /// Edits one workflow. Movable, not copyable; a builder that was moved from can only be
 /// destroyed or assigned to.
@@ -128,8 +132,9 @@ public:
     /// @param label         the name that people see; empty for "Untitled"
     /// @return the new task's wtid
     /// @throws es::arg for an unknown plugin, and for a name that holds '>'
-    [[nodiscard]] std::string add_task(std::string_view plid, kxbase::ptr_refcount<kxcore::properties const> configuration,
-                                       unsigned int flags, std::string_view name, std::string_view label);
+    [[nodiscard]] std::string add_task(std::string_view plid,
+                                       kxbase::ptr_refcount<kxcore::properties const> configuration, unsigned int flags,
+                                       std::string_view name, std::string_view label);
 
     /// Removes a task and all that names it: connections, entries in kill triggers, declared
     /// connections in the workflow's meta data. A run dependency loses the task; one that is left
@@ -253,8 +258,7 @@ public:
     [[nodiscard]] bool operator==(workflow_builder const& other) const;
 
 private:
-    struct content;
-    std::unique_ptr<content> content_;
+    std::unique_ptr<workflow_content> content_;
 };
 
 } // namespace kxworkflow

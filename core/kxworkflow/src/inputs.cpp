@@ -1,0 +1,35 @@
+#include "inputs.h"
+
+#include <kxcore/property_list.h>
+#include <kxcore/property_special.h>
+#include <kxcore/references.h>
+
+#include <algorithm>
+
+namespace kxworkflow {
+
+bool is_possible_input(kxcore::plugin_info const& info, kxcore::properties const& configuration,
+                       std::string_view input) {
+    std::vector<kxcore::reference_step> steps;
+    if (!kxcore::split_reference(input, steps) || steps.front().is_index) return false;
+    std::string_view const first = steps.front().key;
+    return info.find_input(first) != nullptr || configuration.is_present(first);
+}
+
+bool waits_for_connection(kxcore::property const* value) {
+    if (value == nullptr) return true;
+    if (auto const* const tree = kxcore::property_cast<kxcore::properties>(value)) return tree->empty();
+    if (auto const* const list = kxcore::property_cast<kxcore::property_list>(value)) return list->empty();
+    auto const* const special = kxcore::property_cast<kxcore::property_special>(value);
+    if (special == nullptr || special->type() != kxcore::property_special::e_type::deferred) return false;
+    return special->sub_type() == kxcore::property_special::e_sub_type::plain ||
+           special->sub_type() == kxcore::property_special::e_sub_type::variable;
+}
+
+kxcore::property_handle published_by_plugin(kxcore::plugin_info const& info, std::string_view output) {
+    auto const published = info.get_published();
+    auto const found = std::ranges::lower_bound(published, output, {}, &kxcore::plugin_published_value::name);
+    return found != published.end() && found->name == output ? found->value : kxcore::property_handle();
+}
+
+} // namespace kxworkflow

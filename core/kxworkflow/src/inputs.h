@@ -1,0 +1,26 @@
+#pragma once
+
+/// @file
+/// Inputs and outputs of a task: which ones it has, and which inputs wait to be fed. An input is a path into the
+/// configuration.
+
+#include <kxcore/plugin_info.h>
+#include <kxcore/properties.h>
+
+#include <string_view>
+
+namespace kxworkflow {
+
+/// Whether a task of that plugin with that configuration accepts the input: its path is there, or its first step is a
+/// declared input or a member of the configuration. False for a text that is no path.
+[[nodiscard]] bool is_possible_input(kxcore::plugin_info const& info, kxcore::properties const& configuration,
+                                     std::string_view input);
+
+/// Whether a value leaves the input to be fed by a connection: it is missing, an empty tree or list, a plain deferred
+/// or a variable reference.
+[[nodiscard]] bool waits_for_connection(kxcore::property const* value);
+
+/// What the plugin publishes at an output; empty when it publishes nothing there.
+[[nodiscard]] kxcore::property_handle published_by_plugin(kxcore::plugin_info const& info, std::string_view output);
+
+} // namespace kxworkflow
