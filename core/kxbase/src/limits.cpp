@@ -14,8 +14,8 @@ constexpr std::array<std::size_t limits::*, 8> members = {
 };
 static_assert(sizeof(limits) == members.size() * sizeof(std::size_t), "a limit is missing from the table");
 
-/// One set of limits that is read without a lock. The version is odd while a writer is at work; a reader who met one, or
-/// who finds another version at the end than at the beginning, reads again.
+/// One set of limits that is read without a lock. The version is odd while a writer is at work; a reader who met one,
+/// or who finds another version at the end than at the beginning, reads again.
 class shared_limits {
 public:
     shared_limits() noexcept { store({}); }

@@ -21,7 +21,7 @@ enum class e_component : std::uint8_t {
 
 /// The text with every %XX undone, but for those that encoding could not tell apart again: "%2F" in a path; "%26",
 /// "%3D" and "%2B" in a query; and a '%' whose text behind it would then read as one of these, or, in a query, as any
-/// %XX. Different texts stay different. A malformed '%' stands for itself.
+/// %XX. Texts that mean different things stay different. A malformed '%' stands for itself.
 [[nodiscard]] std::string percent_decoded(std::string_view text, e_component component);
 
 /// The text with every %XX undone, for what is only read: users, passwords, hosts.

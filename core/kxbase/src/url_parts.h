@@ -7,8 +7,8 @@
 
 namespace kxbase {
 
-/// Views into a URL (RFC 3986, appendix B). Joining the parts of a text gives that text. One without a scheme is a path,
-/// whatever it holds.
+/// Views into a URL (RFC 3986, appendix B). Joining the parts of a text gives that text. One without a scheme is a
+/// path, whatever it holds.
 struct url_parts {
     std::string_view scheme; ///< empty for a path
     std::string_view authority;

@@ -1,8 +1,8 @@
 #pragma once
 
 /// @file
-/// A growable run of bytes: what documents are read from and written into. Growing never fills memory with zeros that are
-/// written over at once, and moves blocks with the allocator's help where it can.
+/// A growable run of bytes: what documents are read from and written into. Growing never fills memory with zeros that
+/// are written over at once, and moves blocks with the allocator's help where it can.
 
 #include <kxbase/export.h>
 
@@ -13,8 +13,10 @@
 
 namespace kxbase {
 
-/// Bytes in one block. Copying copies them, moving leaves the source empty. Running out of memory raises
-/// `std::bad_alloc` and changes nothing. Pointers and views hold until the next call that may grow or shrink the block.
+/// Bytes in one block. Copying copies them, moving leaves the source empty. Pointers and views hold until the next call
+/// that may grow or shrink the block. Running out of memory changes nothing.
+///
+/// @throws std::bad_alloc from everything that takes memory
 class KXBASE_EXPORT buffer {
 public:
     buffer() noexcept = default;

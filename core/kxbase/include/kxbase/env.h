@@ -1,8 +1,8 @@
 #pragma once
 
 /// @file
-/// Where this machine keeps things. All functions look at the environment anew at each call, give absolute paths without a
-/// trailing separator, and give the empty text where there is no answer; nothing is raised.
+/// Where this machine keeps things. All functions look at the environment anew at each call, give absolute paths
+/// without a trailing separator, and give the empty text where there is no answer; nothing is raised.
 
 #include <kxbase/export.h>
 

@@ -1,8 +1,8 @@
 #pragma once
 
 /// @file
-/// The `es` family of exceptions. Which class says whose fault it is: `arg` a bad argument or a bad document, `unsupp` a
-/// request that is not supported, `call` a failed call to another party: a node, a server, the file system.
+/// The `es` family of exceptions. Which class says whose fault it is: `arg` a bad argument or a bad document, `unsupp`
+/// a request that is not supported, `call` a failed call to another party: a node, a server, the file system.
 
 #include <kxbase/export.h>
 #include <kxbase/source_position.h>

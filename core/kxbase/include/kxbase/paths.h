@@ -1,8 +1,8 @@
 #pragma once
 
 /// @file
-/// Plain paths: texts whose elements stand between separators of one kind. '/' and '\' for files; other separators serve
-/// other texts, '>' for workflow targets. No function looks at a disk.
+/// Plain paths: texts whose elements stand between separators of one kind. '/' and '\' for files; other separators
+/// serve other texts, '>' for workflow targets. No function looks at a disk.
 
 #include <kxbase/export.h>
 

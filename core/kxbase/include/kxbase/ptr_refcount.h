@@ -1,10 +1,10 @@
 #pragma once
 
 /// @file
-/// Shared objects and the handle that owns them. An object counts its own references, so a handle is one pointer wide and
-/// a handle can be made again from a plain reference to an object that lives in one. Objects are born inside a handle:
-/// `make_refcount<T>(...)`. An object on the stack works as a value and as a reference argument; handles to it must be
-/// gone before it is.
+/// Shared objects and the handle that owns them. An object counts its own references, so a handle is one pointer wide
+/// and a handle can be made again from a plain reference to an object that lives in one. Objects are born inside a
+/// handle: `make_refcount<T>(...)`. An object on the stack works as a value and as a reference argument; handles to it
+/// must be gone before it is.
 
 #include <kxbase/export.h>
 

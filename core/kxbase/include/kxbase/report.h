@@ -1,8 +1,8 @@
 #pragma once
 
 /// @file
-/// The log. Everything that the libraries have to say goes through `report`, one line at a time, to a sink that the host
-/// may replace.
+/// The log. Everything that the libraries have to say goes through `report`, one line at a time, to a sink that the
+/// host may replace.
 
 #include <kxbase/export.h>
 

@@ -1,8 +1,8 @@
 #pragma once
 
 /// @file
-/// Where a call stands in the source. The standard's own class is missing with compilers that the lint check and fuzzing
-/// rely on; this one works with all.
+/// Where a call stands in the source. The standard's own class is missing with compilers that the lint check and
+/// fuzzing rely on; this one works with all.
 
 namespace kxbase {
 

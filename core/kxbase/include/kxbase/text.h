@@ -1,8 +1,8 @@
 #pragma once
 
 /// @file
-/// Small services on texts. Texts are byte strings, normally UTF-8; nothing here depends on a locale. All functions give
-/// new strings; UTF-8 validation is in utf8.h, base64 in base64.h.
+/// Small services on texts. Texts are byte strings, normally UTF-8; nothing here depends on a locale. All functions
+/// give new strings; UTF-8 validation is in utf8.h, base64 in base64.h.
 
 #include <kxbase/export.h>
 

@@ -2,11 +2,11 @@
 
 /// @file
 /// URLs: texts `scheme ":" ["//" authority] path ["?" query] ["#" fragment]`, split leniently and never rejected for a
-/// blank, a '$' or a '>'. A scheme is made of ASCII letters, digits, '+', '-', '.' and '_', compared as written; a single
-/// letter is a drive letter, not a scheme.
+/// blank, a '$' or a '>'. A scheme is made of ASCII letters, digits, '+', '-', '.' and '_', compared as written; a
+/// single letter is a drive letter, not a scheme.
 ///
-/// A text without a scheme is a path, not a URL. It is neither decoded nor encoded; '#' and '?' in it are its own; it has
-/// no query, fragment, host, user or password, and setting one leaves it as it is.
+/// A text without a scheme is a path, not a URL. It is neither decoded nor encoded; '#' and '?' in it are its own; it
+/// has no query, fragment, host, user or password, and setting one leaves it as it is.
 ///
 /// `decode` asks for a component with its %XX undone. Nothing is lost by that: what encoding could not tell apart again
 /// stays encoded ("%2F" in a path, "%26", "%3D" and "%2B" in a query, and "%25" where the text behind it would then be
@@ -39,7 +39,7 @@ namespace kxbase {
 [[nodiscard]] KXBASE_EXPORT std::string url_fragment(std::string_view url, bool decode);
 
 /// The URL with another scheme. A path becomes a URL by it and is encoded; the empty scheme leaves `scheme ":"` out.
-/// Raises `es::arg` for a text that is no scheme.
+/// @throws es::arg for a text that is no scheme
 [[nodiscard]] KXBASE_EXPORT std::string url_set_scheme(std::string_view url, std::string_view scheme);
 
 /// The URL with another host; user, password and port stay. The empty host takes the whole authority away, "//" too.
@@ -61,11 +61,11 @@ namespace kxbase {
 [[nodiscard]] KXBASE_EXPORT std::string url_protected_output(std::string_view url);
 
 /// A URL as it is; a path as a "file:" URL: "file:/path" for an absolute one, "file:/C:/path" for one with a drive
-/// letter, "file://server/share/path" for a UNC path. A path with a drive letter, a UNC path, and one that knows no other
-/// separator than '\' gets '/' for each '\'. A relative path is made absolute against `base` (a folder, as a path or a
-/// URL, whose scheme it then takes), or the current folder where that is empty; a text that begins with '$' counts as
-/// absolute: "$TMPPATH$/x" gives "file:$TMPPATH$/x". The empty text stays empty. Raises `es::call` where the current
-/// folder is needed and can't be found.
+/// letter, "file://server/share/path" for a UNC path. A path with a drive letter, a UNC path, and one that knows no
+/// other separator than '\' gets '/' for each '\'. A relative path is made absolute against `base` (a folder, as a path
+/// or a URL, whose scheme it then takes), or the current folder where that is empty; a text that begins with '$' counts
+/// as absolute: "$TMPPATH$/x" gives "file:$TMPPATH$/x". The empty text stays empty.
+/// @throws es::call where the current folder is needed and can't be found
 [[nodiscard]] KXBASE_EXPORT std::string url_create_from_url_or_path(std::string_view url_or_path,
                                                                     std::string_view base);
 
