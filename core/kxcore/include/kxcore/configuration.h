@@ -40,7 +40,7 @@ struct document_diagnostic {
     [[nodiscard]] KXCORE_EXPORT std::string to_string() const;
 };
 
-/// Reads and writes one document. A value; copies share the trees.
+/// Reads and writes one document. A value; copies share the trees. One that was moved from can only be assigned to.
 class KXCORE_EXPORT configuration {
 public:
     /// The two document formats.

@@ -26,7 +26,7 @@ namespace ioutil {
 /// @param out replaced by the content; untouched when an error is raised
 /// @param plugins the installation's plugins; none is needed for the schemes above
 /// @throws es::call when the file cannot be opened, read or transferred; es::arg when it is
-///         larger than the limit "document size" or is not a file (a folder, a device);
+///         larger than the limit "document" or is not a file (a folder, a device);
 ///         es::unsupp for another scheme
 KXCORE_EXPORT void get_file_content(std::string_view url, std::string& out, plugin_db const& plugins);
 KXCORE_EXPORT void get_file_content(std::string_view url, kxbase::buffer& out, plugin_db const& plugins);
