@@ -90,8 +90,13 @@ function(kx_add_test name)
   endif()
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} kx_test_support GTest::gmock_main)
-  # The root is for private headers, which a test names in full: "src/config/tags.h", "core/kxbase/src/uuid.h".
-  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests" "${PROJECT_SOURCE_DIR}")
+  # A test may name private headers of the library that its folder is called after, as the library's sources do.
+  cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME library)
+  set(private "${PROJECT_SOURCE_DIR}/core/${library}/src")
+  if(library STREQUAL "kxclientutil")
+    set(private "${PROJECT_SOURCE_DIR}/src")
+  endif()
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests" "${private}")
   target_compile_definitions(${name} PRIVATE "KX_SOURCE_DIR=\"${PROJECT_SOURCE_DIR}\"")
   kx_apply_flags(${name})
   # Optimising across files once more for every test executable would take longer than the tests.
