@@ -19,8 +19,7 @@ plugin_db& plugin_db::operator=(plugin_db&&) noexcept = default;
 void plugin_db::add_plugin(kxbase::ptr_refcount<plugin_info const> plugin) {
     if (!plugin) kxbase::es::arg::raise("a plugin database takes no empty plugin description");
     std::string const& id = plugin->get_id();
-    if (plugins_.contains(id))
-        kxbase::es::arg::raise("plugin id \"" + id + "\" is in the plugin database already");
+    if (plugins_.contains(id)) kxbase::es::arg::raise("plugin id \"" + id + "\" is in the plugin database already");
     plugins_.emplace(id, std::move(plugin));
 }
 

@@ -8,7 +8,7 @@
 // Loading looks at every file before it gives up, so one run tells everything that is wrong.
 #pragma once
 
-#include <kxbase/ptr_refcount.h>
+#include <kxcore/constraint_finding.h>
 #include <kxcore/export.h>
 
 #include <memory>
@@ -26,8 +26,8 @@ class properties;
 struct installation_problem {
     /// The file or folder, as its path.
     std::string file;
-    /// Where in the file: "line 4, column 3", "inputs{source-url}{kind}", or both; empty when
-    /// the file as a whole is meant.
+    /// Where in the file: "line 4, column 3", behind it the property path when it is known, as in
+    /// "line 4, column 3, inputs{source-url}{kind}"; empty when the file as a whole is meant.
     std::string place;
     /// What was found and what was expected.
     std::string what;
@@ -69,28 +69,28 @@ public:
 
 private:
     struct content;
-    explicit installation(std::shared_ptr<content const> content);
+    explicit installation(std::shared_ptr<content const> loaded);
     std::shared_ptr<content const> content_;
 };
 
 /// Chooses the installation folder: the explicit one when it is not empty, else what the
-/// environment variable KX_INSTALLATION names, else the one installed beside the library, else
-/// the one in the source tree that the library was built from. The first two are taken as they
+/// environment variable KX_INSTALLATION names, else the one installed with the program or the
+/// library, else the one in the source tree that the library was built from. The first two are taken as they
 /// stand, a wrong one is an error when it is loaded.
 ///
 /// @throws es::call when none of the four is there
 [[nodiscard]] KXCORE_EXPORT std::string find_installation_folder(std::string_view explicit_folder);
 
-/// Judges the configuration of a task or of a monitor against what the installation says of its
-/// plugin. Members that the database does not know are accepted unless it is closed.
+/// Judges the configuration of a task or of a monitor by what the installation says of its plugin,
+/// the constraint database named `plugin_constraint_name(plugin_id)`.
 ///
 /// @param constraints the installation's constraint database
-/// @param flags the validation flags of `constraint::is_valid`; 30 accepts every special
-/// @return the reason why the configuration does not fit; empty when it does, or when the
-///         database says nothing of the plugin
-[[nodiscard]] KXCORE_EXPORT std::string configuration_invalid_reason(constraint_db const& constraints,
-                                                                     std::string_view plugin_id,
-                                                                     properties const& configuration,
-                                                                     unsigned int flags);
+/// @param flags which special values are valid, as for `constraint::is_valid`; 30 accepts all
+/// @return everything that is wrong, in the order of the paths, which begin at the configuration;
+///         empty when nothing is, or when the constraint database says nothing of the plugin
+[[nodiscard]] KXCORE_EXPORT std::vector<finding> configuration_findings(constraint_db const& constraints,
+                                                                        std::string_view plugin_id,
+                                                                        properties const& configuration,
+                                                                        unsigned int flags);
 
 } // namespace kxcore

@@ -25,7 +25,7 @@ struct plugin_port {
     std::string name;
     /// The kind of the value that goes in or comes out; `property_kind::properties` and
     /// `property_kind::list` when it is a tree or a list.
-    property_kind kind;
+    property_kind kind = property_kind::string;
     /// Inputs only: a task cannot run before this one is fed.
     bool required = false;
     /// Inputs only: a value that an earlier task publishes under a reference to this name may
