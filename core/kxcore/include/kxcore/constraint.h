@@ -5,11 +5,11 @@
 /// with the others, and writes itself as text, as schema fragments and as documentation. Constraints never change once
 /// they are shared, so one object serves every document and every thread.
 
-#include <kxbase/object_refcount.h>
 #include <kxbase/ptr_refcount.h>
 #include <kxcore/export.h>
 #include <kxcore/fwd.h>
 
+#include <atomic>
 #include <cstdint>
 #include <set>
 #include <string>
@@ -120,16 +120,32 @@ public:
     /// How many constraints it consists of, itself counted; a shared part counts at every use.
     [[nodiscard]] std::uint64_t parts() const noexcept { return parts_; }
 
+    constraint& operator=(constraint const&) = delete;
+
 protected:
     constraint() = default;
-    constraint(constraint const&) = default;
-    constraint& operator=(constraint const&) = default;
+    /// The copy is part of nothing yet.
+    constraint(constraint const& other);
 
-    /// Counts the parts of a part in and marks it as one (see constraint_db).
+    /// Counts a part in and marks it as one.
     ///
     /// @throws es::arg beyond the limits nesting and members
     void adopt(constraint const& part);
 
+    /// @throws es::arg beyond the limits nesting and members
+    static void check_extent(std::uint64_t depth, std::uint64_t parts);
+
+    /// Whether this has become part of another constraint: from then on it must not change.
+    [[nodiscard]] bool is_part() const noexcept { return is_part_.load(std::memory_order_relaxed); }
+    static void mark_part(constraint const& part) noexcept { part.is_part_.store(true, std::memory_order_relaxed); }
+
+    void set_extent(std::uint32_t depth, std::uint64_t parts) noexcept {
+        depth_ = depth;
+        parts_ = parts;
+    }
+
+private:
+    mutable std::atomic<bool> is_part_{false};
     std::uint32_t depth_ = 1;
     std::uint64_t parts_ = 1;
 };

@@ -52,6 +52,7 @@ public:
     /// The empty text, or the shortest one of blanks; empty when there is a pattern that it does not match.
     [[nodiscard]] kxbase::ptr_refcount<property const> suggest_value() const override;
     [[nodiscard]] bool is_valid(property const* value, unsigned int flags) const override;
+    void invalid_reason(property const* value, std::string& out, unsigned int flags) const override;
     void describe(std::string& out) const override;
 
 private:
