@@ -6,6 +6,14 @@
 
 include(GenerateExportHeader)
 
+# No program holds a path of the source tree. Those in the build tree find the sample installation through a link that
+# stands to them as the installed folder does to an installed program; test executables have a folder of their own.
+foreach(folder IN ITEMS share tests/share)
+  file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/${folder}/kxclientutil")
+  file(CREATE_LINK "${PROJECT_SOURCE_DIR}/share/installation"
+    "${PROJECT_BINARY_DIR}/${folder}/kxclientutil/installation" SYMBOLIC)
+endforeach()
+
 # <name> becomes a target with the alias kxclientutil::<name>. Its public headers are in include/<name>/ beside the
 # calling CMakeLists.txt, or in the folder given as INCLUDE. The export macro is in <name>/export.h, made in the build tree.
 # Libraries given under DEPENDS are public; what is given under PRIVATE never shows in a header.
@@ -66,6 +74,7 @@ function(kx_add_library name)
   endif()
 endfunction()
 
+# Programs are in bin/ of the build tree, where they stand to share/ as they do when installed.
 function(kx_add_executable name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES")
   if(NOT arg_SOURCES)
@@ -74,7 +83,9 @@ function(kx_add_executable name)
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES})
   kx_apply_flags(${name})
-  set_target_properties(${name} PROPERTIES INSTALL_RPATH "\$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+  set_target_properties(${name} PROPERTIES
+    RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin"
+    INSTALL_RPATH "\$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 endfunction()
 
 # Tests are discovered when ctest runs, so a build does not start the executable. KX_SOURCE_DIR is the root of the

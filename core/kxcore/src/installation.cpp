@@ -74,8 +74,8 @@ std::string find_installation_folder(std::string_view explicit_folder) {
     if (std::string named = environment("KX_INSTALLATION"); !named.empty()) return named;
 
     // The program's own tree first, so that an installation that was moved finds itself.
-    std::array<std::string, 3> const candidates{kxbase::env::get_executable_path() + "/" KX_INSTALLATION_RELATIVE,
-                                                KX_INSTALLATION_INSTALLED, KX_INSTALLATION_SOURCE};
+    std::array<std::string, 2> const candidates{kxbase::env::get_executable_path() + "/" KX_INSTALLATION_RELATIVE,
+                                                KX_INSTALLATION_INSTALLED};
     for (std::string const& candidate : candidates) {
         std::error_code ignored;
         if (fs::is_directory(candidate, ignored)) return fs::path(candidate).lexically_normal().string();

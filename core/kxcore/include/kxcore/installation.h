@@ -74,9 +74,9 @@ private:
 };
 
 /// Chooses the installation folder: the explicit one when it is not empty, else what the
-/// environment variable KX_INSTALLATION names, else the one installed with the program or the
-/// library, else the one in the source tree that the library was built from. The first two are taken as they
-/// stand, a wrong one is an error when it is loaded.
+/// environment variable KX_INSTALLATION names, else the one that stands to the running program as
+/// installed (in a build tree: the source tree's), else the one where this library was to be
+/// installed. The first two are taken as they stand, a wrong one is an error when it is loaded.
 ///
 /// @throws es::call when none of the four is there
 [[nodiscard]] KXCORE_EXPORT std::string find_installation_folder(std::string_view explicit_folder);
