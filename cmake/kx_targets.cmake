@@ -110,6 +110,11 @@ function(kx_add_test name)
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests" "${private}")
   target_compile_definitions(${name} PRIVATE "KX_SOURCE_DIR=\"${PROJECT_SOURCE_DIR}\"")
   kx_apply_flags(${name})
+  # Compiling the tests takes longer than running them: with sanitizers only what is tested is optimised.
+  if(KX_SANITIZE)
+    target_compile_options(${name} PRIVATE -O0)
+  endif()
+  target_compile_options(${name} PRIVATE -g1)
   # Optimising across files once more for every test executable would take longer than the tests.
   if(CMAKE_INTERPROCEDURAL_OPTIMIZATION)
     set_target_properties(${name} PROPERTIES INTERPROCEDURAL_OPTIMIZATION OFF)
