@@ -1,5 +1,7 @@
-// The names of the property model and of what leans on it, for headers that only pass handles and references along.
 #pragma once
+
+/// @file
+/// The names of the property model and of what leans on it, for headers that only pass handles and references along.
 
 #include <cstdint>
 

@@ -1,7 +1,9 @@
-// The network encoding: how values travel between programs and lie in finalized jobs. Compact (each key's text is
-// written once), canonical (equal trees give equal bytes, and nothing else is read) and safe on hostile bytes. The bytes
-// are described in docs/network-encoding.md.
 #pragma once
+
+/// @file
+/// The network encoding: how values travel between programs and lie in finalized jobs. Compact (each key's text is
+/// written once), canonical (equal trees give equal bytes, and nothing else is read) and safe on hostile bytes. The bytes
+/// are described in docs/network-encoding.md.
 
 #include <kxcore/property.h>
 
@@ -71,6 +73,9 @@ public:
     ///         The decoder can not be used further.
     [[nodiscard]] kxbase::ptr_refcount<property> read();
 
+    /// Reads one value, which has to be a tree.
+    [[nodiscard]] kxbase::ptr_refcount<properties> read_properties();
+
     /// The offset of the next byte to be read, from the beginning of the buffer.
     [[nodiscard]] std::size_t position() const noexcept;
 
@@ -82,7 +87,6 @@ public:
     void expect_end() const;
 
 private:
-    friend class properties;
     struct state;
     std::unique_ptr<state> state_;
 };

@@ -1,5 +1,7 @@
-// The tree: string keys to values, sorted by key. Documents, configurations, jobs and packets are trees.
 #pragma once
+
+/// @file
+/// The tree: string keys to values, sorted by key. Documents, configurations, jobs and packets are trees.
 
 #include <kxcore/property.h>
 #include <kxcore/property_key.h>
@@ -22,6 +24,7 @@ struct member_block;
 class property_member {
 public:
     [[nodiscard]] std::string_view key() const noexcept { return key_.text(); }
+    [[nodiscard]] property_key const& key_handle() const noexcept { return key_; }
     [[nodiscard]] property_handle const& value() const noexcept { return value_; }
 
     property_member(property_key key, property_handle value) noexcept
@@ -88,6 +91,9 @@ public:
     /// The member's value without a reference of its own; null when missing. Valid until the tree is changed.
     [[nodiscard]] property const* find(std::string_view key) const noexcept;
 
+    /// The member; null when missing. Valid until the tree is changed.
+    [[nodiscard]] property_member const* find_member(std::string_view key) const noexcept;
+
     [[nodiscard]] bool is_present(std::string_view key) const noexcept { return find(key) != nullptr; }
 
     /// The member's value; empty when missing.
@@ -103,6 +109,9 @@ public:
 
     /// Replaces all members. They may come in any order; the last of equal keys wins, empty handles make no member.
     void assign(std::vector<std::pair<std::string, property_handle>> members);
+
+    /// Makes room for `count` members in all.
+    void reserve(std::size_t count);
 
     /// Removes the member.
     ///
@@ -183,7 +192,7 @@ public:
 private:
     friend struct detail::member_block;
 
-    /// The members, shared between copies until one of them changes; null when empty.
+    /// The members, shared between copies until one of them changes; null before the first.
     detail::member_block* block_ = nullptr;
 };
 
@@ -194,6 +203,10 @@ public:
     template <class T>
     member_reference& operator=(kxbase::ptr_refcount<T> const& value) {
         tree_.set_property(key_, property_handle(value));
+        return *this;
+    }
+    member_reference& operator=(std::nullptr_t) {
+        tree_.set_property(key_, property_handle());
         return *this;
     }
     member_reference& operator=(member_reference const& other) {

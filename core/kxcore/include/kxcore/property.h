@@ -1,8 +1,9 @@
-// The value that every document is made of. `property` is the base of all kinds of value: shared through handles,
-// never changed once shared, comparable, and with two texts of its own: one for people and one that reads back.
 #pragma once
 
-#include <kxbase/object_refcount.h>
+/// @file
+/// The value that every document is made of. `property` is the base of all kinds of value: shared through handles,
+/// never changed once shared, comparable, and with two texts of its own: one for people and one that reads back.
+
 #include <kxbase/ptr_refcount.h>
 #include <kxcore/export.h>
 #include <kxcore/fwd.h>
@@ -51,18 +52,18 @@ public:
     [[nodiscard]] virtual kxbase::ptr_refcount<property> clone() const = 0;
 
     /// Appends the value as text: a string as it is, a bool as true or false, an integer in decimal, a binary in
-    /// base64, a special as TYPE:SUB-TYPE:KIND:TEXT, a constraint as its tree form, and a tree or a list as its leaf
+    /// base64, a special as TYPE:SUB-TYPE:KIND:TEXT, a constraint as the encoded text of its tree form, and a tree or a list as its leaf
     /// references, `reference=value`, joined by '&' and percent-encoded, so that a flat tree reads as the query of a
     /// URL, its keys in byte order. An empty tree or list is the empty text.
     ///
-    /// @throws es::arg when the text of a tree would pass the document limit
+    /// @throws es::arg when the text of a tree would pass the limit expansion
     virtual void to_string(std::string& out) const = 0;
 
     /// Appends a description for people: the kind and the value, trees and lists member by member on lines of their
     /// own, indented (by no more than 64 blanks), long texts and binaries cut. It does not show what a credential
     /// wraps and does not read back.
     ///
-    /// @throws es::arg when the description of a tree would pass the document limit
+    /// @throws es::arg when the description of a tree would pass the limit expansion
     virtual void describe(std::string& out) const = 0;
 
     /// Whether the other value is of the same kind and holds the same: trees and lists member by member, constraints
@@ -80,7 +81,8 @@ public:
     /// A percent sign that does not begin an escape stands for itself, so any text is a string, and the query of a URL
     /// is a tree of strings.
     ///
-    /// @throws es::arg naming the kind, the text and the place when the text is none of that kind
+    /// @throws es::arg naming the kind, the place in the text and what is expected there when the text is none of that
+    ///         kind, or the limit nesting when it is met; the text itself, which may be a secret, is not shown
     [[nodiscard]] static kxbase::ptr_refcount<property> decode(property_kind kind, std::string_view text);
 
     /// Appends a text that `decode` makes an equal value of: that of `to_string` with the '%' and '|' of strings
@@ -89,7 +91,8 @@ public:
     ///
     /// @param value nothing is appended for null
     /// @param one_line also escapes control characters, so that the text stays on one line whatever it holds
-    /// @throws es::arg naming the path of a key that holds one of { } [ ] or is not UTF-8, which no text form can hold
+    /// @throws es::arg naming the path of a key that holds one of { } [ ] or is not UTF-8, which no text form can hold,
+    ///         or the limit that is met
     static void encode(property const* value, std::string& out, bool one_line);
 
     /// The text of the virtual `to_string`.

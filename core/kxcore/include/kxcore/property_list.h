@@ -1,18 +1,28 @@
-// An ordered list of values.
 #pragma once
 
-#include <kxcore/property.h>
+/// @file
+/// An ordered list of values.
 
+#include <kxcore/property_values.h>
+
+#include <concepts>
 #include <cstddef>
-#include <span>
-#include <string>
-#include <vector>
+#include <string_view>
 
 namespace kxcore {
 
 namespace detail {
+
 struct list_block;
-}
+
+/// A container, a span or an initializer list whose elements convert to T.
+template <class R, class T>
+concept range_of = requires(R const& range) {
+    range.begin() != range.end();
+    { *range.begin() } -> std::convertible_to<T>;
+};
+
+} // namespace detail
 
 /// A list of handles to constant values. Copying a list costs one reference whatever its size; the first change of one
 /// side copies the handles. It never holds an empty handle.
@@ -32,15 +42,20 @@ public:
 
     property_list() noexcept = default;
 
-    /// The given values in their order.
+    /// The values of any range of handles in their order; of a range of texts a new `property_string` each.
     ///
     /// @throws es::arg, as all that put handles into a list, when one is empty
-    explicit property_list(std::span<property_handle const> values);
-    explicit property_list(std::vector<property_handle> const& values);
-
-    /// A new `property_string` for each text.
-    explicit property_list(std::span<std::string const> texts);
-    explicit property_list(std::vector<std::string> const& texts);
+    template <class R>
+    requires detail::range_of<R, property_handle> || detail::range_of<R, std::string_view>
+    explicit property_list(R const& values) {
+        for (auto const& value : values) {
+            if constexpr (detail::range_of<R, property_handle>) {
+                push_back(value);
+            } else {
+                push_back(value_type(property_string::create(value)));
+            }
+        }
+    }
 
     /// The same value, shared, `count` times.
     property_list(property_handle const& value, std::size_t count);
@@ -93,7 +108,7 @@ public:
 private:
     friend struct detail::list_block;
 
-    /// The handles, shared between copies until one of them changes; null when empty.
+    /// The handles, shared between copies until one of them changes; null before the first.
     detail::list_block* block_ = nullptr;
 };
 

@@ -1,6 +1,8 @@
-// A value that is not a literal: one that comes later from a connection, from an output or from a context variable, or
-// a credential that is kept protected.
 #pragma once
+
+/// @file
+/// A value that is not a literal: one that comes later from a connection, from an output or from a context variable, or
+/// a credential that is kept protected.
 
 #include <kxcore/property.h>
 
@@ -78,13 +80,8 @@ public:
     void describe(std::string& out) const override;
 
 private:
-    struct creators_only {};
+    property_special(e_type type, e_sub_type sub_type, property_kind value_kind, std::string_view text);
 
-public:
-    /// For the creators alone.
-    property_special(creators_only, e_type type, e_sub_type sub_type, property_kind value_kind, std::string_view text);
-
-private:
     e_type type_;
     e_sub_type sub_type_;
     property_kind value_kind_;

@@ -1,5 +1,7 @@
-// The kinds of value that hold one thing: a string, a bool, an integer, bytes, a constraint.
 #pragma once
+
+/// @file
+/// The kinds of value that hold one thing: a string, a bool, an integer, bytes, a constraint.
 
 #include <kxbase/buffer.h>
 #include <kxcore/property.h>
@@ -60,6 +62,8 @@ public:
     [[nodiscard]] static kxbase::ptr_refcount<property_bool> create(bool value);
 
     explicit property_bool(bool value) noexcept : value_(value) {}
+    property_bool(property_bool const&) noexcept = default;
+    property_bool& operator=(property_bool const&) = delete;
 
     [[nodiscard]] bool value() const noexcept { return value_; }
 
@@ -85,6 +89,8 @@ public:
     [[nodiscard]] static kxbase::ptr_refcount<property_int> create(std::int64_t value);
 
     explicit property_int(std::int64_t value) noexcept : value_(value) {}
+    property_int(property_int const&) noexcept = default;
+    property_int& operator=(property_int const&) = delete;
 
     [[nodiscard]] std::int64_t value() const noexcept { return value_; }
 

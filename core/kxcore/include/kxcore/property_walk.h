@@ -1,6 +1,8 @@
-// Walking a whole tree, leaf by leaf, to look at it or to rewrite it. The walk goes over the tree itself, with the path
-// as a label: nothing is skipped because its path is long or its key is odd. It takes no stack however deep the tree is.
 #pragma once
+
+/// @file
+/// Walking a whole tree, leaf by leaf, to look at it or to rewrite it. The walk goes over the tree itself, with the path
+/// as a label: nothing is skipped because its path is long or its key is odd. It takes no stack however deep the tree is.
 
 #include <kxcore/property.h>
 

@@ -1,6 +1,8 @@
-// Paths: texts that name a value in a tree. A path is a key, then any number of {key} and [n]:
-// tasks[0]{configuration}{source-urls}[1].
 #pragma once
+
+/// @file
+/// Paths: texts that name a value in a tree. A path is a key, then any number of {key} and [n]:
+/// tasks[0]{configuration}{source-urls}[1].
 
 #include <kxcore/property.h>
 

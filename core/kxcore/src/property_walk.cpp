@@ -1,0 +1,157 @@
+#include <kxcore/property_walk.h>
+
+#include <kxcore/tree_builder.h>
+
+#include "leaf_walk.h"
+
+#include <kxbase/errors.h>
+#include <kxbase/limits.h>
+
+#include <list>
+#include <vector>
+
+namespace kxcore {
+
+namespace {
+
+using detail::children;
+
+/// A tree or list that the walk is in.
+struct open_container {
+    property const* container;
+    children rest;
+    std::size_t path_size;
+    std::size_t first_change;
+};
+
+/// What stands in the place of the child with that index; an empty handle for a child that goes.
+struct change {
+    std::size_t index;
+    property_handle value;
+};
+
+/// A container with some of its children changed.
+property_handle with_changes(property const& container, change* first, change const* last);
+
+void list_references(properties const& tree, property_kind const* kind, std::list<std::string>& paths);
+
+template <class Visitor>
+void walk_leaves(property const& container, Visitor const& visitor);
+
+/// Walks the tree and asks `decide(path, key, value)` about every child for what stands in its place: the same handle
+/// to leave it, and to go into a container.
+template <class Decide>
+std::size_t rewrite(properties& tree, Decide const& decide);
+
+} // namespace
+
+void visit_leaves(properties const& tree, leaf_visitor const& visitor) {
+    properties const held(tree);
+    walk_leaves(held, visitor);
+}
+
+void visit_leaves(property_list const& list, leaf_visitor const& visitor) {
+    property_list const held(list);
+    walk_leaves(held, visitor);
+}
+
+std::size_t rewrite_leaves(properties& tree, leaf_rewriter const& rewriter) {
+    return rewrite(tree, [&](std::string_view path, property_key const&, property_handle const& value) {
+        return detail::is_container(*value) ? value : rewriter(path, value);
+    });
+}
+
+std::size_t erase_members(properties& tree, member_predicate const& predicate) {
+    return rewrite(tree, [&](std::string_view path, property_key const&, property_handle const& value) {
+        return predicate(path, value) ? property_handle() : value;
+    });
+}
+
+std::size_t properties::recursive_erase_ids(std::string_view key) {
+    return rewrite(*this, [key](std::string_view, property_key const& found, property_handle const& value) {
+        return &found != &children::no_key() && found.text() == key ? property_handle() : value;
+    });
+}
+
+void properties::get_leaf_references(std::list<std::string>& paths) const {
+    list_references(*this, nullptr, paths);
+}
+
+void properties::get_leaf_references(property_kind kind, std::list<std::string>& paths) const {
+    list_references(*this, &kind, paths);
+}
+
+namespace {
+
+template <class Visitor>
+void walk_leaves(property const& container, Visitor const& visitor) {
+    for (detail::leaf_walk walk(container); walk.next();) {
+        if (!detail::is_container(walk.value())) visitor(walk.path(), walk.handle());
+    }
+}
+
+template <class Decide>
+std::size_t rewrite(properties& tree, Decide const& decide) {
+    properties const held(tree);
+    std::string path;
+    std::size_t count = 0;
+    std::vector<change> changes;
+    std::vector<open_container> open{{&held, children(held), 0, 0}};
+    while (true) {
+        open_container& current = open.back();
+        path.resize(current.path_size);
+        if (!current.rest.at_end()) {
+            detail::append_step(path, open.size(), current.rest);
+            property_handle const& value = current.rest.value();
+            std::size_t const index = current.rest.index();
+            property_handle decided = decide(path, current.rest.key(), value);
+            current.rest.next();
+            if (decided != value) {
+                ++count;
+                changes.push_back({index, std::move(decided)});
+            } else if (detail::is_container(*value)) {
+                open.push_back({value.get(), children(*value), path.size(), changes.size()});
+            }
+            continue;
+        }
+        property_handle changed;
+        if (current.first_change != changes.size()) {
+            auto const first = changes.begin() + static_cast<std::ptrdiff_t>(current.first_change);
+            changed = with_changes(*current.container, &*first, &*first + (changes.end() - first));
+            changes.erase(first, changes.end());
+        }
+        open.pop_back();
+        if (open.empty()) {
+            if (changed) tree = static_cast<properties const&>(*changed);
+            return count;
+        }
+        if (changed) changes.push_back({open.back().rest.index() - 1, std::move(changed)});
+    }
+}
+
+property_handle with_changes(property const& container, change* first, change const* last) {
+    tree_builder builder(container.kind());
+    for (children rest(container); !rest.at_end(); rest.next()) {
+        if (first == last || first->index != rest.index()) {
+            builder.add(rest.key(), rest.value());
+            continue;
+        }
+        if (first->value) builder.add(rest.key(), std::move(first->value));
+        ++first;
+    }
+    return builder.finish();
+}
+
+void list_references(properties const& tree, property_kind const* kind, std::list<std::string>& paths) {
+    std::size_t left = kxbase::current_limits().expansion;
+    walk_leaves(tree, [&](std::string_view path, property_handle const& value) {
+        if (kind != nullptr && value->kind() != *kind) return;
+        if (path.size() > left) kxbase::es::arg::raise("the paths of all leaves are too long (limit expansion)");
+        left -= path.size();
+        paths.emplace_back(path);
+    });
+}
+
+} // namespace
+
+} // namespace kxcore
