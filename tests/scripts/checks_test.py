@@ -142,7 +142,7 @@ class checks_test(unittest.TestCase):
             for docstring, *expected in (("", "no docstring"), ("/// Text.",)):
                 self.finds("check-mirror", {"core/kxbase/include/kxbase/x.h":
                                             f"namespace kxbase {{\n{docstring}\n{declaration}\n}}\n"}, *expected)
-        for members in ("struct s { void f(); };", "class c {\npublic:\n    explicit c(int a);\n};"):
+        for members in ("struct s {\n    void f();\n};", "class c {\npublic:\n    explicit c(int a);\n};"):
             self.finds("check-mirror", {"core/kxbase/include/kxbase/x.h": f"/// Text.\n{members}\n"}, "no docstring")
 
 
