@@ -1,4 +1,5 @@
 #include "config/document_types.h"
+#include "config/preset.h"
 #include "raising.h"
 
 #include <kxclientutil/config.h>
@@ -13,7 +14,6 @@
 #include <kxcore/properties.h>
 #include <kxcore/property_values.h>
 #include <kxcore/property_walk.h>
-#include <kxcore/taskutil.h>
 
 namespace kxclientutil {
 
@@ -40,7 +40,6 @@ void normalize_urls(properties& document);
 void read_preset(std::string const& url, plugin_db const& plugins, constraint_db const& constraints,
                  kxbase::buffer& out);
 void lend_name(std::string const& url, properties& source);
-bool is_preset(std::string const& url);
 
 } // namespace
 
@@ -63,7 +62,7 @@ e_config_type read_config_file(std::string const& path_or_url, plugin_db const& 
                                constraint_db const& constraints, properties& out, configuration::format* format) {
     std::string const url = kxbase::url_create_from_url_or_path(path_or_url, "");
     kxbase::buffer data;
-    if (is_preset(url)) {
+    if (is_preset_url(url)) {
         read_preset(url, plugins, constraints, data);
     } else {
         if (!configuration::recognizes_file(url, plugins)) return config_unknown;
@@ -78,7 +77,7 @@ e_config_type read_config_file(std::string const& path_or_url, plugin_db const& 
 
 bool recognizes_file(std::string const& path_or_url, plugin_db const& plugins) {
     std::string const url = kxbase::url_create_from_url_or_path(path_or_url, "");
-    return is_preset(url) || configuration::recognizes_file(url, plugins);
+    return is_preset_url(url) || configuration::recognizes_file(url, plugins);
 }
 
 namespace {
@@ -166,15 +165,7 @@ void normalize_urls(properties& document) {
 /// Turns an encoder preset into the stored form of an encoder task, so that it is read like any other document.
 void read_preset(std::string const& url, plugin_db const& plugins, constraint_db const& constraints,
                  kxbase::buffer& out) {
-    std::string text;
-    kxcore::ioutil::get_file_content(url, text, plugins);
-    auto const settings = kxcore::taskutil::create_configuration_from_setting(kxbase::url_path_name(url), text, true);
-
-    properties task(false);
-    task.set_property("plugin-id", make_refcount<property_string>("task/regular/ogencoder/1.0"));
-    task.set_property("configuration", settings);
-    task.set_property("name", settings->get_property("name"));
-
+    properties const task = create_preset_task(url, plugins);
     document_type const& row = *find_document_type(config_task);
     auto const constraint = find_database(constraints, row.constraint);
     if (!constraint) raise_from<es::unsupp>(config_source_path, "user-task constraint missing");
@@ -188,10 +179,6 @@ void read_preset(std::string const& url, plugin_db const& plugins, constraint_db
 void lend_name(std::string const& url, properties& source) {
     source.set_property("name", make_refcount<property_string>(kxbase::url_path_name(url)));
     source.set_property("name-absent", make_refcount<kxcore::property_bool>(true));
-}
-
-bool is_preset(std::string const& url) {
-    return kxbase::url_path_suffix(url, false) == "setting";
 }
 
 } // namespace
