@@ -1,6 +1,7 @@
 // magic (8) | size of the identifier (2) | identifier | version (4) | size of the tree (8) | the tree in network
 // encoding | CRC-32 of all before (4). All numbers are little-endian.
 
+#include "bounded_encoding.h"
 #include "byte_reader.h"
 #include "document_formats.h"
 
@@ -34,13 +35,11 @@ document_outcome read_binary_document(std::string_view bytes, document_content& 
 
 void write_binary_document(std::string_view identifier, unsigned int version, properties const& tree,
                            kxbase::buffer& out) {
-    kxbase::buffer encoded;
-    encoded.set_aggressive(true);
-    encoder_network(encoded).write(tree);
+    std::size_t const limit = kxbase::current_limits().document;
+    kxbase::buffer const encoded = encoded_up_to(tree, limit);
     std::size_t const begin = out.size();
     std::size_t const size = magic.size() + sizeof(std::uint16_t) + identifier.size() + sizeof(std::uint32_t) +
                              sizeof(std::uint64_t) + encoded.size() + sizeof(std::uint32_t);
-    std::size_t const limit = kxbase::current_limits().document;
     if (size > limit)
         kxbase::es::arg::raise("a document of more than " + std::to_string(limit) + " bytes (limit document)");
     // All the memory that is needed at once: from here on nothing can fail.

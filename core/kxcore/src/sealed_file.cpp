@@ -4,6 +4,7 @@
 
 #include <kxcore/sealed_file.h>
 
+#include "bounded_encoding.h"
 #include "byte_reader.h"
 #include "cipher.h"
 #include "file_io.h"
@@ -34,9 +35,8 @@ kxbase::ptr_refcount<properties> decoded(std::string_view encoded);
 } // namespace
 
 void seal_tree(properties const& tree, e_sealing sealing, kxbase::buffer& out) {
-    kxbase::buffer encoded;
-    encoded.set_aggressive(true);
-    encoder_network(encoded).write(tree);
+    std::size_t const limit = kxbase::current_limits().document;
+    kxbase::buffer const encoded = encoded_up_to(tree, limit);
     std::string const begins = head(sealing == e_sealing::encrypted ? encrypted_mark : plain_mark);
     std::string encrypted;
     std::string_view content = encoded.text();
@@ -47,7 +47,6 @@ void seal_tree(properties const& tree, e_sealing sealing, kxbase::buffer& out) {
         content = encrypted;
     }
     std::size_t const size = begins.size() + sizeof(std::uint64_t) + content.size() + sizeof(std::uint32_t);
-    std::size_t const limit = kxbase::current_limits().document;
     if (size > limit)
         kxbase::es::arg::raise("a container of more than " + std::to_string(limit) + " bytes (limit document)");
     std::size_t const at = out.size();

@@ -13,6 +13,7 @@
 #include <kxbase/base64.h>
 #include <kxbase/errors.h>
 #include <kxbase/limits.h>
+#include <kxbase/utf8.h>
 
 #include <expat.h>
 
@@ -103,6 +104,7 @@ private:
     kxbase::limits const limits_ = kxbase::current_limits();
     expat_parser parser_;
     std::optional<read_failure> failure_;
+    document_diagnostic failure_place_;
     /// Whatever else was raised in a callback: no memory, for example.
     std::exception_ptr error_;
 
@@ -126,6 +128,11 @@ private:
 
 constexpr bool is_container(property_kind kind) {
     return kind == property_kind::properties || kind == property_kind::list || kind == property_kind::constraint;
+}
+
+/// For messages, which hold nothing but UTF-8.
+std::string quoted(std::string_view text) {
+    return kxbase::is_valid_utf8(text) ? '"' + std::string(text) + '"' : "of other bytes";
 }
 
 constexpr bool is_blank(char c) {
@@ -196,7 +203,10 @@ document_outcome xml_reader::read(std::string_view bytes) {
             XML_Parse(parser_.get(), now.data(), static_cast<int>(now.size()), bytes.empty() ? XML_TRUE : XML_FALSE);
     } while (status == XML_STATUS_OK && !bytes.empty());
     if (error_) std::rethrow_exception(error_);
-    if (failure_) return {failure_->fault, diagnostic(std::move(failure_->message))};
+    if (failure_) {
+        failure_place_.message = std::move(failure_->message);
+        return {failure_->fault, failure_place_};
+    }
     if (status != XML_STATUS_OK) {
         XML_Error const code = XML_GetErrorCode(parser_.get());
         if (code == XML_ERROR_NO_MEMORY) throw std::bad_alloc();
@@ -221,6 +231,8 @@ void xml_reader::guarded(F&& callback) noexcept {
         failure_.emplace();
         error_ = std::current_exception();
     }
+    // Once it is stopped, the parser stands behind what was wrong.
+    failure_place_ = diagnostic({});
     XML_StopParser(parser_.get(), XML_FALSE);
 }
 
@@ -313,7 +325,7 @@ property_key xml_reader::read_key(value_attributes const& attributes) {
     }
     if (text.size() > limits_.key) fail_limit("a key", limits_.key, "bytes", "key");
     if (std::string_view const fault = property_key_fault(text); !fault.empty())
-        fail("the key \"" + std::string(text) + "\": " + std::string(fault));
+        fail("the key " + quoted(text) + ": " + std::string(fault));
     if (builder().size() != 0 && builder().last_key().text() == text)
         fail("found the key \"" + std::string(text) + "\" twice");
     return property_key(text);

@@ -90,6 +90,7 @@ private:
 std::uint8_t obstacles_in(std::string_view text) noexcept;
 bool fits_xml(std::string_view text, std::uint8_t found) noexcept;
 void append_path(std::string& path, write_step const* step);
+std::string quoted(std::string_view text);
 
 } // namespace
 
@@ -130,7 +131,7 @@ void xml_document_writer::write_members(properties const& tree, write_step const
         if (member.key().size() > limits_.key)
             refuse(outer, "a key of more than " + std::to_string(limits_.key) + " bytes (limit key)");
         if (std::string_view const fault = property_key_fault(member.key()); !fault.empty())
-            refuse(outer, "the key \"" + std::string(member.key()) + "\": " + std::string(fault));
+            refuse(outer, "the key " + quoted(member.key()) + ": " + std::string(fault));
         write_value(*member.value(), step, level);
     }
 }
@@ -337,6 +338,11 @@ void append_path(std::string& path, write_step const* step) {
         append_reference_index(path, step->index);
     else
         append_reference_key(path, step->key);
+}
+
+/// For messages, which hold nothing but UTF-8.
+std::string quoted(std::string_view text) {
+    return kxbase::is_valid_utf8(text) ? '"' + std::string(text) + '"' : "of other bytes";
 }
 
 } // namespace

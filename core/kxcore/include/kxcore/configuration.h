@@ -44,7 +44,7 @@ struct document_diagnostic {
 class KXCORE_EXPORT configuration {
 public:
     /// The two document formats.
-    enum format { format_xml = 0, format_binary = 1 };
+    enum format : int { format_xml = 0, format_binary = 1 };
 
     /// What became of a read.
     enum read_error {
