@@ -123,18 +123,16 @@ std::string url_new_fragment(std::string_view url, std::string_view fragment, bo
 }
 
 std::string url_protected_output(std::string_view url) {
-    // Also for a text that lost its scheme, or has one that is none: what looks like a password is not shown.
+    // Also for a text that lost its scheme, or has one that is none: what looks like a password is not shown. Where one
+    // was typed with an '@', '/', '?' or '#' in it, nothing tells its end but the last '@' of all; better to hide too
+    // much.
     std::size_t const slashes = url.find("//");
     if (slashes == std::string_view::npos) return std::string(url);
-    std::size_t const begin = slashes + 2;
-    std::string_view const authority = url.substr(begin, url.find_first_of("/?#", begin) - begin);
-    std::size_t const colon = authority.find(':');
-    if (colon == std::string_view::npos) return std::string(url);
-    std::size_t const at_in_authority = authority.rfind('@');
-    std::size_t const at =
-        at_in_authority != std::string_view::npos ? begin + at_in_authority : url.substr(begin).rfind('@') + begin;
-    if (url.substr(begin).find('@') == std::string_view::npos || begin + colon > at) return std::string(url);
-    std::string safe(url.substr(0, begin + colon + 1));
+    std::size_t const colon = url.find_first_of(":/?#", slashes + 2);
+    std::size_t const at = url.rfind('@');
+    if (colon == std::string_view::npos || url[colon] != ':' || at == std::string_view::npos || at < colon)
+        return std::string(url);
+    std::string safe(url.substr(0, colon + 1));
     safe += "***";
     safe += url.substr(at);
     return safe;
