@@ -62,12 +62,13 @@ bool is_url_to_physical_resource(kxbase::ptr_refcount<kxcore::property const> co
 std::string create_resource_uri(std::string const& url, std::string const& fragment, bool as_resource) {
     if (url.starts_with(finished_resource_prefix)) return url;
 
-    auto const [base, rest] = kxbase::split_scheme(kxbase::url_scheme(url), '+');
+    std::string const scheme = kxbase::url_scheme(url);
+    std::string const base = kxbase::split_scheme(scheme, '+').first;
     if (base != "file") return kxbase::url_new_fragment(url, fragment, true);
 
     std::string resource = resolve_url_path(url);
     if (as_resource) {
-        resource = kxbase::url_set_scheme(resource, "kxrc" + rest);
+        resource = kxbase::url_set_scheme(resource, "kxrc" + scheme.substr(base.size()));
         resource = kxbase::url_set_host(resource, "");
     }
     return kxbase::url_set_fragment(resource, fragment, true);
