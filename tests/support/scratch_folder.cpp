@@ -2,9 +2,10 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 namespace kx_test {
 
@@ -42,7 +43,9 @@ std::string scratch_folder::read(std::string_view name) const {
 std::string read_file(std::filesystem::path const& path) {
     std::ifstream in(path, std::ios::binary);
     if (!in) throw std::runtime_error("cannot read " + path.string());
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    std::ostringstream content;
+    content << in.rdbuf();
+    return std::move(content).str();
 }
 
 } // namespace kx_test

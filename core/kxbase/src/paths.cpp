@@ -131,11 +131,10 @@ std::vector<std::string_view> kept_elements(std::string_view rest, char separato
         std::string_view const element = rest.substr(begin, end - begin);
         begin = end + 1;
         if (element.empty() || element == ".") continue;
-        if (element != "..")
-            kept.push_back(element);
-        else if (!kept.empty() && kept.back() != "..")
+        bool const climbs = element == "..";
+        if (climbs && !kept.empty() && kept.back() != "..")
             kept.pop_back();
-        else if (!absolute)
+        else if (!climbs || !absolute)
             kept.push_back(element);
     }
     return kept;

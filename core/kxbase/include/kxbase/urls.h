@@ -57,8 +57,8 @@ namespace kxbase {
 [[nodiscard]] KXBASE_EXPORT std::string url_new_fragment(std::string_view url, std::string_view fragment, bool encode);
 
 /// The URL for messages: the password is replaced by "***", the user stays. A password may hold an unencoded '@',
-/// '/', '?' or '#', so everything from the first ':' of the authority to the last '@' of the text is taken for it: a URL
-/// with a port and an '@' further on shows less than it could.
+/// '/', '?' or '#', so everything from the first ':' of the authority to the last '@' of the text is taken for it: a
+/// URL with a port and an '@' further on shows less than it could.
 [[nodiscard]] KXBASE_EXPORT std::string url_protected_output(std::string_view url);
 
 /// A URL as it is; a path as a "file:" URL: "file:/path" for an absolute one, "file:/C:/path" for one with a drive
