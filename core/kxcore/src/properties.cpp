@@ -42,7 +42,7 @@ properties::properties(kxbase::ptr_refcount<properties> const& other) noexcept {
     if (other) *this = *other;
 }
 
-properties::properties(std::string_view key, property_handle value) {
+properties::properties(std::string_view key, property_handle value) : properties() {
     set_property(key, std::move(value));
 }
 

@@ -18,7 +18,7 @@ void refuse_empty(property_handle const& value) {
 
 } // namespace
 
-property_list::property_list(property_handle const& value, std::size_t count) {
+property_list::property_list(property_handle const& value, std::size_t count) : property_list() {
     if (count == 0) return;
     refuse_empty(value);
     list_block::own(block_, count);
@@ -26,8 +26,8 @@ property_list::property_list(property_handle const& value, std::size_t count) {
     block_->size = static_cast<std::uint32_t>(count);
 }
 
-property_list::property_list(property_handle const& first, property_handle const& second,
-                             property_handle const& third) {
+property_list::property_list(property_handle const& first, property_handle const& second, property_handle const& third)
+    : property_list() {
     refuse_empty(first);
     refuse_empty(second);
     refuse_empty(third);

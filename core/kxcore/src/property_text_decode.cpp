@@ -37,7 +37,6 @@ kxbase::ptr_refcount<property> property::decode(property_kind kind, std::string_
     switch (kind) {
     case property_kind::properties:
     case property_kind::list: return make_container(kind, text);
-    case property_kind::constraint: return make_leaf(kind, text);
     default: return make_leaf(kind, detail::unescaped(text));
     }
 }

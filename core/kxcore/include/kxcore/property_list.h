@@ -47,7 +47,7 @@ public:
     /// @throws es::arg, as all that put handles into a list, when one is empty
     template <class R>
     requires detail::range_of<R, property_handle> || detail::range_of<R, std::string_view>
-    explicit property_list(R const& values) {
+    explicit property_list(R const& values) : property_list() {
         for (auto const& value : values) {
             if constexpr (detail::range_of<R, property_handle>) {
                 push_back(value);

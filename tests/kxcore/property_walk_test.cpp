@@ -1,0 +1,134 @@
+#include "model_samples.h"
+
+#include <kxcore/property_walk.h>
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <stdexcept>
+
+namespace kxcore {
+namespace {
+
+using namespace samples;
+
+properties sample() {
+    return as_tree(tree({{"a", text("1")},
+                         {"list", list({text("2"), tree({{"x", text("3")}, {"y", number(4)}}), list({})})},
+                         {"tree", tree({{"deep", tree({{"z", text("5")}})}, {"empty", tree({})}})}}));
+}
+
+std::string visited(properties const& tree) {
+    std::string seen;
+    visit_leaves(tree, [&](std::string_view path, property_handle const& value) {
+        seen += std::string(path) + '=' + value->to_string() + ' ';
+    });
+    return seen;
+}
+
+TEST(property_walk, visits_every_leaf_with_its_path) {
+    EXPECT_EQ(visited(sample()), "a=1 list[0]=2 list[1]{x}=3 list[1]{y}=4 tree{deep}{z}=5 ");
+    EXPECT_EQ(visited(properties()), "");
+    std::string seen;
+    visit_leaves(*sample().get_list_value("list"), [&](std::string_view path, property_handle const& value) {
+        seen += std::string(path) + '=' + value->to_string() + ' ';
+    });
+    EXPECT_EQ(seen, "[0]=2 [1]{x}=3 [1]{y}=4 ");
+}
+
+TEST(property_walk, skips_nothing_for_its_length_or_its_key) {
+    std::string const long_key(5000, 'k');
+    properties const odd =
+        as_tree(tree({{"", tree({{"", text("1")}, {"x", text("2")}})}, {"a{b}[0]", text("3")}, {long_key, text("4")}}));
+    EXPECT_EQ(visited(odd), "{}=1 {x}=2 a{b}[0]=3 " + long_key + "=4 ");
+    properties rewritten(odd);
+    EXPECT_EQ(rewrite_leaves(rewritten, [](std::string_view, property_handle const&) { return flag(true); }), 4U);
+    EXPECT_EQ(visited(rewritten), "{}=true {x}=true a{b}[0]=true " + long_key + "=true ");
+}
+
+TEST(property_walk, rewrites_leaves_and_copies_only_their_paths) {
+    properties tree = sample();
+    properties const before(tree);
+    auto const held = tree.get_referenced_property("list[1]");
+    std::size_t const count = rewrite_leaves(tree, [](std::string_view path, property_handle const& value) {
+        if (path == "list[1]{x}") return text("new");
+        if (path == "list[0]") return property_handle();
+        return value;
+    });
+    EXPECT_EQ(count, 2U);
+    EXPECT_EQ(visited(tree), "a=1 list[0]{x}=new list[0]{y}=4 tree{deep}{z}=5 ");
+    EXPECT_EQ(visited(before), visited(sample()));
+    EXPECT_EQ(held->to_string(), "x=3&y=4");
+    EXPECT_EQ(tree.find("tree"), before.find("tree"));
+    EXPECT_EQ(tree.find("a"), before.find("a"));
+}
+
+TEST(property_walk, leaves_a_tree_alone_that_needs_no_change) {
+    properties tree = sample();
+    auto const* const members = tree.begin();
+    EXPECT_EQ(rewrite_leaves(tree, [](std::string_view, property_handle const& value) { return value; }), 0U);
+    EXPECT_EQ(tree.begin(), members);
+}
+
+TEST(property_walk, does_not_walk_what_it_put_in) {
+    properties tree("a", text("1"));
+    EXPECT_EQ(rewrite_leaves(tree,
+                             [](std::string_view, property_handle const& value) {
+                                 return samples::tree({{"inner", value}});
+                             }),
+              1U);
+    EXPECT_EQ(visited(tree), "a{inner}=1 ");
+}
+
+TEST(property_walk, changes_nothing_when_the_rewriter_raises) {
+    properties tree = sample();
+    auto const rewriter = [](std::string_view path, property_handle const&) -> property_handle {
+        if (path == "tree{deep}{z}") throw std::runtime_error("stop");
+        return text("new");
+    };
+    EXPECT_THROW(rewrite_leaves(tree, rewriter), std::runtime_error);
+    EXPECT_EQ(visited(tree), visited(sample()));
+}
+
+TEST(property_walk, lets_the_rewriter_change_the_tree_it_walks) {
+    properties tree = sample();
+    visit_leaves(tree, [&](std::string_view, property_handle const&) { tree.clear(); });
+    EXPECT_TRUE(tree.empty());
+}
+
+TEST(property_walk, erases_members_with_all_that_is_in_them) {
+    properties tree = sample();
+    std::vector<std::string> seen;
+    std::size_t const count = erase_members(tree, [&](std::string_view path, property_handle const&) {
+        seen.emplace_back(path);
+        return path == "list[0]" || path == "tree{deep}" || path == "list[2]";
+    });
+    EXPECT_EQ(count, 3U);
+    EXPECT_EQ(seen, (std::vector<std::string>{"a", "list", "list[0]", "list[1]", "list[1]{x}", "list[1]{y}", "list[2]",
+                                              "tree", "tree{deep}", "tree{empty}"}));
+    EXPECT_EQ(visited(tree), "a=1 list[0]{x}=3 list[0]{y}=4 ");
+    EXPECT_TRUE(tree.get_referenced_property("tree{empty}"));
+}
+
+TEST(property_walk, does_as_setting_by_path_does_with_random_trees) {
+    constexpr std::uint64_t seed = 808;
+    std::cout << "seed " << seed << '\n';
+    random_values random(seed);
+    for (int round = 0; round < 300; ++round) {
+        auto const before = random.random_tree(5);
+        auto const copy = before->clone();
+        properties rewritten = as_tree(before);
+        properties expected = as_tree(before);
+        rewrite_leaves(rewritten, [&](std::string_view path, property_handle const& value) {
+            if (random.below(3) != 0) return value;
+            property_handle const made = random.leaf();
+            expected.set_referenced_property(path, made);
+            return made;
+        });
+        EXPECT_TRUE(rewritten == expected);
+        EXPECT_TRUE(*before == *copy);
+    }
+}
+
+} // namespace
+} // namespace kxcore
