@@ -116,8 +116,8 @@ void finder::look_at_list(constraint_list const& by, property_list const& list) 
     }
 }
 
-// What is wrong with a value that has alternatives is told by the one that it misses least, if it is of that kind at
-// all.
+// What is wrong inside a value that has alternatives is told by the one that it misses least, what is wrong with the
+// value itself by all of them.
 void finder::look_at_alternatives(constraint_one_of const& by, property const& value) {
     std::vector<constraint const*> candidates;
     bool any_valid = false;
@@ -137,7 +137,7 @@ void finder::look_at_alternatives(constraint_one_of const& by, property const& v
         if (best.empty() || (!attempt.found.empty() && attempt.found.size() < best.size()))
             best = std::move(attempt.found);
     }
-    bool const leads_deeper = !best.empty() && (candidates.size() == 1 || best.front().path != path_);
+    bool const leads_deeper = !best.empty() && best.front().path != path_;
     if (!leads_deeper) return add_misfit(by, value);
     for (finding& each : best)
         if (!is_full()) found.push_back(std::move(each));

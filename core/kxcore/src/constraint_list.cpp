@@ -100,7 +100,9 @@ bool constraint_list::is_valid(property const* value, unsigned int flags) const 
 void constraint_list::describe(std::string& out) const {
     out += "a list";
     words::append_amount(out, min_size_, max_size_, "element");
-    if (element_->kind() == constraint_kind::any) return;
+    bool const says_nothing =
+        element_->kind() == constraint_kind::any && element_->property_kind() == kxcore::property_kind::special;
+    if (says_nothing) return;
     out += ", each ";
     element_->describe(out);
 }

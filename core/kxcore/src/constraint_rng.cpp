@@ -20,7 +20,8 @@ void write_other_members(xml::writer& out, constraint_db const& database);
 
 // The alternatives that stand in elements of their own; false when one of them may stand in any.
 bool collect_elements(constraint const& value, std::vector<constraint const*>& elements) {
-    if (value.kind() == constraint_kind::any) return false;
+    bool const any_kind = value.kind() == constraint_kind::any && value.property_kind() == property_kind::special;
+    if (any_kind) return false;
     if (value.kind() != constraint_kind::one_of) {
         // A fixed special value matches nothing.
         if (value.property_kind() != property_kind::special) elements.push_back(&value);

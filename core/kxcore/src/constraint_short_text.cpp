@@ -89,6 +89,13 @@ constexpr std::string_view first_words[] = {"any", "bool", "true", "false", "str
 
 using resolver = std::function<part(std::string_view)>;
 
+part read_any(std::string_view& rest) {
+    property_kind kind = property_kind::special;
+    bool const names_kind = rest.starts_with(' ') && property_kind_from_name(rest.substr(1), kind);
+    if (names_kind && kind != property_kind::special) rest = {};
+    return kxbase::make_refcount<constraint_any>(kind);
+}
+
 part read_string(std::string_view& rest, std::string_view text) {
     auto const sizes = take_sizes(rest, text);
     std::string_view pattern;
@@ -137,7 +144,7 @@ part constraint_from_short_text(std::string_view text, resolver const& resolve) 
     if (take(rest, "enum ")) return kxbase::make_refcount<constraint_enum>(rest);
     if (text == "enum") refuse(text, "lacks the values: enum a|b|c");
     if (take(rest, "any")) {
-        made = kxbase::make_refcount<constraint_any>();
+        made = read_any(rest);
     } else if (take(rest, "bool")) {
         made = kxbase::make_refcount<constraint_bool>();
     } else if (take(rest, "true")) {

@@ -102,8 +102,11 @@ tree_handle tree_of(constraint const& from) {
     auto tree = kxbase::make_refcount<properties>();
     set_text(*tree, "type", words::type_name(from.kind()));
     switch (from.kind()) {
-    case constraint_kind::any:
     case constraint_kind::boolean: break;
+    case constraint_kind::any:
+        if (from.property_kind() != property_kind::special)
+            set_text(*tree, "kind", property_kind_name(from.property_kind()));
+        break;
     case constraint_kind::string: set_string(*tree, static_cast<constraint_string const&>(from)); break;
     case constraint_kind::integer: set_bounds(*tree, static_cast<constraint_int const&>(from)); break;
     case constraint_kind::binary: {

@@ -3,6 +3,7 @@
 /// @file
 /// Reads the tree form of constraints, with the path of what it is looking at for its errors.
 
+#include <kxbase/errors.h>
 #include <kxcore/constraint.h>
 #include <kxcore/constraint_codec.h>
 #include <kxcore/property.h>
@@ -73,6 +74,7 @@ private:
     part read_text(std::string_view text, std::size_t level);
     part read_reference(std::string_view name, std::size_t level);
 
+    part read_any(properties const& tree);
     part read_string(properties const& tree);
     part read_int(properties const& tree);
     part read_binary(properties const& tree);
@@ -100,7 +102,13 @@ private:
 
     /// Makes a constraint; what its constructor objects to is raised with the path.
     template <class Make>
-    auto guarded(Make const& make);
+    auto guarded(Make const& make) {
+        try {
+            return make();
+        } catch (kxbase::es::arg const& error) {
+            refuse(error.message());
+        }
+    }
 
     [[noreturn]] void refuse(std::string_view what) const;
     [[noreturn]] void refuse_kind(std::string_view expected, property const& found) const;

@@ -3,6 +3,8 @@
 #include "constraint_words.h"
 
 #include <kxbase/errors.h>
+#include <kxcore/properties.h>
+#include <kxcore/property_list.h>
 #include <kxcore/property_values.h>
 #include <kxcore/xml_writer.h>
 
@@ -21,11 +23,14 @@ kxbase::ptr_refcount<constraint> constraint_any::clone() const {
 }
 
 property_kind constraint_any::property_kind() const {
-    return kxcore::property_kind::special;
+    return of_;
 }
 
 void constraint_any::to_string(std::string& out) const {
     out += "any";
+    if (of_ == kxcore::property_kind::special) return;
+    out += ' ';
+    out += property_kind_name(of_);
 }
 
 void constraint_any::to_rng(xml::writer& out) const {
@@ -41,16 +46,31 @@ void constraint_any::to_xsd(xml::writer& out) const {
 }
 
 property_handle constraint_any::suggest_value() const {
-    return kxbase::make_refcount<property_string>();
+    switch (of_) {
+    case kxcore::property_kind::boolean: return kxbase::make_refcount<property_bool>(false);
+    case kxcore::property_kind::integer: return kxbase::make_refcount<property_int>(0);
+    case kxcore::property_kind::binary: return kxbase::make_refcount<property_binary>();
+    case kxcore::property_kind::properties: return kxbase::make_refcount<properties>();
+    case kxcore::property_kind::list: return kxbase::make_refcount<property_list>();
+    case kxcore::property_kind::constraint: return {};
+    default: return kxbase::make_refcount<property_string>();
+    }
 }
 
 bool constraint_any::is_valid(property const* value, unsigned int flags) const {
     if (value == nullptr) return false;
-    return value->kind() != kxcore::property_kind::special || is_flagged_valid(value, flags);
+    if (value->kind() == kxcore::property_kind::special) return is_flagged_valid(value, flags);
+    return of_ == kxcore::property_kind::special || value->kind() == of_;
 }
 
 void constraint_any::describe(std::string& out) const {
-    out += "any value";
+    out += "any ";
+    if (of_ == kxcore::property_kind::special)
+        out += "value";
+    else if (of_ == kxcore::property_kind::properties)
+        out += "tree";
+    else
+        out += property_kind_name(of_);
 }
 
 // bool

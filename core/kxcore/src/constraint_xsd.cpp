@@ -40,7 +40,9 @@ void write_list_content(xml::writer& out, std::vector<constraint const*> const& 
 
 void gathered::add(constraint const* value, std::string_view const* key) {
     if (key != nullptr) keys.insert(*key);
-    if (value == nullptr || value->kind() == constraint_kind::any) {
+    bool const any_kind =
+        value == nullptr || (value->kind() == constraint_kind::any && value->property_kind() == property_kind::special);
+    if (any_kind) {
         anything = true;
     } else if (value->kind() == constraint_kind::one_of) {
         for (auto const& each : static_cast<constraint_one_of const*>(value)->alternatives())
@@ -100,7 +102,9 @@ void write_simple_element(xml::writer& out, property_kind kind, gathered_kind co
 }
 
 void write_element(xml::writer& out, property_kind kind, gathered_kind const& what) {
-    if (is_simple(kind)) return write_simple_element(out, kind, what);
+    bool const any_content = std::any_of(what.constraints.begin(), what.constraints.end(),
+                                         [](constraint const* each) { return each->kind() == constraint_kind::any; });
+    if (is_simple(kind) && !any_content) return write_simple_element(out, kind, what);
     constraint_kind const wanted = kind == property_kind::list ? constraint_kind::list : constraint_kind::database;
     bool const is_described = kind != property_kind::constraint &&
                               std::all_of(what.constraints.begin(), what.constraints.end(),

@@ -52,6 +52,7 @@ class KXCORE_EXPORT constraint : public kxbase::object_refcount {
 public:
     ~constraint() override;
 
+    /// What this constraint is.
     [[nodiscard]] virtual constraint_kind kind() const = 0;
 
     /// A constraint of its own that accepts the same values. What is inside (allowed values, nested constraints) is

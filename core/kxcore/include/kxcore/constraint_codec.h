@@ -26,6 +26,7 @@ class constraint;
 /// first referred to, so the order in which files are added is no matter.
 class KXCORE_EXPORT constraint_definitions {
 public:
+    /// No definitions.
     constraint_definitions();
     ~constraint_definitions();
     constraint_definitions(constraint_definitions&&) noexcept;

@@ -21,6 +21,7 @@ public:
     constraint_one_of(constraint_one_of const&);
     constraint_one_of& operator=(constraint_one_of const&) = delete;
 
+    /// The alternatives in their order; valid as long as this object.
     [[nodiscard]] std::span<kxbase::ptr_refcount<constraint const> const> alternatives() const noexcept;
 
     [[nodiscard]] constraint_kind kind() const override;

@@ -5,6 +5,7 @@
 /// bytes of a bounded size.
 
 #include <kxcore/constraint.h>
+#include <kxcore/property.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -12,19 +13,29 @@
 
 namespace kxcore {
 
-/// Accepts every value but special ones. What is inside a tree or list is not looked at.
+/// Accepts every value but special ones, or every value of one kind: any tree, any list, any constraint. What is inside
+/// is not looked at.
 class KXCORE_EXPORT constraint_any : public constraint {
 public:
+    /// Values of all kinds.
+    constraint_any() = default;
+
+    /// @param of the one kind of value; `special` for all kinds (but that one)
+    explicit constraint_any(kxcore::property_kind of) : of_(of) {}
+
     [[nodiscard]] constraint_kind kind() const override;
     [[nodiscard]] kxbase::ptr_refcount<constraint> clone() const override;
     [[nodiscard]] kxcore::property_kind property_kind() const override;
     void to_string(std::string& out) const override;
     void to_rng(xml::writer& out) const override;
     void to_xsd(xml::writer& out) const override;
-    /// The empty string.
+    /// The empty value of the kind, for all kinds the empty string; empty for constraints.
     [[nodiscard]] kxbase::ptr_refcount<property const> suggest_value() const override;
     [[nodiscard]] bool is_valid(property const* value, unsigned int flags) const override;
     void describe(std::string& out) const override;
+
+private:
+    kxcore::property_kind of_ = kxcore::property_kind::special;
 };
 
 /// Accepts true and false.

@@ -39,6 +39,7 @@ public:
     /// Writes `<?xml version="1.0" encoding="UTF-8"?>`; before anything else.
     void declaration();
 
+    /// Starts a node, inside the one that is open; attributes come in the order given.
     void start_node(std::string_view name);
     void start_node(std::string_view name, std::string_view attribute, std::string_view value);
     void start_node(std::string_view name, std::initializer_list<xml::attribute> attributes);
