@@ -105,6 +105,15 @@ TEST(network_encoding, has_the_bytes_that_are_documented) {
     EXPECT_EQ(encoded(choice("a|b"))[0], '\x09');
 }
 
+TEST(network_encoding, writes_the_example_of_the_documentation) {
+    property_handle const value = tree({{"flag", flag(true)},
+                                        {"tasks", list({tree({{"flag", flag(false)}, {"name", text("a")}})})},
+                                        {"wait", number(300)}});
+    EXPECT_EQ(encoded(value), literal({0xC3, 0x00, 0x04, 0x66, 0x6C, 0x61, 0x67, 0x01, 0x00, 0x05, 0x74, 0x61,
+                                       0x73, 0x6B, 0x73, 0xE1, 0xC2, 0x01, 0x00, 0x00, 0x04, 0x6E, 0x61, 0x6D,
+                                       0x65, 0x41, 0x61, 0x00, 0x04, 0x77, 0x61, 0x69, 0x74, 0x04, 0xD8, 0x04}));
+}
+
 TEST(network_encoding, is_lossless_for_every_kind) {
     for (property_handle const& value : one_of_each()) {
         std::string const bytes = encoded(value);

@@ -79,6 +79,7 @@ public:
     /// The offset of the next byte to be read, from the beginning of the buffer.
     [[nodiscard]] std::size_t position() const noexcept;
 
+    /// Whether all bytes have been read.
     [[nodiscard]] bool at_end() const noexcept;
 
     /// Raises unless all bytes have been read.

@@ -23,10 +23,12 @@ struct member_block;
 /// One member of a tree.
 class property_member {
 public:
+    /// Valid as long as the member.
     [[nodiscard]] std::string_view key() const noexcept { return key_.text(); }
     [[nodiscard]] property_key const& key_handle() const noexcept { return key_; }
     [[nodiscard]] property_handle const& value() const noexcept { return value_; }
 
+    /// For those who collect members; a tree makes its own.
     property_member(property_key key, property_handle value) noexcept
         : key_(std::move(key)), value_(std::move(value)) {}
 
@@ -127,19 +129,43 @@ public:
 
     // Members of a kind. A special is a kind of its own: none of these looks behind one.
 
-    /// @throws es::arg naming the key and what was found when the member is missing or of another kind; so do the other
-    ///         getters without a default
+    /// The text of a string.
+    ///
+    /// @throws es::arg naming the key and what was found when the member is missing or of another kind
     [[nodiscard]] std::string get_string_value(std::string_view key) const;
 
-    /// The default, with no error, when the member is missing or of another kind; so for the other kinds.
+    /// The same; the default, and no error, when the member is missing or of another kind.
     [[nodiscard]] std::string get_string_value(std::string_view key, std::string_view default_value) const;
 
+    /// The value of a bool.
+    ///
+    /// @throws es::arg as `get_string_value`
     [[nodiscard]] bool get_bool_value(std::string_view key) const;
+
+    /// The same; the default, and no error, when the member is missing or of another kind.
     [[nodiscard]] bool get_bool_value(std::string_view key, bool default_value) const noexcept;
+
+    /// The value of an integer.
+    ///
+    /// @throws es::arg as `get_string_value`
     [[nodiscard]] std::int64_t get_int_value(std::string_view key) const;
+
+    /// The same; the default, and no error, when the member is missing or of another kind.
     [[nodiscard]] std::int64_t get_int_value(std::string_view key, std::int64_t default_value) const noexcept;
+
+    /// The nested tree.
+    ///
+    /// @throws es::arg as `get_string_value`
     [[nodiscard]] kxbase::ptr_refcount<properties const> get_properties_value(std::string_view key) const;
+
+    /// The list.
+    ///
+    /// @throws es::arg as `get_string_value`
     [[nodiscard]] kxbase::ptr_refcount<property_list const> get_list_value(std::string_view key) const;
+
+    /// The constraint that the member carries.
+    ///
+    /// @throws es::arg as `get_string_value`
     [[nodiscard]] kxbase::ptr_refcount<constraint const> get_constraint_value(std::string_view key) const;
 
     // By path: a key, then any number of {key} and [n]. See kxcore/references.h.

@@ -38,6 +38,7 @@ class KXCORE_EXPORT property : public kxbase::object_refcount {
 public:
     ~property() override;
 
+    /// Which of the kinds the value is of; tells its class.
     [[nodiscard]] virtual property_kind kind() const noexcept = 0;
 
     /// Writes the value to the network encoding (kxcore/network_encoding.h).

@@ -60,6 +60,7 @@ public:
         if (is_counted()) release();
     }
 
+    /// Valid as long as any copy of the key.
     [[nodiscard]] std::string_view text() const noexcept {
         detail::key_block const* const block = get_block();
         return block == nullptr ? std::string_view() : std::string_view(block->text(), block->size);
@@ -88,6 +89,8 @@ public:
         std::size_t most_keys;
         std::size_t most_bytes;
     };
+
+    /// Takes a lock.
     [[nodiscard]] static table_use get_table_use();
 
 private:

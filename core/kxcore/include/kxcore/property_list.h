@@ -82,6 +82,9 @@ public:
     /// Makes room for `count` elements in all.
     void reserve(std::size_t count);
 
+    /// Appends the value.
+    ///
+    /// @throws es::arg when the handle is empty
     void push_back(property_handle value);
 
     /// Appends the elements of another list, which may be this one.
