@@ -8,6 +8,7 @@
 #include <kxcore/plugin_info.h>
 #include <kxcore/properties.h>
 #include <kxcore/property_list.h>
+#include <kxcore/taskutil.h>
 
 #include "support/scratch_folder.h"
 
@@ -269,6 +270,24 @@ TEST(installation_sample, has_examples_whose_tasks_are_configured_as_their_plugi
                     judge(*property_cast<properties>(task), file);
     }
     EXPECT_EQ(judged, 18U);
+}
+
+TEST(installation_sample, has_a_legacy_preset_that_makes_a_fitting_configuration) {
+    std::string const text = kx_test::read_file(kx_test::source_path("share/installation/examples/web-720p.setting"));
+    auto const configuration = kxcore::taskutil::create_configuration_from_setting("web-720p", text, true);
+    EXPECT_EQ(configuration->get_string_value("name"), "Web 720p");
+    EXPECT_TRUE(configuration->is_present("setting")) << "one line of it is known to nobody, and kept";
+    std::vector<std::string> told;
+    for (auto const& found :
+         kxcore::configuration_findings(sample().get_constraints(), "task/regular/ogencoder/1.0", *configuration, 30))
+        told.push_back(found.to_string());
+    EXPECT_THAT(told, IsEmpty());
+}
+
+TEST(installation_sample, has_no_finished_resource_uris_which_reading_would_turn_into_file_urls) {
+    for (auto const* folder : {"plugins", "examples"})
+        for (auto const& file : files_in(folder))
+            EXPECT_EQ(kx_test::read_file(file).find("kxrc:"), std::string::npos) << file;
 }
 
 /// The rows `| file | text |` of a table in Markdown.

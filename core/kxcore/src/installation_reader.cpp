@@ -47,7 +47,7 @@ struct source_document {
 /// The story of one reading.
 class reader {
 public:
-    explicit reader(std::string const& folder) : folder_(folder) {}
+    explicit reader(std::string folder) : folder_(std::move(folder)) {}
 
     installation_reading read();
 

@@ -28,8 +28,8 @@ struct plugin_port {
     property_kind kind = property_kind::string;
     /// Inputs only: a task cannot run before this one is fed.
     bool required = false;
-    /// Inputs only: a value that an earlier task publishes under a reference to this name may
-    /// be connected to it without being asked for.
+    /// Inputs only: what an earlier task publishes under a reference to this name may be connected
+    /// to it without being asked for; whoever starts the workflow does not feed it.
     bool publishable = false;
     std::string description;
 };
