@@ -110,6 +110,8 @@ std::string task::get_type() const {
 void task::get_published_in_nodes(node_list& nodes) const {
     for (kxcore::plugin_port const& input : snapshot_->info->get_inputs()) {
         kxcore::property_handle const value = snapshot_->configuration->get_property(input.name);
+        // What other tasks publish feeds it, and a workflow's source must not: "extra-source-urls" reads like a source.
+        if (input.publishable && !value) continue;
         // The leaves of a tree or list that stands under a member are seen through a tree with that one member, whose
         // paths are those of the configuration.
         bool any_leaf = false;

@@ -65,6 +65,7 @@ public:
     /// An input or an output of a task, with what it is connected to.
     class KXWORKFLOW_EXPORT task_node : public plugin_node {
     public:
+        /// For the library itself; callers get nodes from a task.
         task_node(std::string id, std::vector<std::string> connection_ids,
                   kxbase::ptr_refcount<kxcore::property const> value);
         ~task_node() override;
@@ -111,7 +112,8 @@ public:
 
     /// Appends the inputs that the plugin declares, in byte order of the declared names. An input
     /// that the configuration fills with a tree or a list comes as its leaves, depth first
-    /// ("source-urls[0]"); one that is missing or empty comes as itself.
+    /// ("source-urls[0]"); one that is missing or empty comes as itself. A
+    /// publishable input that is missing is left out: it waits for what other tasks publish.
     void get_published_in_nodes(node_list& nodes) const;
 
     /// Appends the outputs that feed at least one input, in byte order.
