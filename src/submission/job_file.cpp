@@ -26,7 +26,8 @@ void write_job_file(std::string const& path_or_url, kxcore::properties const& jo
 kxbase::ptr_refcount<kxcore::properties> read_job_file(std::string const& path_or_url) {
     auto job = kxcore::read_sealed_file(path_or_url);
     if (!kept_original(*job))
-        raise_from<kxbase::es::arg>(submission_source_path, "Not a job file: it holds no finalized submission");
+        raise_from<kxbase::es::arg>(submission_source_path,
+                                    "'" + path_or_url + "' is no job file: it holds no finalized submission");
     return job;
 }
 

@@ -18,7 +18,6 @@
 #include <array>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace kxclientutil {
 
@@ -36,71 +35,68 @@ struct variable {
     std::string query;
 };
 
-/// A leaf that holds a variable.
-struct variable_leaf {
-    std::string wtid;
-    std::string path;
-    variable value;
-};
-
+property_handle resolved_leaf(workflow_builder const& builder, property_handle const& leaf);
 std::optional<variable> read_variable(std::string_view text);
-std::vector<variable_leaf> variables_of(std::string const& wtid, kxcore::properties const& configuration);
-void resolve(workflow_builder& builder, variable_leaf const& leaf);
+property_handle value_of(workflow_builder const& builder, variable const& of);
 
 } // namespace
 
+// Leaves are replaced in a copy of the configuration and never set by their paths: no leaf is too deep or too odd.
 void resolve_workflow_variables(workflow_builder& builder) {
     std::map<std::string, kxworkflow::task_proxy> tasks;
     builder.get_tasks(tasks);
-    for (auto const& [wtid, view] : tasks)
-        for (variable_leaf const& leaf : variables_of(wtid, *view->get_configuration()))
-            resolve(builder, leaf);
+    for (auto const& [wtid, view] : tasks) {
+        kxcore::properties configuration = *view->get_configuration();
+        auto const resolve = [&](std::string_view, property_handle const& leaf) {
+            return resolved_leaf(builder, leaf);
+        };
+        if (kxcore::rewrite_leaves(configuration, resolve) != 0) builder.configure_task(wtid, configuration);
+    }
 }
 
 namespace {
 
-using resolver = void(workflow_builder&, variable_leaf const&);
-resolver resolve_source;
-resolver resolve_uuid;
-resolver resolve_workflow;
-resolver resolve_dynamic;
-resolver leave_to_chained_tasks;
-resolver report_unknown;
-void set_context(workflow_builder& builder, variable_leaf const& leaf, std::string_view context);
-void set_text(workflow_builder& builder, variable_leaf const& leaf, std::string_view text);
+/// Gives the value of a variable; an empty handle when the leaf is to stay as it is.
+using resolver = property_handle(workflow_builder const&, variable const&);
+resolver source_value;
+resolver uuid_value;
+resolver workflow_value;
+resolver dynamic_value;
+resolver unsupported_value;
+resolver unknown_value;
+property_handle context(std::string_view name);
 void warn(std::string const& message, kxbase::source_position where = kxbase::source_position::current());
 
 struct variable_family {
     std::string_view prefix;
-    resolver* resolve;
+    resolver* value;
 };
 
-// The first family whose prefix begins the name.
+// The first family whose prefix begins the name. What encoder, mbr and deployment variables stand for comes from another
+// task of the chain, which is not followed yet: the leaf keeps its variable.
 constexpr std::array<variable_family, 7> families{{
-    {"source.", resolve_source},
-    {"uuid", resolve_uuid},
-    {"workflow.", resolve_workflow},
-    {"encoder.", leave_to_chained_tasks},
-    {"mbr.", leave_to_chained_tasks},
-    {"deployment.", leave_to_chained_tasks},
-    {"dynamic.", resolve_dynamic},
+    {"source.", source_value},
+    {"uuid", uuid_value},
+    {"workflow.", workflow_value},
+    {"encoder.", unsupported_value},
+    {"mbr.", unsupported_value},
+    {"deployment.", unsupported_value},
+    {"dynamic.", dynamic_value},
 }};
 
-/// Context variables of the job that carry the name of their variable.
+/// Context variables of the job that bear the name of their variable.
 constexpr std::array<std::string_view, 15> dynamic_contexts{
     "hr-time",        "year.YY",  "year.YYYY",  "month.MM",   "month.name", "month.short-name", "day.DD",   "day.name",
     "day.short-name", "hours.HH", "minutes.MM", "seconds.SS", "hostname",   "node-id",          "platform",
 };
 
-/// The leaves are read before the first is set, from the configuration as the task came in.
-std::vector<variable_leaf> variables_of(std::string const& wtid, kxcore::properties const& configuration) {
-    std::vector<variable_leaf> leaves;
-    kxcore::visit_leaves(configuration, [&](std::string_view path, property_handle const& leaf) {
-        auto const* const text = kxcore::property_cast<property_string>(leaf.get());
-        if (!text) return;
-        if (auto found = read_variable(text->value())) leaves.push_back({wtid, std::string(path), std::move(*found)});
-    });
-    return leaves;
+property_handle resolved_leaf(workflow_builder const& builder, property_handle const& leaf) {
+    auto const* const text = kxcore::property_cast<property_string>(leaf.get());
+    if (!text) return leaf;
+    auto const found = read_variable(text->value());
+    if (!found) return leaf;
+    property_handle const value = value_of(builder, *found);
+    return value ? value : leaf;
 }
 
 /// A name in a text ("source.filename", with or without dollar signs) is as good as the URI that stands for it, and is
@@ -115,52 +111,45 @@ std::optional<variable> read_variable(std::string_view text) {
     return variable{kxbase::url_fragment(uri, true), kxbase::url_query(uri, true)};
 }
 
-void resolve(workflow_builder& builder, variable_leaf const& leaf) {
+property_handle value_of(workflow_builder const& builder, variable const& of) {
     auto const family = std::ranges::find_if(
-        families, [&](variable_family const& candidate) { return leaf.value.name.starts_with(candidate.prefix); });
-    (family == families.end() ? report_unknown : family->resolve)(builder, leaf);
+        families, [&](variable_family const& candidate) { return of.name.starts_with(candidate.prefix); });
+    return (family == families.end() ? unknown_value : family->value)(builder, of);
 }
 
-void resolve_source(workflow_builder& builder, variable_leaf const& leaf) {
-    if (!leaf.value.name.ends_with(".name")) return report_unknown(builder, leaf);
-    set_context(builder, leaf, "workflow.source-name");
+property_handle source_value(workflow_builder const& builder, variable const& of) {
+    return of.name.ends_with(".name") ? context("workflow.source-name") : unknown_value(builder, of);
 }
 
-/// Each leaf gets an identifier of its own.
-void resolve_uuid(workflow_builder& builder, variable_leaf const& leaf) {
-    bool const lower_case = leaf.value.name == "uuid.lowercase";
-    set_text(builder, leaf, kxbase::string_uuid(lower_case));
+/// Each leaf gets an identifier of its own, in capitals unless it asks for the other.
+property_handle uuid_value(workflow_builder const&, variable const& of) {
+    return make_refcount<property_string>(kxbase::string_uuid(of.name == "uuid.lowercase"));
 }
 
-void resolve_workflow(workflow_builder& builder, variable_leaf const& leaf) {
-    variable const& value = leaf.value;
-    if (value.name == "workflow.name") return set_text(builder, leaf, builder.get_workflow_name());
-    set_context(builder, leaf, value.query.empty() ? value.name : value.name + "?" + value.query);
+property_handle workflow_value(workflow_builder const& builder, variable const& of) {
+    if (of.name == "workflow.name") return make_refcount<property_string>(builder.get_workflow_name());
+    return context(of.query.empty() ? of.name : of.name + "?" + of.query);
 }
 
-void resolve_dynamic(workflow_builder& builder, variable_leaf const& leaf) {
-    std::string_view const rest = std::string_view(leaf.value.name).substr(std::string_view("dynamic.").size());
-    if (rest == "time") return set_context(builder, leaf, "unix-timestring");
-    if (std::ranges::find(dynamic_contexts, rest) == dynamic_contexts.end()) return report_unknown(builder, leaf);
-    set_context(builder, leaf, rest);
+property_handle dynamic_value(workflow_builder const& builder, variable const& of) {
+    std::string_view const rest = std::string_view(of.name).substr(std::string_view("dynamic.").size());
+    if (rest == "time") return context("unix-timestring");
+    bool const known = std::ranges::find(dynamic_contexts, rest) != dynamic_contexts.end();
+    return known ? context(rest) : unknown_value(builder, of);
 }
 
-/// These are fed by another task of the chain, which is not followed yet: the leaf keeps its variable.
-void leave_to_chained_tasks(workflow_builder&, variable_leaf const& leaf) {
-    warn(kxbase::string_with_format("Unable to resolve '%s' (not supported)", leaf.value.name.c_str()));
+property_handle unsupported_value(workflow_builder const&, variable const& of) {
+    warn(kxbase::string_with_format("Unable to resolve '%s' (not supported)", of.name.c_str()));
+    return {};
 }
 
-void report_unknown(workflow_builder&, variable_leaf const& leaf) {
-    warn(kxbase::string_with_format("Unknown variable '%s'", leaf.value.name.c_str()));
+property_handle unknown_value(workflow_builder const&, variable const& of) {
+    warn(kxbase::string_with_format("Unknown variable '%s'", of.name.c_str()));
+    return {};
 }
 
-void set_context(workflow_builder& builder, variable_leaf const& leaf, std::string_view context) {
-    builder.set_in_value(leaf.wtid, leaf.path,
-                         property_special::create_deferred_context(kxcore::property_kind::string, context));
-}
-
-void set_text(workflow_builder& builder, variable_leaf const& leaf, std::string_view text) {
-    builder.set_in_value(leaf.wtid, leaf.path, make_refcount<property_string>(text));
+property_handle context(std::string_view name) {
+    return property_special::create_deferred_context(kxcore::property_kind::string, name);
 }
 
 void warn(std::string const& message, kxbase::source_position where) {

@@ -246,6 +246,18 @@ TEST_F(workflow_variables, go_on_after_one_that_is_unknown) {
     EXPECT_EQ(log.messages(), std::vector<std::string>{"Unknown variable 'nothing'"});
 }
 
+// No leaf is too deep or too odd for it.
+TEST_F(workflow_variables, are_resolved_in_leaves_that_no_path_names) {
+    std::string const key(3000, 'k');
+    use_tasks({task_of(
+        mail_plid, "mail",
+        tree({{key.c_str(), tree({{key.c_str(), text("$source.name$")}})}, {"", kx_test::texts({"workflow.id"})}}))});
+    finalize();
+    EXPECT_EQ(configuration(wtid(mail_plid, "mail")),
+              *tree({{key.c_str(), tree({{key.c_str(), context("workflow.source-name")}})},
+                     {"", list({context("workflow.id")})}}));
+}
+
 TEST_F(workflow_variables, stay_in_the_original) {
     use_tasks({task_of(mail_plid, "mail", tree({{"subject", text("$uuid$")}}))});
     finalize();
