@@ -26,7 +26,7 @@ protected:
             char const* const value = std::getenv(name);
             before_[name] = value != nullptr ? std::optional<std::string>(value) : std::nullopt;
         }
-        set("HOME", folder.path().string());
+        set("HOME", folder_.path().string());
         ::unsetenv("XDG_CONFIG_HOME");
         ::unsetenv("XDG_DATA_DIRS");
     }
@@ -40,11 +40,11 @@ protected:
     static void set(char const* name, std::string const& value) { ::setenv(name, value.c_str(), 1); }
 
     std::string made(std::string const& name) const {
-        std::filesystem::create_directories(folder.path() / name);
-        return folder.file(name);
+        std::filesystem::create_directories(folder_.path() / name);
+        return folder_.file(name);
     }
 
-    kx_test::scratch_folder folder;
+    kx_test::scratch_folder folder_;
 
 private:
     std::map<std::string, std::optional<std::string>> before_;
@@ -59,7 +59,7 @@ TEST_F(environment, names_the_folder_of_the_running_program) {
 }
 
 TEST_F(environment, names_the_home_folder) {
-    EXPECT_EQ(env::get_user_home_path(), folder.path().string());
+    EXPECT_EQ(env::get_user_home_path(), folder_.path().string());
     set("HOME", "/some/home//");
     EXPECT_EQ(env::get_user_home_path(), "/some/home");
     set("HOME", "/");
@@ -98,7 +98,7 @@ TEST_F(environment, finds_the_documents_where_the_user_put_them) {
     struct user_dirs_case {
         std::string content, expected;
     };
-    std::string const home = folder.path().string();
+    std::string const home = folder_.path().string();
     for (auto const& [content, expected] : {
              user_dirs_case{"# comment\nXDG_DOCUMENTS_DIR=\"$HOME/Meine Dokumente\"\n", moved},
              {"XDG_MUSIC_DIR=\"$HOME/Music\"\n  XDG_DOCUMENTS_DIR=\"" + home + "/Meine Dokumente/\"", moved},
@@ -114,15 +114,15 @@ TEST_F(environment, finds_the_documents_where_the_user_put_them) {
              {"XDG_DOCUMENTS_DIRECTORY=\"/tmp\"\n", home + "/Documents"},
              {"", home + "/Documents"},
          }) {
-        folder.write(".config/user-dirs.dirs", content);
+        folder_.write(".config/user-dirs.dirs", content);
         EXPECT_EQ(env::get_folder_path(5), expected) << content;
     }
 }
 
 TEST_F(environment, reads_the_users_folders_where_the_configuration_is) {
     std::string const moved = made("moved");
-    folder.write("settings/user-dirs.dirs", "XDG_DOCUMENTS_DIR=\"$HOME/moved\"\n");
-    set("XDG_CONFIG_HOME", folder.file("settings"));
+    folder_.write("settings/user-dirs.dirs", "XDG_DOCUMENTS_DIR=\"$HOME/moved\"\n");
+    set("XDG_CONFIG_HOME", folder_.file("settings"));
     EXPECT_EQ(env::get_folder_path(5), moved);
     set("XDG_CONFIG_HOME", "settings"); // a relative one does not count
     EXPECT_EQ(env::get_folder_path(5), "");

@@ -37,14 +37,14 @@ protected:
 
     std::string reported(std::string_view message) {
         report("file", 1, "task", 2, 7, message);
-        return lines.back().message;
+        return lines_.back().message;
     }
 
-    std::vector<taken_line> lines;
+    std::vector<taken_line> lines_;
 
 private:
     void take(report_line const& l) {
-        lines.push_back(
+        lines_.push_back(
             {std::string(l.file), l.line, std::string(l.category), l.kind, l.severity, std::string(l.message)});
     }
 
@@ -64,13 +64,13 @@ std::string on_standard_error(run const& body) {
 TEST_F(report_lines, arrive_whole_at_the_sink) {
     report(R"(code\app\common\shared\kxclientutil\src\config)", 940, "kxclientutil", 4, 5,
            "upgraded a \"task\": 100%s");
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0].file, R"(code\app\common\shared\kxclientutil\src\config)");
-    EXPECT_EQ(lines[0].line, 940u);
-    EXPECT_EQ(lines[0].category, "kxclientutil");
-    EXPECT_EQ(lines[0].kind, 4u);
-    EXPECT_EQ(lines[0].severity, 5u);
-    EXPECT_EQ(lines[0].message, "upgraded a \"task\": 100%s");
+    ASSERT_EQ(lines_.size(), 1u);
+    EXPECT_EQ(lines_[0].file, R"(code\app\common\shared\kxclientutil\src\config)");
+    EXPECT_EQ(lines_[0].line, 940u);
+    EXPECT_EQ(lines_[0].category, "kxclientutil");
+    EXPECT_EQ(lines_[0].kind, 4u);
+    EXPECT_EQ(lines_[0].severity, 5u);
+    EXPECT_EQ(lines_[0].message, "upgraded a \"task\": 100%s");
 }
 
 TEST_F(report_lines, escape_what_could_forge_a_line) {
@@ -103,8 +103,8 @@ TEST_F(report_lines, escape_what_could_forge_a_line) {
 
 TEST_F(report_lines, escape_file_and_category_too) {
     report("fi\nle", 1, "cat\negory", 1, 1, "m");
-    EXPECT_EQ(lines[0].file, "fi\\nle");
-    EXPECT_EQ(lines[0].category, "cat\\negory");
+    EXPECT_EQ(lines_[0].file, "fi\\nle");
+    EXPECT_EQ(lines_[0].category, "cat\\negory");
 }
 
 TEST_F(report_lines, go_to_standard_error_as_one_line_without_a_sink) {
@@ -178,7 +178,7 @@ TEST_F(report_lines, come_one_at_a_time_from_many_threads) {
         });
     for (auto& thread : threads)
         thread.join();
-    ASSERT_EQ(lines.size(), 4 * each);
+    ASSERT_EQ(lines_.size(), 4 * each);
     std::vector<unsigned int> next(4, 0);
     for (taken_line const& l : lines) {
         EXPECT_EQ(l.line, next[l.kind]++); // each thread's lines in its order

@@ -52,7 +52,7 @@ private:
 /// Runs a test with many URLs. KX_TEST_SEED repeats a run that failed.
 class url_round_trip : public testing::Test {
 protected:
-    url_round_trip() : seed_(chosen_seed()), make(seed_) { RecordProperty("seed", static_cast<int>(seed_)); }
+    url_round_trip() : seed_(chosen_seed()), make_(seed_) { RecordProperty("seed", static_cast<int>(seed_)); }
 
     [[nodiscard]] std::string place(std::string_view url) const {
         return std::string(url) + " (KX_TEST_SEED=" + std::to_string(seed_) + ")";
@@ -70,7 +70,7 @@ private:
     unsigned int seed_;
 
 protected:
-    url_maker make;
+    url_maker make_;
 };
 
 struct component {
@@ -95,15 +95,15 @@ TEST_F(url_round_trip, a_well_encoded_component_comes_back_equal) {
     for (int i = 0; i < tries; ++i)
         for (component const& c : components) {
             // A text as reading gives it: what is written into a query keeps escapes that reading undoes.
-            std::string const text = c.read(make.url(), true);
-            std::string const url = c.write(make.url(), text, true);
+            std::string const text = c.read(make_.url(), true);
+            std::string const url = c.write(make_.url(), text, true);
             ASSERT_EQ(rewritten(c, url), url) << c.name << ": " << place(url);
         }
 }
 
 TEST_F(url_round_trip, any_component_settles_after_one_pass) {
     for (int i = 0; i < tries; ++i) {
-        std::string const url = make.url();
+        std::string const url = make_.url();
         for (component const& c : components) {
             std::string const once = rewritten(c, url);
             ASSERT_EQ(rewritten(c, once), once) << c.name << ": " << place(url);
@@ -114,21 +114,21 @@ TEST_F(url_round_trip, any_component_settles_after_one_pass) {
 
 TEST_F(url_round_trip, what_was_written_is_read_back) {
     for (int i = 0; i < tries; ++i) {
-        std::string const url = make.url();
-        std::string const fragment = make.text(8);
+        std::string const url = make_.url();
+        std::string const fragment = make_.text(8);
         ASSERT_EQ(url_fragment(url_set_fragment(url, fragment, true), true), fragment) << place(url);
         // A path that reading could have given.
-        std::string const path = url_path("file:/x/" + make.text(8), true);
+        std::string const path = url_path("file:/x/" + make_.text(8), true);
         ASSERT_EQ(url_path(url_new_path(url, path, true), true), path) << place(url);
-        std::string const query = url_query("file:/?" + make.text(8), true);
+        std::string const query = url_query("file:/?" + make_.text(8), true);
         ASSERT_EQ(url_query(url_set_query(url, query, true), true), query) << place(url);
     }
 }
 
 TEST_F(url_round_trip, nothing_but_the_component_changes) {
     for (int i = 0; i < tries; ++i) {
-        std::string const url = make.url();
-        std::string const text = make.text(8);
+        std::string const url = make_.url();
+        std::string const text = make_.text(8);
         for (component const& written : components) {
             std::string const changed = written.write(url, text, true);
             ASSERT_EQ(url_scheme(changed), url_scheme(url)) << place(url);
@@ -144,7 +144,7 @@ TEST_F(url_round_trip, nothing_but_the_component_changes) {
 
 TEST_F(url_round_trip, text_put_as_it_was_read_changes_nothing) {
     for (int i = 0; i < tries; ++i) {
-        std::string const url = make.url();
+        std::string const url = make_.url();
         ASSERT_EQ(url_new_path(url, url_path(url, false), false), url) << place(url);
         if (url.find('#') == std::string::npos || !url_fragment(url, false).empty()) {
             ASSERT_EQ(url_set_fragment(url, url_fragment(url, false), false), url) << place(url);
@@ -154,7 +154,7 @@ TEST_F(url_round_trip, text_put_as_it_was_read_changes_nothing) {
 
 TEST_F(url_round_trip, every_path_becomes_a_url_that_holds_it) {
     for (int i = 0; i < tries; ++i) {
-        std::string const path = "/x" + make.text(8);
+        std::string const path = "/x" + make_.text(8);
         std::string const url = url_create_from_url_or_path(path, "");
         ASSERT_EQ(url_scheme(url), "file") << place(path);
         // Reading gives the path back, but for a "%2F" in it, which can't be told from a slash's own escape.
@@ -168,7 +168,7 @@ TEST_F(url_round_trip, every_path_becomes_a_url_that_holds_it) {
 
 TEST_F(url_round_trip, no_password_is_shown) {
     for (int i = 0; i < tries; ++i) {
-        std::string const url = "ftp://user:" + make.text(3) + "SECRET" + make.text(3) + "@host/" + make.text(3);
+        std::string const url = "ftp://user:" + make_.text(3) + "SECRET" + make_.text(3) + "@host/" + make_.text(3);
         ASSERT_EQ(url_protected_output(url).find("SECRET"), std::string::npos) << place(url);
     }
 }

@@ -69,16 +69,17 @@ std::string percent_encoded(std::string_view text, e_component component) {
     std::string encoded;
     encoded.reserve(text.size());
     while (!text.empty()) {
-        std::size_t length = 1;
-        if (held[static_cast<unsigned char>(text.front())]) {
-            encoded += text.front();
-        } else if (std::size_t const kept = kept_length(text, component); kept != 0) {
+        auto const* const end =
+            std::find_if(text.begin(), text.end(), [&held](char c) { return !held[static_cast<unsigned char>(c)]; });
+        encoded.append(text.begin(), end);
+        text.remove_prefix(static_cast<std::size_t>(end - text.begin()));
+        if (text.empty()) break;
+        std::size_t const kept = kept_length(text, component);
+        if (kept != 0)
             encoded += text.substr(0, kept);
-            length = kept;
-        } else {
+        else
             append_encoded(text.front(), encoded);
-        }
-        text.remove_prefix(length);
+        text.remove_prefix(std::max<std::size_t>(kept, 1));
     }
     return encoded;
 }

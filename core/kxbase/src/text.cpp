@@ -11,19 +11,16 @@ namespace kxbase {
 
 namespace {
 
-/// The keys of a replacement, found by their first byte, the longest first.
-class key_index {
-public:
-    using entry = std::pair<std::string const, std::string>;
+using replacement = std::pair<std::string const, std::string>;
 
-    explicit key_index(std::map<std::string, std::string> const& replacements);
-
-    /// The longest key that the text begins with, or null.
-    [[nodiscard]] entry const* longest_at(std::string_view text) const;
-
-private:
-    std::array<std::vector<entry const*>, 256> keys_;
-};
+/// The longest key that the text begins with, or null.
+replacement const* longest_key_at(std::string_view text, std::map<std::string, std::string> const& replacements) {
+    // Of two keys that fit at one place the longer one comes later in the order of the map.
+    auto const found = std::find_if(replacements.rbegin(), replacements.rend(), [text](replacement const& candidate) {
+        return !candidate.first.empty() && text.starts_with(candidate.first);
+    });
+    return found != replacements.rend() ? &*found : nullptr;
+}
 
 unsigned int digit_value(char digit) {
     if (digit >= '0' && digit <= '9') return static_cast<unsigned int>(digit - '0');
@@ -84,18 +81,26 @@ void strutil::tokenize_string(std::string_view text, char separator, std::vector
 }
 
 std::string strutil::string_replaced(std::string_view text, std::map<std::string, std::string> const& replacements) {
-    key_index const keys(replacements);
+    std::array<bool, 256> begins_key{};
+    for (auto const& [key, value] : replacements)
+        if (!key.empty()) begins_key[static_cast<unsigned char>(key.front())] = true;
+
     std::string replaced;
     replaced.reserve(text.size());
-    while (!text.empty()) {
-        if (auto const* const found = keys.longest_at(text)) {
-            replaced += found->second;
-            text.remove_prefix(found->first.size());
-        } else {
-            replaced += text.front();
-            text.remove_prefix(1);
+    std::size_t at = 0;
+    while (at < text.size()) {
+        auto const* const found =
+            begins_key[static_cast<unsigned char>(text[at])] ? longest_key_at(text.substr(at), replacements) : nullptr;
+        if (found == nullptr) {
+            ++at;
+            continue;
         }
+        replaced += text.substr(0, at);
+        replaced += found->second;
+        text.remove_prefix(at + found->first.size());
+        at = 0;
     }
+    replaced += text;
     return replaced;
 }
 
@@ -111,24 +116,5 @@ unsigned int conv::string_to_uint(std::string_view text, unsigned int base) noex
     }
     return number;
 }
-
-namespace {
-
-key_index::key_index(std::map<std::string, std::string> const& replacements) {
-    for (auto const& replacement : replacements)
-        if (!replacement.first.empty())
-            keys_[static_cast<unsigned char>(replacement.first.front())].push_back(&replacement);
-    // Of two keys that fit at one place the longer one comes later in the order of the map.
-    for (auto& keys : keys_)
-        std::reverse(keys.begin(), keys.end());
-}
-
-key_index::entry const* key_index::longest_at(std::string_view text) const {
-    for (entry const* const candidate : keys_[static_cast<unsigned char>(text.front())])
-        if (text.starts_with(candidate->first)) return candidate;
-    return nullptr;
-}
-
-} // namespace
 
 } // namespace kxbase

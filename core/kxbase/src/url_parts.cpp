@@ -7,12 +7,20 @@ namespace kxbase {
 
 namespace {
 
-constexpr std::string_view letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
-constexpr std::string_view other_scheme_characters = "0123456789+-._";
+constexpr bool is_letter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+constexpr bool is_scheme_character(char c) {
+    return is_letter(c) || (c >= '0' && c <= '9') || c == '+' || c == '-' || c == '.' || c == '_';
+}
 
 /// Cuts the text at the first of the characters, or at its end; gives what stands before.
 std::string_view take_until(std::string_view& text, std::string_view ends) {
-    std::string_view const taken = text.substr(0, text.find_first_of(ends));
+    std::size_t first = text.size();
+    for (char const end : ends)
+        first = std::min(first, text.find(end));
+    std::string_view const taken = text.substr(0, first);
     text.remove_prefix(taken.size());
     return taken;
 }
@@ -21,8 +29,8 @@ std::string_view take_until(std::string_view& text, std::string_view ends) {
 
 url_parts split_url(std::string_view text) noexcept {
     url_parts parts;
-    std::size_t const colon = text.find_first_of(":/?#");
-    if (colon == std::string_view::npos || text[colon] != ':' || !is_scheme(text.substr(0, colon))) {
+    std::size_t const colon = text.find(':');
+    if (colon == std::string_view::npos || !is_scheme(text.substr(0, colon))) {
         parts.path = text;
         return parts;
     }
@@ -91,11 +99,8 @@ authority_parts split_authority(std::string_view authority) noexcept {
 }
 
 bool is_scheme(std::string_view text) noexcept {
-    auto const is_letter = [](char c) { return letters.find(c) != std::string_view::npos; };
     if (text.empty() || (text.size() == 1 && is_letter(text.front()))) return false;
-    return std::all_of(text.begin(), text.end(), [&](char c) {
-        return is_letter(c) || other_scheme_characters.find(c) != std::string_view::npos;
-    });
+    return std::all_of(text.begin(), text.end(), is_scheme_character);
 }
 
 } // namespace kxbase
