@@ -180,7 +180,7 @@ TEST_F(report_lines, come_one_at_a_time_from_many_threads) {
         thread.join();
     ASSERT_EQ(lines_.size(), 4 * each);
     std::vector<unsigned int> next(4, 0);
-    for (taken_line const& l : lines) {
+    for (taken_line const& l : lines_) {
         EXPECT_EQ(l.line, next[l.kind]++); // each thread's lines in its order
         EXPECT_EQ(l.message, "message " + std::to_string(l.line));
     }

@@ -20,7 +20,9 @@ namespace kxbase {
 class KXBASE_EXPORT buffer {
 public:
     buffer() noexcept = default;
+    /// A copy of the bytes.
     explicit buffer(std::span<std::byte const> bytes);
+    /// A copy of the bytes of a text.
     explicit buffer(std::string_view text);
     buffer(buffer const& other);
     buffer(buffer&& other) noexcept;

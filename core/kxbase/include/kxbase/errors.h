@@ -18,6 +18,7 @@ namespace kxbase::es {
 /// raised it. Copying never throws.
 class KXBASE_EXPORT base : public std::exception {
 public:
+    /// An error with its message and the source position that raises it; `raise` makes and throws one.
     base(std::string_view file, unsigned int line, std::string_view message);
     base(base const&) noexcept = default;
     base(base&&) noexcept = default;

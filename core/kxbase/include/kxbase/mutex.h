@@ -17,7 +17,9 @@ public:
     mutex& operator=(mutex const&) = delete;
     ~mutex() = default;
 
+    /// Waits until nobody else holds the mutex, and takes it. A plain one must not be held by this thread already.
     void lock() const;
+    /// Gives it back, as often as it was taken.
     void unlock() const noexcept;
 
 private:
