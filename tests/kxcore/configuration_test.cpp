@@ -103,6 +103,7 @@ TEST(configuration, gives_identifier_version_and_tree_of_a_foreign_document) {
 }
 
 TEST(configuration, compares_identifiers_byte_by_byte) {
+    kx_test::captured_report const log;
     configuration document;
     EXPECT_EQ(read(document, written(properties(), configuration::format_xml, "Task")), configuration::read_unexpected);
 }
