@@ -82,6 +82,15 @@ TEST(installation_reader, tells_a_folder_that_is_a_file) {
     EXPECT_FALSE(problems[0].unreadable);
 }
 
+TEST(installation_reader, tells_a_folder_that_cannot_be_looked_at) {
+    folder const it;
+    std::string const name = it.file(std::string(300, 'x'));
+    auto const problems = installation::check(name);
+    ASSERT_EQ(problems.size(), 1U);
+    EXPECT_EQ(problems[0].to_string(), name + ": cannot be looked at: File name too long");
+    EXPECT_TRUE(problems[0].unreadable);
+}
+
 TEST(installation_reader, tells_both_folders_that_an_empty_one_lacks) {
     kx_test::scratch_folder const empty;
     auto const problems = installation::check(empty.path().string());

@@ -132,6 +132,9 @@ TEST(plugin_db, shares_descriptions_with_its_copies_and_nothing_else) {
     plugin_db assigned;
     assigned = moved;
     EXPECT_EQ(assigned.get_ids(), moved.get_ids());
+    plugin_db move_assigned;
+    move_assigned = std::move(assigned);
+    EXPECT_EQ(move_assigned.get_ids(), moved.get_ids());
 }
 
 } // namespace
