@@ -122,7 +122,7 @@ property_handle nearest_of_enum(constraint_enum const& of, property const& value
     auto const* string = property_cast<property_string>(&value);
     if (string == nullptr || of.allowed().empty()) return {};
     property_handle nearest;
-    std::size_t least = static_cast<std::size_t>(-1);
+    auto least = static_cast<std::size_t>(-1);
     for (property_handle const& each : of.allowed()) {
         std::size_t const distance = edit_distance(string->value(), static_cast<property_string const&>(*each).value());
         if (distance >= least) continue;

@@ -102,7 +102,7 @@ void translator::escape(bool in_class) {
     if (rest_.empty()) return give_up();
     char const byte = next();
     std::string_view const classes = "dwsDWS";
-    constexpr std::string_view members[] = {"0-9", "0-9A-Za-z_", "\\t\\n\\r "};
+    constexpr std::string_view members[] = {"0-9", "0-9A-Za-z_", R"(\t\n\r )"};
     if (std::size_t const at = classes.find(byte); at != std::string_view::npos) {
         bool const negated = at >= 3;
         if (negated && in_class) return give_up();
@@ -111,7 +111,7 @@ void translator::escape(bool in_class) {
         if (!in_class) out_ += ']';
         return;
     }
-    if (std::string_view("nrt\\|.?*+(){}-[]^").find(byte) != std::string_view::npos) {
+    if (std::string_view(R"(nrt\|.?*+(){}-[]^)").find(byte) != std::string_view::npos) {
         out_ += '\\';
         out_ += byte;
         return;

@@ -10,6 +10,7 @@
 #include <kxcore/constraint_values.h>
 #include <kxcore/property_values.h>
 
+#include <algorithm>
 #include <charconv>
 #include <limits>
 #include <system_error>
@@ -126,8 +127,9 @@ part read_list(std::string_view& rest, std::string_view text, resolver const& re
         made = constraint_from_short_text(rest, resolve);
         rest = {};
     }
-    for (auto each = sizes.rbegin(); each != sizes.rend(); ++each)
-        made = kxbase::make_refcount<constraint_list>(made, each->min, each->max);
+    std::reverse(sizes.begin(), sizes.end());
+    for (auto const& [min, max] : sizes)
+        made = kxbase::make_refcount<constraint_list>(made, min, max);
     return made;
 }
 

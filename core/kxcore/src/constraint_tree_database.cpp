@@ -69,11 +69,11 @@ void constraint_tree_reader::read_odd_members(properties const& tree, constraint
     if (member == nullptr) return;
     step const here(*this, "odd-members");
     auto const* list = property_cast<property_list>(member);
-    if (list == nullptr) refuse_kind("a list of trees with \"name\" and \"constraint\"", *member);
+    if (list == nullptr) refuse_kind(R"(a list of trees with "name" and "constraint")", *member);
     for (std::size_t i = 0; i < list->size(); ++i) {
         step const element(*this, i);
         auto const* record = property_cast<properties>((*list)[i].get());
-        if (record == nullptr) refuse_kind("a tree with \"name\" and \"constraint\"", *(*list)[i]);
+        if (record == nullptr) refuse_kind(R"(a tree with "name" and "constraint")", *(*list)[i]);
         std::string_view const name = text_member(*record, "name");
         named_member const read = read_record(*record, level + 1, true);
         guarded([&] { into.add_constraint(name, read.value, read.required); });

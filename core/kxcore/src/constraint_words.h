@@ -11,7 +11,7 @@
 
 namespace kxcore {
 class constraint;
-enum class constraint_kind : unsigned int;
+enum class constraint_kind : unsigned int; // NOLINT(readability-identifier-naming): as where it is defined
 } // namespace kxcore
 
 namespace kxcore::words {
