@@ -124,7 +124,8 @@ TEST(task_view, calls_inputs_open_that_nothing_feeds) {
         bool open;
     } const cases[] = {
         {"missing", {}, true},
-        {"an empty list", list({}), true},
+        {"an empty list", list({}), false},
+        {"an empty tree", tree({}), false},
         {"a plain deferred", deferred(), true},
         {"a variable reference", output_reference("dest-url"), true},
         {"a literal", text("file:/in"), false},

@@ -18,12 +18,16 @@ bool is_possible_input(kxcore::plugin_info const& info, kxcore::properties const
 
 bool waits_for_connection(kxcore::property const* value) {
     if (value == nullptr) return true;
-    if (auto const* const tree = kxcore::property_cast<kxcore::properties>(value)) return tree->empty();
-    if (auto const* const list = kxcore::property_cast<kxcore::property_list>(value)) return list->empty();
     auto const* const special = kxcore::property_cast<kxcore::property_special>(value);
     if (special == nullptr || special->type() != kxcore::property_special::e_type::deferred) return false;
     return special->sub_type() == kxcore::property_special::e_sub_type::plain ||
            special->sub_type() == kxcore::property_special::e_sub_type::variable;
+}
+
+bool leaves_room(kxcore::property const* value) {
+    if (auto const* const tree = kxcore::property_cast<kxcore::properties>(value)) return tree->empty();
+    if (auto const* const list = kxcore::property_cast<kxcore::property_list>(value)) return list->empty();
+    return waits_for_connection(value);
 }
 
 kxcore::property_handle published_by_plugin(kxcore::plugin_info const& info, std::string_view output) {

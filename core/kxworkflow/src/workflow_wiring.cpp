@@ -70,7 +70,7 @@ kxcore::property_handle workflow_builder::get_out_value(std::string_view wtid, s
 bool workflow_builder::is_publishable_in(std::string_view wtid, std::string_view input) const {
     task_record const& task = content_->require(wtid);
     kxcore::plugin_port const* const declared = task.info->find_input(input);
-    return declared != nullptr && declared->publishable && waits_for_connection(task.configuration->find(input));
+    return declared != nullptr && declared->publishable && leaves_room(task.configuration->find(input));
 }
 
 bool workflow_builder::connect(std::string_view from_wtid, std::string_view output, std::string_view to_wtid,

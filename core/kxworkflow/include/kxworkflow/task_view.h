@@ -83,8 +83,8 @@ public:
         [[nodiscard]] bool is_connected() const noexcept { return !connection_ids_.empty(); }
 
         /// Whether an input waits for somebody to feed it: it is not connected, and its value is
-        /// missing (an empty tree or list counts so), a plain deferred or a variable reference.
-        /// A literal, a context value and a wrapped credential are fed. Means nothing for outputs.
+        /// missing, a plain deferred or a variable reference. A literal (an empty tree or list
+        /// is one), a context value and a wrapped credential are fed. Means nothing for outputs.
         [[nodiscard]] bool is_open() const;
 
     private:

@@ -211,8 +211,8 @@ public:
                                                                              std::string_view output) const;
 
     /// Whether a value that another task publishes may be connected to this input without being
-    /// asked for: the plugin declares it so, and its value is missing, a plain deferred or a
-    /// variable reference.
+    /// asked for: the plugin declares it so, and its value is missing, an empty tree or list, a
+    /// plain deferred or a variable reference.
     [[nodiscard]] bool is_publishable_in(std::string_view wtid, std::string_view input) const;
 
     // Wiring.
