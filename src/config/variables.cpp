@@ -109,9 +109,10 @@ constexpr std::array<std::string_view, 3> same_as_source_texts{
     "kxvar:/#same-as-source",
 };
 
-[[nodiscard]] std::string bare_name(std::string const& name) {
-    return kxbase::trimmed(name, '$');
-}
+/// The map again, by names that need no copy to be looked up.
+using variables_by_view = std::map<std::string_view, std::string const*>;
+
+std::string_view bare_name(std::string_view name);
 
 } // namespace
 
@@ -121,13 +122,23 @@ std::map<std::string, std::string> const& get_variable_map() {
 }
 
 std::string get_variable(std::string const& name) {
-    auto const& variables = get_variable_map();
-    auto const found = variables.find(bare_name(name));
-    return found == variables.end() ? name : found->second;
+    std::string const* const uri = find_variable(name);
+    return uri ? *uri : name;
 }
 
 bool is_recognized_variable(std::string const& name) {
-    return get_variable_map().contains(bare_name(name));
+    return find_variable(name) != nullptr;
+}
+
+std::string const* find_variable(std::string_view name) {
+    static variables_by_view const variables = [] {
+        variables_by_view views;
+        for (auto const& [known, uri] : get_variable_map())
+            views.emplace(known, &uri);
+        return views;
+    }();
+    auto const found = variables.find(bare_name(name));
+    return found == variables.end() ? nullptr : found->second;
 }
 
 // Which pieces stood between a pair of '$' is not tracked: any piece that is a variable's name becomes a reference, and
@@ -143,11 +154,12 @@ kxbase::ptr_refcount<kxcore::property_list> get_dollar_variable_list(std::string
         // that all users of the variables share and stays for the day when legacy names lose their dollar signs.
         std::string current = token;
         static_cast<void>(convert_legacy_variable(variables, token, current));
-        std::string const name = bare_name(current);
-        if (variables.contains(name))
-            pieces->push_back(kxbase::make_refcount<kxcore::property_string>("$" + name + "$"));
-        else if (!token.empty())
+        if (find_variable(current)) {
+            std::string const reference = "$" + std::string(bare_name(current)) + "$";
+            pieces->push_back(kxbase::make_refcount<kxcore::property_string>(reference));
+        } else if (!token.empty()) {
             pieces->push_back(kxbase::make_refcount<kxcore::property_string>(token));
+        }
     }
     return pieces;
 }
@@ -170,5 +182,17 @@ bool convert_legacy_variable(std::map<std::string, std::string> const& variables
     }
     return false;
 }
+
+namespace {
+
+std::string_view bare_name(std::string_view name) {
+    while (name.starts_with('$'))
+        name.remove_prefix(1);
+    while (name.ends_with('$'))
+        name.remove_suffix(1);
+    return name;
+}
+
+} // namespace
 
 } // namespace kxclientutil

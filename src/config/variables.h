@@ -5,8 +5,13 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 
 namespace kxclientutil {
+
+/// The URI of a variable, its name bare or as a reference; null when there is none of that name. Takes no memory, for who
+/// asks about every string of a job.
+[[nodiscard]] std::string const* find_variable(std::string_view name);
 
 /// Writes the current reference for a legacy one ("$source-filename$") into `output` and gives true; gives false, with
 /// `output` untouched, for every other input. Exported for the tests only.

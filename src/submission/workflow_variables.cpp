@@ -1,8 +1,7 @@
 #include "submission/workflow_variables.h"
 
+#include "config/variables.h"
 #include "raising.h"
-
-#include <kxclientutil/config.h>
 
 #include <kxbase/report.h>
 #include <kxbase/text.h>
@@ -103,10 +102,11 @@ property_handle resolved_leaf(workflow_builder const& builder, property_handle c
 /// judged by what its URI names: most of "source." is the spawn value of the workflow. A text with anything else in it
 /// is none.
 std::optional<variable> read_variable(std::string_view text) {
-    std::string uri(text);
-    if (kxbase::uri_scheme(uri) != "kxvar") {
-        if (!is_recognized_variable(uri)) return std::nullopt;
-        uri = get_variable(uri);
+    std::string_view uri = text;
+    if (!text.starts_with("kxvar:")) {
+        std::string const* const known = find_variable(text);
+        if (!known) return std::nullopt;
+        uri = *known;
     }
     return variable{kxbase::url_fragment(uri, true), kxbase::url_query(uri, true)};
 }
