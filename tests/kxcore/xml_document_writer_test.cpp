@@ -27,7 +27,7 @@ TEST(xml_writing, is_stable_to_the_byte) {
   <string key="bytes" encoding="base64">AA==</string>
   <string key="empty"/>
   <special key="later" type="deferred" sub-type="variable" kind="string">dest-url</special>
-  <string key="name">R&amp;D &lt;"quoted"&gt;&#13;
+  <string key="name">R&amp;D &lt;"quoted">&#13;
 	end</string>
   <int key="number">-5</int>
   <properties key="tree">
@@ -45,6 +45,11 @@ TEST(xml_writing, is_stable_to_the_byte) {
 )");
     EXPECT_EQ(written(properties(), configuration::format_xml), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
                                                                 "<document identifier=\"task\" version=\"7\"/>\n");
+}
+
+TEST(xml_writing, escapes_the_end_mark_of_a_section_and_no_other_greater_than_sign) {
+    EXPECT_THAT(written(a_tree({{"a", a_string("1>2]>3]]>4]]]>")}}), configuration::format_xml),
+                HasSubstr("<string key=\"a\">1>2]>3]]&gt;4]]]&gt;</string>"));
 }
 
 TEST(xml_writing, escapes_an_identifier) {

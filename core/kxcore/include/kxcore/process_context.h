@@ -37,7 +37,10 @@ public:
     /// folder that KX_INSTALLATION names; empty when there is none of them.
     [[nodiscard]] std::string get_key_file() const;
 
+    /// Sets how long transfers that begin from now on wait.
     void set_transfer_time_outs(transfer_time_outs time_outs);
+
+    /// How long transfers wait; the defaults as long as nothing was set.
     [[nodiscard]] transfer_time_outs get_transfer_time_outs() const;
 
     /// Resolves the special values of one sub-type, in place and at every depth, in lists too.
