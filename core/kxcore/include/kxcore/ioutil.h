@@ -25,9 +25,8 @@ namespace ioutil {
 /// @param url a "file:", "ftp:", "http:", "https:" or "smb:" URL, or a path of this machine
 /// @param out replaced by the content; untouched when an error is raised
 /// @param plugins the installation's plugins; none is needed for the schemes above
-/// @throws es::call when the file cannot be opened, read or transferred; es::arg when it is
-///         larger than the limit "document" or is not a file (a folder, a device);
-///         es::unsupp for another scheme
+/// @throws es::call when the file cannot be opened, read or transferred, or is no regular file (a folder, a device);
+///         es::arg naming the limit "document" when it is larger than that; es::unsupp for another scheme
 KXCORE_EXPORT void get_file_content(std::string_view url, std::string& out, plugin_db const& plugins);
 KXCORE_EXPORT void get_file_content(std::string_view url, kxbase::buffer& out, plugin_db const& plugins);
 
@@ -46,8 +45,8 @@ KXCORE_EXPORT void get_file_content(std::string_view url, kxbase::buffer& out, p
 /// (umask); a symbolic link stays, and the file that it names is replaced. Other schemes upload;
 /// http and https with PUT, and what a failed upload leaves there is up to the server.
 ///
-/// @throws es::call when it cannot be written: the old file is as it was; es::arg when the target
-///         is not a file (a folder, a device); es::unsupp for another scheme
+/// @throws es::call when it cannot be written, or is there and is no regular file (a folder, a device): what was there is
+///         as it was; es::unsupp for another scheme
 KXCORE_EXPORT void set_file_content(std::string_view url, kxbase::buffer const& content, plugin_db const& plugins);
 
 } // namespace ioutil
