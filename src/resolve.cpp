@@ -84,15 +84,16 @@ placeholder_table& placeholders() {
 // "$USERMOVIEPATH$" and "$USERDESKTOPPATH$" both stand for the documents folder: documents written with them expect it,
 // so neither may become the folder that its name suggests.
 placeholder_table built_in_placeholders() {
-    using namespace kxbase::env;
+    namespace env = kxbase::env;
+    std::string const documents = env::get_folder_path(env::folder_documents);
     return {
-        {"$EXEPATH$", get_executable_path()},
-        {"$USERHOMEPATH$", get_user_home_path()},
+        {"$EXEPATH$", env::get_executable_path()},
+        {"$USERHOMEPATH$", env::get_user_home_path()},
         {"$PRODLONG$", "Vostrel"},
-        {"$TMPPATH$", get_default_tmp_path()},
-        {"$USERMOVIEPATH$", get_folder_path(folder_documents)},
-        {"$USERDESKTOPPATH$", get_folder_path(folder_documents)},
-        {"$COMMONAPPDATA$", get_folder_path(folder_common_data)},
+        {"$TMPPATH$", env::get_default_tmp_path()},
+        {"$USERMOVIEPATH$", documents},
+        {"$USERDESKTOPPATH$", documents},
+        {"$COMMONAPPDATA$", env::get_folder_path(env::folder_common_data)},
     };
 }
 

@@ -49,8 +49,11 @@ public:
     void set_priority(std::int64_t value);
 
 private:
+    // Named as the settings are written down everywhere.
+    // NOLINTBEGIN(readability-identifier-naming)
     bool priority_set = false;
     std::int64_t priority = 0;
+    // NOLINTEND(readability-identifier-naming)
 
 public:
     /// When not empty, becomes the submission's "name".

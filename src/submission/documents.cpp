@@ -10,7 +10,6 @@ namespace kxclientutil {
 
 using kxbase::make_refcount;
 using kxcore::properties;
-using kxcore::property_binary;
 using kxcore::property_list;
 using kxcore::property_string;
 
