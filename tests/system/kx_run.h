@@ -1,0 +1,37 @@
+#pragma once
+
+// Runs the built tool as a user does and gives what it printed.
+
+#include <nlohmann/json.hpp>
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace kx_test {
+
+/// What a run of kx left behind.
+struct kx_result {
+    int exit_code = -1; ///< 128 and the signal when one ended it
+    std::string out;
+    std::string err;
+
+    /// Standard output as the one JSON document that it has to be.
+    [[nodiscard]] nlohmann::json json() const { return nlohmann::json::parse(out); }
+};
+
+/// Runs kx with these arguments on the sample installation, with a key file of its own in a scratch folder of this run
+/// of the tests.
+///
+/// @param environment added to the environment; an empty text removes a variable
+[[nodiscard]] kx_result run_kx(std::vector<std::string> const& arguments,
+                               std::map<std::string, std::string> const& environment = {});
+
+/// The same without telling the tool which installation to use.
+[[nodiscard]] kx_result run_kx_bare(std::vector<std::string> const& arguments,
+                                    std::map<std::string, std::string> const& environment = {});
+
+/// The path of an example document of the sample installation.
+[[nodiscard]] std::string example(std::string const& name);
+
+} // namespace kx_test

@@ -1,0 +1,73 @@
+#pragma once
+
+/// @file
+/// What every command of `kx` shares: the global options, the installation, the two outputs, and how an error becomes a
+/// line and an exit code.
+
+#include "log.h"
+
+#include <kxcore/installation.h>
+
+#include <nlohmann/json.hpp>
+
+#include <exception>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace kx {
+
+/// What a shell learns from the exit code.
+enum class e_exit {
+    done = 0,
+    bad_input = 1,   ///< the input or the request is bad
+    bad_command = 2, ///< the command line is wrong
+};
+
+/// Keeps its members in the order in which a reader wants them.
+using json = nlohmann::ordered_json;
+
+/// One run of the tool.
+class application {
+public:
+    /// The global options, filled by the command line.
+    std::string installation_folder;
+    bool wants_json = false;
+
+    /// Says whether the whole log goes to standard error, or only warnings and errors.
+    void set_verbose(bool verbose) { log_.set_verbose(verbose); }
+
+    /// The installation, loaded when a command first asks for it; its key file is then that of the process.
+    [[nodiscard]] kxcore::installation const& installation();
+
+    /// Writes data to standard output.
+    static void print(std::string_view text);
+
+    /// Writes the one JSON document of the run to standard output.
+    static void print_json(json const& document);
+
+    /// Runs the work on one file. An error becomes a line on standard error that names the file, and the exit code of
+    /// the run, and the work on the next file goes on.
+    ///
+    /// @return whether there was no error
+    bool run_on(std::string_view file, std::function<void()> const& work);
+
+    /// Tells of an error on standard error, in one line: "kx: SUBJECT: WHAT", and lets the run fail.
+    void tell_error(std::string_view subject, std::string_view what);
+
+    /// Tells of something that may be wrong on standard error; the run goes on and does not fail.
+    void tell_warning(std::string_view subject, std::string_view what);
+
+    /// Lets the run fail, where the data itself says what is wrong.
+    void fail() { exit_ = e_exit::bad_input; }
+
+    [[nodiscard]] int exit_code() const { return static_cast<int>(exit_); }
+
+private:
+    log log_;
+    std::unique_ptr<kxcore::installation> installation_;
+    e_exit exit_ = e_exit::done;
+};
+
+} // namespace kx

@@ -1,0 +1,22 @@
+#pragma once
+
+/// @file
+/// The commands. Each adds itself to the command line, with its own options and help, and runs when it is chosen.
+
+namespace CLI {
+class App;
+}
+
+namespace kx {
+
+class application;
+
+void add_identify_command(CLI::App& parser, application& app);
+void add_show_command(CLI::App& parser, application& app);
+void add_validate_command(CLI::App& parser, application& app);
+void add_convert_command(CLI::App& parser, application& app);
+void add_variables_command(CLI::App& parser, application& app);
+void add_finalize_command(CLI::App& parser, application& app);
+void add_original_command(CLI::App& parser, application& app);
+
+} // namespace kx

@@ -1,0 +1,56 @@
+#include "../application.h"
+#include "../document.h"
+#include "commands.h"
+
+#include <kxbase/errors.h>
+#include <kxbase/urls.h>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+namespace kx {
+namespace {
+
+struct options {
+    std::string in;
+    std::string out;
+    std::string format;
+};
+
+// What was not asked for stays as it is; a preset has no format of its own to stay in.
+kxcore::configuration::format output_format(options const& chosen, document const& read) {
+    return format_of(chosen.format.empty() ? read.format : chosen.format).value_or(kxcore::configuration::format_xml);
+}
+
+void run(application& app, options const& chosen) {
+    app.run_on(chosen.in, [&] {
+        auto const read = read_document(app, chosen.in);
+        if (read.config_type == kxclientutil::config_unknown) {
+            kxbase::es::arg::raise("a finalized job is no document; see kx original");
+        }
+        auto const format = output_format(chosen, read);
+        auto const& installation = app.installation();
+        kxclientutil::write_config_file(chosen.out, read.config_type, installation.get_plugins(),
+                                        installation.get_constraints(), read.tree, format);
+        if (app.wants_json) {
+            application::print_json(
+                json{{"path", chosen.out}, {"type", read.type}, {"version", 7}, {"format", format_name(format)}});
+        } else {
+            application::print(fmt::format("{}: {}, version 7, {}\n", chosen.out, read.type, format_name(format)));
+        }
+    });
+}
+
+} // namespace
+
+void add_convert_command(CLI::App& parser, application& app) {
+    auto chosen = std::make_shared<options>();
+    auto* const command = parser.add_subcommand("convert", "Write a document again, at the current version");
+    command->add_option("IN", chosen->in, "A document or a preset")->required();
+    command->add_option("OUT", chosen->out, "The file to write; it appears whole or not at all")->required();
+    command->add_option("--format", chosen->format, "xml or binary; without it the format of IN")
+        ->check(CLI::IsMember({"xml", "binary"}));
+    command->callback([&app, chosen] { run(app, *chosen); });
+}
+
+} // namespace kx

@@ -1,0 +1,177 @@
+#include "../application.h"
+#include "../document.h"
+#include "../input_value.h"
+#include "commands.h"
+
+#include <kxbase/errors.h>
+#include <kxbase/urls.h>
+#include <kxclientutil/submission.h>
+#include <kxcore/property_list.h>
+#include <kxcore/property_values.h>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <filesystem>
+
+namespace kx {
+namespace {
+
+struct options {
+    std::string workflow;
+    std::vector<std::string> files;
+    std::string source;
+    std::string job;
+    std::string name;
+    std::string node;
+    std::string origin_node;
+    std::optional<std::int64_t> priority;
+    bool as_resources = false;
+    bool no_guess_shared_storage = false;
+    std::vector<std::string> in;
+    std::vector<std::string> task_in;
+    std::vector<std::string> type_in;
+};
+
+kxclientutil::finalize_sub_conf settings_of(options const& chosen) {
+    kxclientutil::finalize_sub_conf settings(chosen.origin_node);
+    settings.submission_name = chosen.name;
+    settings.node_id = chosen.node;
+    settings.resource_uri_option = chosen.as_resources;
+    settings.guess_shared_storage = !chosen.no_guess_shared_storage;
+    if (chosen.priority) settings.set_priority(*chosen.priority);
+    for (auto const& text : chosen.in) {
+        auto const given = parse_input_value(text);
+        settings.in_values[given.input] = given.value;
+    }
+    for (auto const& text : chosen.task_in) {
+        auto const given = parse_owned_input_value(text);
+        settings.task_name_in_values[given.owner][given.input] = given.value;
+    }
+    for (auto const& text : chosen.type_in) {
+        auto const given = parse_owned_input_value(text);
+        settings.task_type_in_values[given.owner][given.input] = given.value;
+    }
+    return settings;
+}
+
+// A file that travels with the job must be there now; any other may lie on storage that only the nodes see.
+void check_that_it_exists(std::string const& file, std::string const& url, bool as_resource, application& app) {
+    if (kxbase::url_scheme(url) != "file" || url.find('$') != std::string::npos) return;
+    std::error_code error;
+    if (std::filesystem::exists(kxbase::url_path(url, true), error)) return;
+    if (as_resource) kxbase::es::arg::raise("no such file: " + file);
+    app.tell_warning(file, "no such file on this machine");
+}
+
+std::list<std::string> urls_of(options const& chosen, application& app) {
+    std::list<std::string> urls;
+    for (auto const& file : chosen.files) {
+        urls.push_back(kxbase::url_create_from_url_or_path(file, ""));
+        check_that_it_exists(file, urls.back(), chosen.as_resources, app);
+    }
+    return urls;
+}
+
+// The source is named after its first file, as a person would name it.
+std::string source_name(std::list<std::string> const& urls) {
+    return urls.empty() ? "" : kxbase::url_path_name(urls.front());
+}
+
+void add_source(kxcore::properties& submission, options const& chosen, application& app) {
+    if (chosen.source.empty()) {
+        auto const urls = urls_of(chosen, app);
+        if (!urls.empty()) kxclientutil::submission_add_files(urls, source_name(urls), submission);
+        return;
+    }
+    auto const source = read_document(app, chosen.source);
+    if (source.config_type < kxclientutil::config_file_source) {
+        kxbase::es::arg::raise(fmt::format("a {} document, no source", source.type));
+    }
+    submission.set_property(source.type, kxbase::make_refcount<kxcore::properties>(source.tree));
+}
+
+kxcore::properties compose(options const& chosen, application& app) {
+    auto const workflow = read_document(app, chosen.workflow);
+    if (workflow.config_type != kxclientutil::config_workflow) {
+        kxbase::es::arg::raise(fmt::format("a {} document, no workflow", workflow.type));
+    }
+    kxcore::properties submission(false);
+    kxclientutil::submission_add_workflow(workflow.tree, submission);
+    submission["name"] = kxbase::make_refcount<kxcore::property_string>(
+        workflow.tree.get_string_value("name", kxbase::url_path_name(chosen.workflow)));
+    return submission;
+}
+
+void tell(application const& app, options const& chosen, kxcore::properties const& job,
+          kxcore::property_list const& resources) {
+    auto const name = job.get_string_value("name", "");
+    auto const tasks = job.get_properties_value("workflow")->get_list_value("tasks")->size();
+    json folders = json::array();
+    for (auto const& resource : resources) {
+        folders.push_back(std::string(kxcore::property_cast<kxcore::property_string>(resource.get())->value()));
+    }
+    if (app.wants_json) {
+        application::print_json(json{{"job", chosen.job}, {"name", name}, {"tasks", tasks}, {"resources", folders}});
+        return;
+    }
+    application::print(fmt::format("{}: the job \"{}\", {} task{}\n", chosen.job, name, tasks, tasks == 1 ? "" : "s"));
+    for (auto const& folder : folders) {
+        application::print(fmt::format("  the nodes will fetch from {}\n", folder.get<std::string>()));
+    }
+}
+
+void run(application& app, options const& chosen) {
+    auto const settings = settings_of(chosen);
+    kxcore::properties submission(false);
+    if (!app.run_on(chosen.workflow, [&] { submission = compose(chosen, app); })) return;
+    if (!app.run_on(chosen.source, [&] { add_source(submission, chosen, app); })) return;
+    kxcore::property_list resources;
+    auto const& installation = app.installation();
+    if (!app.run_on(chosen.workflow, [&] {
+            kxclientutil::submission_finalize(submission, resources, settings, installation.get_plugins(),
+                                              installation.get_constraints());
+        })) {
+        return;
+    }
+    app.run_on(chosen.job, [&] {
+        kxclientutil::write_job_file(chosen.job, submission);
+        tell(app, chosen, submission, resources);
+    });
+}
+
+void add_settings(CLI::App& command, options& chosen) {
+    command.add_option("--name", chosen.name, "The job's name")->type_name("NAME");
+    command.add_option("--priority", chosen.priority, "The job's priority, a whole number");
+    command.add_option("--node", chosen.node, "The id of the node that must run the job")->type_name("ID");
+    command.add_option("--origin-node", chosen.origin_node, "The id of the node that submits the job")->type_name("ID");
+    command.add_flag("--as-resources", chosen.as_resources, "Let the nodes fetch local files from this machine");
+    command.add_flag("--no-guess-shared-storage", chosen.no_guess_shared_storage,
+                     "Do not let the nodes look for the files on storage that they share");
+    command.add_option("--in", chosen.in, "A value for every task that has the input")
+        ->type_name("INPUT=TEXT|INPUT:=JSON");
+    command.add_option("--task-in", chosen.task_in, "A value for the tasks of a name")
+        ->type_name("TASK:INPUT=TEXT|TASK:INPUT:=JSON");
+    command.add_option("--type-in", chosen.type_in, "A value for the tasks of a type, such as \"encoder\"")
+        ->type_name("TYPE:INPUT=TEXT|TYPE:INPUT:=JSON");
+}
+
+} // namespace
+
+void add_finalize_command(CLI::App& parser, application& app) {
+    auto chosen = std::make_shared<options>();
+    auto* const command =
+        parser.add_subcommand("finalize", "Make a job that nodes can run out of a workflow and its source files");
+    command->add_option("--workflow", chosen->workflow, "The workflow document")->type_name("FILE")->required();
+    auto* const files = command->add_option("--file", chosen->files, "Source files, paths or URLs")->type_name("FILE");
+    command->add_option("--source", chosen->source, "A source document instead of files")
+        ->type_name("FILE")
+        ->excludes(files);
+    command->add_option("-o,--output", chosen->job, "The job file to write")->type_name("JOB")->required();
+    add_settings(*command, *chosen);
+    command->footer(
+        "Example:\n  kx finalize --workflow news.xml --file clip.mov --as-resources --name News -o news.job\n");
+    command->callback([&app, chosen] { run(app, *chosen); });
+}
+
+} // namespace kx

@@ -1,0 +1,73 @@
+#include "../application.h"
+#include "../document.h"
+#include "commands.h"
+
+#include <kxbase/buffer.h>
+#include <kxbase/errors.h>
+#include <kxbase/urls.h>
+#include <kxcore/constraint_db.h>
+#include <kxcore/ioutil.h>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+namespace kx {
+namespace {
+
+struct options {
+    std::vector<std::string> files;
+};
+
+struct identity {
+    std::string type;
+    std::optional<unsigned int> version;
+    std::string format;
+};
+
+identity identify(application& app, std::string const& file) {
+    if (is_preset(file)) return {"task", std::nullopt, "setting"};
+    if (is_job_file(app, file)) return {"job", std::nullopt, "job"};
+    kxbase::buffer content;
+    kxcore::ioutil::get_file_content(kxbase::url_create_from_url_or_path(file, ""), content,
+                                     app.installation().get_plugins());
+    // Without a list of what is accepted the reader takes a document of any identifier and version for unexpected, and
+    // tells both.
+    kxcore::configuration stored;
+    auto format = kxcore::configuration::format_xml;
+    auto const result = stored.read_config(kxcore::constraint_db(), {}, content, &format);
+    if (result == kxcore::configuration::read_unknown) {
+        kxbase::es::arg::raise(stored.get_diagnostic().message);
+    }
+    if (result == kxcore::configuration::read_invalid) {
+        kxbase::es::arg::raise("a broken document, " + stored.get_diagnostic().to_string());
+    }
+    return {stored.get_identifier(), stored.get_version(), std::string(format_name(format))};
+}
+
+void run(application& app, options const& chosen) {
+    json all = json::array();
+    for (auto const& file : chosen.files) {
+        app.run_on(file, [&] {
+            auto const found = identify(app, file);
+            all.push_back({{"path", file},
+                           {"type", found.type},
+                           {"version", found.version ? json(*found.version) : json(nullptr)},
+                           {"format", found.format}});
+            if (app.wants_json) return;
+            auto const version = found.version ? fmt::format(", version {}", *found.version) : "";
+            application::print(fmt::format("{}: {}{}, {}\n", file, found.type, version, found.format));
+        });
+    }
+    if (app.wants_json) application::print_json(all);
+}
+
+} // namespace
+
+void add_identify_command(CLI::App& parser, application& app) {
+    auto chosen = std::make_shared<options>();
+    auto* const command = parser.add_subcommand("identify", "Tell the type, version and format of each file");
+    command->add_option("FILE", chosen->files, "Documents, presets or job files")->required();
+    command->callback([&app, chosen] { run(app, *chosen); });
+}
+
+} // namespace kx

@@ -1,0 +1,67 @@
+#include "../application.h"
+#include "../document.h"
+#include "../tree_json.h"
+#include "../tree_text.h"
+#include "commands.h"
+
+#include <kxbase/errors.h>
+#include <kxclientutil/submission.h>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+namespace kx {
+namespace {
+
+struct options {
+    std::string job;
+    std::string out;
+    bool reveal = false;
+};
+
+kxcore::properties read_original(application& app, std::string const& file) {
+    auto const job = read_job(app, file);
+    if (!kxclientutil::submission_is_finalized(job)) kxbase::es::arg::raise("holds no original submission");
+    return *kxclientutil::submission_get_unfinalized_submission(job);
+}
+
+void write(application& app, std::string const& out, kxcore::properties const& original) {
+    auto const& installation = app.installation();
+    kxclientutil::write_config_file(out, kxclientutil::config_submission, installation.get_plugins(),
+                                    installation.get_constraints(), original, kxcore::configuration::format_xml);
+    if (app.wants_json) {
+        application::print_json(json{{"path", out}, {"type", "submission"}, {"version", 7}, {"format", "xml"}});
+    } else {
+        application::print(fmt::format("{}: submission, version 7, xml\n", out));
+    }
+}
+
+void run(application& app, options const& chosen) {
+    app.run_on(chosen.job, [&] {
+        auto const original = read_original(app, chosen.job);
+        if (!chosen.out.empty()) {
+            write(app, chosen.out, original);
+            return;
+        }
+        auto const shown = chosen.reveal ? original : without_credentials(original);
+        if (app.wants_json) {
+            application::print_json(to_json(shown));
+        } else {
+            application::print(to_text(shown));
+        }
+    });
+}
+
+} // namespace
+
+void add_original_command(CLI::App& parser, application& app) {
+    auto chosen = std::make_shared<options>();
+    auto* const command =
+        parser.add_subcommand("original", "Show or write the submission that a job was finalized from");
+    command->add_option("JOB", chosen->job, "A job file")->required();
+    command->add_option("-o,--output", chosen->out, "Write it as a submission document instead of showing it");
+    command->add_flag("--reveal", chosen->reveal, "Show passwords too, instead of asterisks");
+    command->callback([&app, chosen] { run(app, *chosen); });
+}
+
+} // namespace kx

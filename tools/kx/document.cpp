@@ -1,0 +1,69 @@
+#include "document.h"
+
+#include <kxbase/errors.h>
+#include <kxbase/urls.h>
+#include <kxclientutil/submission.h>
+#include <kxcore/ioutil.h>
+#include <kxcore/sealed_file.h>
+
+#include <array>
+
+namespace kx {
+namespace {
+
+constexpr std::array<std::string_view, 12> identifiers = {
+    "unknown",  "filter",     "encoder",     "packetizer",     "exporter",   "task",
+    "workflow", "submission", "file-source", "monitor-source", "edl-source", "iseq-source",
+};
+
+// Enough to tell a job file from everything else.
+constexpr std::size_t prefix_size = 64;
+
+} // namespace
+
+document read_document(application& app, std::string const& file) {
+    document read;
+    if (is_job_file(app, file)) {
+        read.type = read.format = "job";
+        read.tree = read_job(app, file);
+        return read;
+    }
+    auto const& installation = app.installation();
+    auto format = kxcore::configuration::format_xml;
+    read.config_type = kxclientutil::read_config_file(file, installation.get_plugins(), installation.get_constraints(),
+                                                      read.tree, &format);
+    if (read.config_type == kxclientutil::config_unknown) kxbase::es::arg::raise("neither a document nor a job file");
+    read.type = identifier_of(read.config_type);
+    read.format = is_preset(file) ? "setting" : format_name(format);
+    return read;
+}
+
+kxcore::properties read_job(application& app, std::string const& file) {
+    static_cast<void>(app.installation()); // for the key of an encrypted job
+    return *kxclientutil::read_job_file(file);
+}
+
+bool is_job_file(application& app, std::string const& file) {
+    auto const url = kxbase::url_create_from_url_or_path(file, "");
+    return kxcore::is_sealed(kxcore::ioutil::get_file_prefix(url, prefix_size, app.installation().get_plugins()));
+}
+
+std::string_view identifier_of(kxclientutil::e_config_type type) {
+    return type < identifiers.size() ? identifiers[type] : identifiers[0];
+}
+
+std::string_view format_name(kxcore::configuration::format format) {
+    return format == kxcore::configuration::format_binary ? "binary" : "xml";
+}
+
+std::optional<kxcore::configuration::format> format_of(std::string_view name) {
+    if (name == "xml") return kxcore::configuration::format_xml;
+    if (name == "binary") return kxcore::configuration::format_binary;
+    return std::nullopt;
+}
+
+bool is_preset(std::string const& file) {
+    return kxbase::url_path_suffix(kxbase::url_create_from_url_or_path(file, "")) == "setting";
+}
+
+} // namespace kx

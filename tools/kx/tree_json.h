@@ -1,0 +1,19 @@
+#pragma once
+
+/// @file
+/// Trees as JSON. Strings, bools, ints, lists and trees stand for themselves; what JSON has no word for is an object with
+/// one member: {"$special": {...}}, {"$binary": BASE64}, {"$constraint": {...}}, and {"$bytes": BASE64} for a string that
+/// is not UTF-8.
+
+#include <nlohmann/json.hpp>
+
+namespace kxcore {
+class property;
+}
+
+namespace kx {
+
+/// The value as JSON, the members of trees in byte order of their keys.
+[[nodiscard]] nlohmann::ordered_json to_json(kxcore::property const& value);
+
+} // namespace kx

@@ -1,0 +1,116 @@
+#include "tree_text.h"
+
+#include "tree_json.h"
+
+#include <kxbase/urls.h>
+#include <kxcore/credentials.h>
+#include <kxcore/properties.h>
+#include <kxcore/property_list.h>
+#include <kxcore/property_special.h>
+#include <kxcore/property_values.h>
+#include <kxcore/property_walk.h>
+
+#include <fmt/format.h>
+
+namespace kx {
+namespace {
+
+constexpr std::size_t indentation = 2;
+
+void append_tree(kxcore::properties const& tree, std::size_t indent, bool first_is_in_place, std::string& out);
+void append_list(kxcore::property_list const& list, std::size_t indent, std::string& out);
+std::string leaf_text(kxcore::property const& value);
+
+bool is_empty_container(kxcore::property const& value) {
+    if (auto const* tree = kxcore::property_cast<kxcore::properties>(&value)) return tree->empty();
+    if (auto const* list = kxcore::property_cast<kxcore::property_list>(&value)) return list->empty();
+    return false;
+}
+
+void append_member(std::string_view key, kxcore::property const& value, std::size_t indent, std::string& out) {
+    out += key;
+    out += ':';
+    if (is_empty_container(value)) {
+        out += value.kind() == kxcore::property_kind::list ? " []\n" : " {}\n";
+    } else if (auto const* tree = kxcore::property_cast<kxcore::properties>(&value)) {
+        out += '\n';
+        append_tree(*tree, indent + indentation, false, out);
+    } else if (auto const* list = kxcore::property_cast<kxcore::property_list>(&value)) {
+        out += '\n';
+        append_list(*list, indent + indentation, out);
+    } else {
+        out += ' ' + leaf_text(value) + '\n';
+    }
+}
+
+void append_tree(kxcore::properties const& tree, std::size_t indent, bool first_is_in_place, std::string& out) {
+    for (auto const& member : tree) {
+        if (!first_is_in_place) out.append(indent, ' ');
+        first_is_in_place = false;
+        append_member(member.key(), *member.value(), indent, out);
+    }
+}
+
+void append_list(kxcore::property_list const& list, std::size_t indent, std::string& out) {
+    for (auto const& element : list) {
+        out.append(indent, ' ');
+        out += "- ";
+        auto const* const tree = kxcore::property_cast<kxcore::properties>(element.get());
+        auto const* const inner = kxcore::property_cast<kxcore::property_list>(element.get());
+        if (is_empty_container(*element)) {
+            out += tree != nullptr ? "{}\n" : "[]\n";
+        } else if (tree != nullptr) {
+            append_tree(*tree, indent + indentation, true, out);
+        } else if (inner != nullptr) {
+            out += '\n';
+            append_list(*inner, indent + indentation, out);
+        } else {
+            out += leaf_text(*element) + '\n';
+        }
+    }
+}
+
+std::string special_text(kxcore::property_special const& special) {
+    if (special.sub_type() == kxcore::property_special::e_sub_type::credential) return "<protected credential>";
+    auto const name = kxcore::special_sub_type_name(special.sub_type());
+    if (special.value().empty()) return fmt::format("<{} {}>", kxcore::special_type_name(special.type()), name);
+    return fmt::format("<{} {} {}>", kxcore::special_type_name(special.type()), name, special.value());
+}
+
+std::string leaf_text(kxcore::property const& value) {
+    if (auto const* bytes = kxcore::property_cast<kxcore::property_binary>(&value)) {
+        return fmt::format("<{} bytes>", bytes->value().size());
+    }
+    if (auto const* special = kxcore::property_cast<kxcore::property_special>(&value)) return special_text(*special);
+    auto const json = to_json(value);
+    if (json.is_object()) return '<' + json.dump() + '>';
+    return json.dump();
+}
+
+} // namespace
+
+std::string to_text(kxcore::properties const& tree) {
+    std::string out;
+    append_tree(tree, 0, false, out);
+    return out;
+}
+
+kxcore::properties without_credentials(kxcore::properties const& tree) {
+    using kxcore::credentials::e_content;
+    kxcore::properties masked(tree);
+    kxcore::rewrite_leaves(masked, [](std::string_view path, kxcore::property_handle const& value) {
+        switch (kxcore::credentials::content_to_wrap(path, *value)) {
+        case e_content::none: return value;
+        case e_content::url: {
+            auto const& url = static_cast<kxcore::property_string const&>(*value);
+            return kxcore::property_handle(
+                kxbase::make_refcount<kxcore::property_string>(kxbase::url_protected_output(url.value())));
+        }
+        case e_content::text: break;
+        }
+        return kxcore::property_handle(kxbase::make_refcount<kxcore::property_string>("********"));
+    });
+    return masked;
+}
+
+} // namespace kx
