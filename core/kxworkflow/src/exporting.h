@@ -18,6 +18,6 @@ namespace kxworkflow {
 [[nodiscard]] properties_handle const& make_task_document(task_record const& task);
 
 /// The view of one task.
-[[nodiscard]] kxbase::ptr_refcount<task const> const& make_view(task_record const& task);
+[[nodiscard]] kxbase::ptr_refcount<task const> const& make_view(task_record const& of);
 
 } // namespace kxworkflow

@@ -21,17 +21,17 @@ kxcore::properties copy_subtree(kxcore::properties const& tree, std::string_view
     return found != nullptr ? *found : kxcore::properties(false);
 }
 
-void set_in_subtree(kxcore::properties& tree, std::string_view key, std::string_view member,
+void set_in_subtree(kxcore::properties& tree, std::string_view subtree, std::string_view member,
                     kxcore::property_handle value, std::string_view place) {
-    kxcore::properties subtree = copy_subtree(tree, key, place);
-    bool const removed_last = !value && subtree.erase(member) != 0 && subtree.empty();
+    kxcore::properties changed = copy_subtree(tree, subtree, place);
+    bool const removed_last = !value && changed.erase(member) != 0 && changed.empty();
     if (removed_last) {
-        tree.erase(key);
+        tree.erase(subtree);
         return;
     }
-    if (value) subtree.set_property(member, std::move(value));
-    if (subtree.empty()) return;
-    tree.set_property(key, kxbase::make_refcount<kxcore::properties>(std::move(subtree)));
+    if (value) changed.set_property(member, std::move(value));
+    if (changed.empty()) return;
+    tree.set_property(subtree, kxbase::make_refcount<kxcore::properties>(std::move(changed)));
 }
 
 void require_key(std::string_view text, std::string_view what, std::string_view place) {

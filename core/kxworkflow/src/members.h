@@ -46,7 +46,7 @@ template <class T>
 
 /// Sets or, with an empty handle, removes a member of the tree under a key. A tree that is missing is made; one that
 /// is left without members goes.
-void set_in_subtree(kxcore::properties& tree, std::string_view key, std::string_view member,
+void set_in_subtree(kxcore::properties& tree, std::string_view subtree, std::string_view member,
                     kxcore::property_handle value, std::string_view place);
 
 /// Raises es::arg unless the text can be a key: not empty, valid UTF-8, none of { } [ ].

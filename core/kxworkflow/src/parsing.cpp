@@ -149,7 +149,7 @@ std::string parse_plid(std::string_view id, std::string_view place, kxcore::prop
     auto const* const plugin_id = find_member<kxcore::property_string>(document, keys::plugin_id, place);
     if (plugin_id == nullptr) {
         if (id.empty())
-            kxbase::es::arg::raise(std::string(place) + ": neither \"id\" nor \"plugin-id\" says what it is");
+            kxbase::es::arg::raise(std::string(place) + R"(: neither "id" nor "plugin-id" says what it is)");
         return wtid_plid(id);
     }
     // Whoever looks for the encoders of a workflow goes by the ids, so the two must not tell different stories.

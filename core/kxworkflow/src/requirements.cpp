@@ -6,6 +6,7 @@
 #include <kxcore/constraint_db.h>
 #include <kxcore/constraint_property.h>
 
+#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
@@ -43,6 +44,7 @@ private:
 };
 
 database_handle own_requirements(task_record const& task);
+kxbase::ptr_refcount<kxcore::constraint_db> copy_of(database_handle const& own);
 demand plugin_demand(std::string const& plid);
 bool is_met(kxcore::constraint_db const& own, demand const& each);
 void meet(kxcore::constraint_db& own, demand const& each);
@@ -73,8 +75,7 @@ void derive_requirements(workflow_content& content, bool refresh_present, bool a
 void add_requirement(task_record& task, std::string_view name,
                      kxbase::ptr_refcount<kxcore::constraint const> requirement) {
     database_handle const own = own_requirements(task);
-    auto changed =
-        own ? kxbase::make_refcount<kxcore::constraint_db>(*own) : kxbase::make_refcount<kxcore::constraint_db>(false);
+    auto const changed = copy_of(own);
     changed->add_constraint(name, std::move(requirement), true);
     task.document.set_property(keys::requirements, kxbase::make_refcount<kxcore::property_constraint>(changed));
     task.derived_for = 0;
@@ -106,8 +107,7 @@ database_handle deriver::derive(task_record const& task, database_handle const& 
     if (!own)
         if (auto const found = shared_.find(task.plid); found != shared_.end()) return found->second;
 
-    auto const derived =
-        own ? kxbase::make_refcount<kxcore::constraint_db>(*own) : kxbase::make_refcount<kxcore::constraint_db>(false);
+    auto const derived = copy_of(own);
     bool changed = !own;
     if (own)
         for (kxcore::constraint_db::member const& member : own->members())
@@ -140,9 +140,7 @@ std::vector<demand> const& deriver::demands_of(task_record const& task) {
 }
 
 bool deriver::is_capability(std::string_view name) const {
-    for (demand const& each : capabilities_)
-        if (each.name == name) return true;
-    return false;
+    return std::ranges::any_of(capabilities_, [name](demand const& each) { return each.name == name; });
 }
 
 /// Whether a task demands what a capability had as its value before, and has no more.
@@ -151,6 +149,12 @@ bool deriver::is_withdrawn(kxcore::constraint_db::member const& member) const {
     return lost != content_.withdrawn.end() && member.value &&
            member.value->kind() == kxcore::constraint_kind::property &&
            lost->second.contains(static_cast<kxcore::constraint_property const&>(*member.value).value());
+}
+
+/// A copy to be changed; without members when there is nothing to copy.
+kxbase::ptr_refcount<kxcore::constraint_db> copy_of(database_handle const& own) {
+    kxcore::constraint_db const nothing(false);
+    return kxbase::make_refcount<kxcore::constraint_db>(own ? *own : nothing);
 }
 
 demand plugin_demand(std::string const& plid) {
@@ -167,9 +171,7 @@ bool is_met(kxcore::constraint_db const& own, demand const& each) {
     kxcore::constraint_db const* const wanted = as_database(each.value);
     kxcore::constraint_db const* const present = as_database(member->value);
     if (wanted == nullptr || present == nullptr) return same_constraint(member->value, each.value);
-    for (demand const& part : wanted->members())
-        if (!is_met(*present, part)) return false;
-    return true;
+    return std::ranges::all_of(wanted->members(), [present](demand const& part) { return is_met(*present, part); });
 }
 
 void meet(kxcore::constraint_db& own, demand const& each) {

@@ -11,12 +11,12 @@
 #include <kxcore/property_values.h>
 #include <kxworkflow/task_view.h>
 
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -28,7 +28,9 @@ struct connection_key {
     std::string from_node;
     std::string to_node;
 
-    [[nodiscard]] auto operator<=>(connection_key const&) const = default;
+    [[nodiscard]] friend bool operator<(connection_key const& a, connection_key const& b) {
+        return std::tie(a.from_wtid, a.from_node, a.to_node) < std::tie(b.from_wtid, b.from_node, b.to_node);
+    }
 };
 
 struct connection {

@@ -40,7 +40,7 @@ std::string workflow_builder::get_workflow_name() const {
     return content_->document.get_string_value(keys::name, {});
 }
 
-void workflow_builder::set_workflow_capability(std::string_view name, kxcore::property_handle value) {
+void workflow_builder::set_workflow_capability(std::string_view name, kxcore::property_handle const& value) {
     require_key(name, "capability", workflow_place);
     kxcore::property_handle const before =
         copy_subtree(content_->document, keys::capabilities, workflow_place).get_property(name);
@@ -104,7 +104,7 @@ kxbase::ptr_refcount<workflow_info const> workflow_builder::get_workflow_info() 
     return kxbase::make_refcount<workflow_info>(get_workflow_name(), std::move(tasks));
 }
 
-std::string workflow_builder::add_task(properties_handle document) {
+std::string workflow_builder::add_task(properties_handle const& document) {
     if (document && content_->task_constraint) require_valid_task(*content_->task_constraint, *document);
     return parse_new_task(document, *content_).wtid;
 }

@@ -49,8 +49,7 @@ void workflow_content::remove(task_record& gone) {
         from.view.reset();
     }
     std::ranges::sort(gone.named_by);
-    auto const repeated = std::ranges::unique(gone.named_by);
-    gone.named_by.erase(repeated.begin(), repeated.end());
+    gone.named_by.erase(std::unique(gone.named_by.begin(), gone.named_by.end()), gone.named_by.end());
     for (std::size_t const sequence : gone.named_by) {
         auto const naming = by_sequence.find(sequence);
         if (naming == by_sequence.end()) continue;
@@ -141,11 +140,11 @@ void disconnect_from(task_record& task, task_record const& gone) {
 bool names_removed(kxcore::property const& connection, std::set<std::string, std::less<>> const& removed) {
     auto const* const tree = kxcore::property_cast<kxcore::properties>(&connection);
     if (tree == nullptr) return false;
-    for (std::string_view const key : {keys::from_wtid, keys::to_wtid}) {
+    auto const is_removed = [&](std::string_view key) {
         auto const* const wtid = kxcore::property_cast<kxcore::property_string>(tree->find(key));
-        if (wtid != nullptr && removed.contains(wtid->value())) return true;
-    }
-    return false;
+        return wtid != nullptr && removed.contains(wtid->value());
+    };
+    return is_removed(keys::from_wtid) || is_removed(keys::to_wtid);
 }
 
 } // namespace

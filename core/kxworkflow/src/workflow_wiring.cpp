@@ -84,12 +84,12 @@ bool workflow_builder::connect(std::string_view from_wtid, std::string_view outp
 }
 
 void workflow_builder::depend_task(std::string_view to_wtid, std::string_view from_wtid,
-                                   kxbase::ptr_refcount<kxcore::constraint const> status) {
-    depend_any_task(to_wtid, {std::string(from_wtid)}, std::move(status));
+                                   kxbase::ptr_refcount<kxcore::constraint const> const& status) {
+    depend_any_task(to_wtid, {std::string(from_wtid)}, status);
 }
 
 void workflow_builder::depend_any_task(std::string_view to_wtid, std::set<std::string> const& from_wtids,
-                                       kxbase::ptr_refcount<kxcore::constraint const> status) {
+                                       kxbase::ptr_refcount<kxcore::constraint const> const& status) {
     task_record& waiting = content_->require(to_wtid);
     require_status(waiting, status);
     std::vector<task_record*> others;
@@ -102,7 +102,7 @@ void workflow_builder::depend_any_task(std::string_view to_wtid, std::set<std::s
 }
 
 void workflow_builder::add_kill_triggers(std::string_view wtid, std::set<std::string> const& others,
-                                         kxbase::ptr_refcount<kxcore::constraint const> status) {
+                                         kxbase::ptr_refcount<kxcore::constraint const> const& status) {
     task_record& task = content_->require(wtid);
     require_status(task, status);
     std::vector<task_record*> stopped;

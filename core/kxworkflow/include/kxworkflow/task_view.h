@@ -69,6 +69,8 @@ public:
         task_node(std::string id, std::vector<std::string> connection_ids,
                   kxbase::ptr_refcount<kxcore::property const> value);
         ~task_node() override;
+        task_node(task_node const&) = delete;
+        task_node& operator=(task_node const&) = delete;
 
         /// The ports at the other end, `port_new_id(wtid, node)` each: for an output the inputs
         /// that it feeds in byte order; for an input the outputs that feed it (or a part of it,
@@ -97,6 +99,8 @@ public:
     /// For the library itself; callers get tasks from a workflow_builder.
     explicit task(std::shared_ptr<task_snapshot const> snapshot);
     ~task() override;
+    task(task const&) = delete;
+    task& operator=(task const&) = delete;
 
     /// The wtid.
     [[nodiscard]] std::string const& get_id() const noexcept;

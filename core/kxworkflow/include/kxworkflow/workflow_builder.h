@@ -64,6 +64,8 @@ public:
     workflow_builder(kxcore::properties const& workflow, kxcore::plugin_db const& plugins,
                      kxcore::constraint_db const& constraints);
     ~workflow_builder();
+    workflow_builder(workflow_builder const&) = delete;
+    workflow_builder& operator=(workflow_builder const&) = delete;
     workflow_builder(workflow_builder&&) noexcept;
     workflow_builder& operator=(workflow_builder&&) noexcept;
 
@@ -74,7 +76,7 @@ public:
 
     /// Sets what every node that runs a task of this workflow must have, for example "node-id".
     /// Tasks demand it from the next update_task_requirements() on. An empty handle takes it back.
-    void set_workflow_capability(std::string_view name, kxbase::ptr_refcount<kxcore::property const> value);
+    void set_workflow_capability(std::string_view name, kxbase::ptr_refcount<kxcore::property const> const& value);
 
     /// Sets one member of the workflow's configuration, for example "priority". An empty handle
     /// removes it.
@@ -118,7 +120,7 @@ public:
     /// @return the new task's wtid, always a fresh one
     /// @throws es::arg as the constructor does for a task, and for a document that the
     ///         installation's constraint "node.user-task", if it has one, calls invalid
-    [[nodiscard]] std::string add_task(kxbase::ptr_refcount<kxcore::properties const> document);
+    [[nodiscard]] std::string add_task(kxbase::ptr_refcount<kxcore::properties const> const& document);
 
     /// Adds a task at the end.
     ///
@@ -231,21 +233,21 @@ public:
     /// @throws es::arg also for a task that would wait for itself, directly or through others, and
     ///         for an empty handle
     void depend_task(std::string_view to_wtid, std::string_view from_wtid,
-                     kxbase::ptr_refcount<kxcore::constraint const> status);
+                     kxbase::ptr_refcount<kxcore::constraint const> const& status);
 
     /// Runs a task only when any one of the others has ended in a status that the constraint
     /// accepts. No others means never. All dependencies of a task must be met.
     ///
     /// @throws es::arg as depend_task()
     void depend_any_task(std::string_view to_wtid, std::set<std::string> const& from_wtids,
-                         kxbase::ptr_refcount<kxcore::constraint const> status);
+                         kxbase::ptr_refcount<kxcore::constraint const> const& status);
 
     /// Stops the other tasks as soon as the task has ended in a status that the constraint accepts.
     /// The task itself is left out; with no others nothing is recorded.
     ///
     /// @throws es::arg also for an empty handle
     void add_kill_triggers(std::string_view wtid, std::set<std::string> const& others,
-                           kxbase::ptr_refcount<kxcore::constraint const> status);
+                           kxbase::ptr_refcount<kxcore::constraint const> const& status);
 
     // The way back.
 
