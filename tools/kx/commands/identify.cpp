@@ -55,7 +55,8 @@ void run(application& app, options const& chosen) {
                            {"format", found.format}});
             if (app.wants_json) return;
             auto const version = found.version ? fmt::format(", version {}", *found.version) : "";
-            application::print(fmt::format("{}: {}{}, {}\n", file, found.type, version, found.format));
+            auto const format = found.format == found.type ? "" : ", " + found.format;
+            application::print(fmt::format("{}: {}{}{}\n", file, found.type, version, format));
         });
     }
     if (app.wants_json) application::print_json(all);
