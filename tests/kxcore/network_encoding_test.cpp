@@ -249,8 +249,8 @@ TEST(network_encoding, passes_on_the_error_of_a_sink_and_writes_no_more) {
 
 TEST(network_encoding, refuses_to_write_what_could_not_be_read_back) {
     EXPECT_EQ(encode_refusal_of(nested(kxbase::limit_nesting)), "no error");
-    EXPECT_EQ(encode_refusal_of(tree({{"a", list({number(1), nested(kxbase::limit_nesting - 1)})}})).substr(0, 75),
-              "cannot be encoded: nesting deeper than 128 levels (limit nesting), at 'a[1]");
+    EXPECT_EQ(encode_refusal_of(tree({{"a", list({number(1), nested(kxbase::limit_nesting - 1)})}})).substr(0, 76),
+              "cannot be encoded: nesting of more than 128 levels (limit nesting), at 'a[1]");
     EXPECT_EQ(encode_refusal_of(tree({{"a", list({number(1), tree({{"x{", text("")}})})}})),
               "cannot be encoded: the key holds one of { } [ ], at 'a[1]{x{}'");
     EXPECT_EQ(encode_refusal_of(tree({{"\xFF", text("")}})), "cannot be encoded: the key is not UTF-8, at '\xFF'");
@@ -261,12 +261,12 @@ TEST(network_encoding, refuses_to_write_what_could_not_be_read_back) {
     kxbase::scoped_limits const scope(small);
     EXPECT_EQ(encode_refusal_of(tree({{"a", text("123")}})), "no error");
     EXPECT_EQ(encode_refusal_of(tree({{"a", text("1234")}})),
-              "cannot be encoded: a string is longer than 3 bytes (limit string), at 'a'");
+              "cannot be encoded: a string of more than 3 bytes (limit string), at 'a'");
     EXPECT_EQ(encode_refusal_of(text("1234")),
-              "cannot be encoded: a string is longer than 3 bytes (limit string), at the outermost value");
+              "cannot be encoded: a string of more than 3 bytes (limit string), at the outermost value");
     EXPECT_EQ(encode_refusal_of(tree({{"ab", list({number(1), number(2)})}})), "no error");
     EXPECT_EQ(encode_refusal_of(tree({{"ab", list({number(1), number(2), number(3)})}})),
-              "cannot be encoded: more than 2 members in one tree or list (limit members), at 'ab'");
+              "cannot be encoded: a tree or list of more than 2 members (limit members), at 'ab'");
     EXPECT_EQ(encode_refusal_of(tree({{"abc", number(1)}})),
               "cannot be encoded: the key is too long (limit key), at 'abc'");
 }

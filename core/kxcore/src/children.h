@@ -11,17 +11,25 @@ namespace kxcore::detail {
 class children {
 public:
     /// Of any value; one that is no container has none.
-    explicit children(property const& value) noexcept {
-        if (value.kind() == property_kind::properties) {
-            auto const& tree = static_cast<properties const&>(value);
-            is_tree_ = true;
-            member_ = tree.begin();
-            end_ = tree.end();
-        } else if (value.kind() == property_kind::list) {
-            auto const& list = static_cast<property_list const&>(value);
-            element_ = list.begin();
-            end_ = list.end();
+    explicit children(property const& value) noexcept : children(value, value.kind()) {}
+    children(property const& value, property_kind kind) noexcept : is_tree_(kind == property_kind::properties) {
+        if (is_tree_) {
+            if (member_block* const block = member_block::of(static_cast<properties const&>(value))) {
+                member_ = block->begin();
+                end_ = block->end();
+            }
+        } else if (kind == property_kind::list) {
+            if (list_block* const block = list_block::of(static_cast<property_list const&>(value))) {
+                element_ = block->begin();
+                end_ = block->end();
+            }
         }
+    }
+
+    /// The number of children from the current one on.
+    [[nodiscard]] std::size_t left() const noexcept {
+        return is_tree_ ? static_cast<std::size_t>(static_cast<property_member const*>(end_) - member_)
+                        : static_cast<std::size_t>(static_cast<property_handle const*>(end_) - element_);
     }
 
     [[nodiscard]] bool is_tree() const noexcept { return is_tree_; }
@@ -38,6 +46,29 @@ public:
         return none;
     }
 
+    /// Asks the processor for what a walk reads soon and what usually lies somewhere else in memory: the first values,
+    /// when a container is opened.
+    void prefetch_first() const noexcept {
+        std::size_t const count = left();
+        for (std::size_t index = 0; index < prefetched && index < count; ++index) {
+            __builtin_prefetch(peek(index));
+        }
+    }
+
+    /// The same at each child: a value further on, and what is in the next one.
+    void prefetch_next() const noexcept {
+        std::size_t const count = left();
+        if (count > prefetched) __builtin_prefetch(peek(prefetched));
+        if (count < 2) return;
+        property const* const next = peek(1);
+        property_kind const kind = next->kind();
+        if (kind == property_kind::properties) {
+            __builtin_prefetch(member_block::of(static_cast<properties const&>(*next)));
+        } else if (kind == property_kind::list) {
+            __builtin_prefetch(list_block::of(static_cast<property_list const&>(*next)));
+        }
+    }
+
     /// The index of the current child.
     [[nodiscard]] std::size_t index() const noexcept { return index_; }
 
@@ -51,9 +82,15 @@ public:
     }
 
 private:
+    static constexpr std::size_t prefetched = 3;
+
+    [[nodiscard]] property const* peek(std::size_t index) const noexcept {
+        return is_tree_ ? member_[index].value().get() : element_[index].get();
+    }
+
     union {
-        property_member const* member_;
-        property_handle const* element_ = nullptr;
+        property_member const* member_ = nullptr;
+        property_handle const* element_;
     };
     void const* end_ = nullptr;
     std::size_t index_ = 0;

@@ -155,17 +155,17 @@ void decoder_network::state::read_tagged(property_key key, std::size_t offset, u
 void decoder_network::state::begin_container(property_key key, std::size_t offset, bool is_tree, std::uint64_t count) {
     if (open.size() >= limits.nesting) {
         network_reader::refuse(offset, "at most " + std::to_string(limits.nesting) + " levels (limit nesting)",
-                            "one more");
+                               "one more");
     }
     // A member takes two bytes at least, an element one: a claim beyond that is refused before it costs anything.
     std::uint64_t const most = is_tree ? bytes.left() / 2 : bytes.left();
     if (count > most) {
         network_reader::refuse(offset, "at most " + std::to_string(most) + " members in the bytes left",
-                            std::to_string(count));
+                               std::to_string(count));
     }
     if (count > limits.members) {
         network_reader::refuse(offset, "at most " + std::to_string(limits.members) + " members (limit members)",
-                            std::to_string(count));
+                               std::to_string(count));
     }
     builder.begin(std::move(key), is_tree ? property_kind::properties : property_kind::list);
     open.push_back({count, is_tree, false, offset});
@@ -199,20 +199,22 @@ property_key decoder_network::state::read_key() {
         std::uint64_t const size = bytes.get_varint("the size of a key");
         if (size > limits.key) {
             network_reader::refuse(offset, "a key of at most " + std::to_string(limits.key) + " bytes (limit key)",
-                                std::to_string(size));
+                                   std::to_string(size));
         }
         std::string_view const text = bytes.get_bytes(offset, size, "a key");
         std::string_view const fault = detail::key_fault(text, limits.key);
         if (!fault.empty()) network_reader::refuse(offset, "a key", "one that " + std::string(fault));
         key = property_key(text);
-        bool is_new = false;
-        std::uint64_t const known = keys.number_of(key, is_new);
-        if (!is_new) network_reader::refuse(offset, "number " + std::to_string(known), "the text of that key again");
+        std::uint64_t const known = keys.find(key);
+        if (known != 0) {
+            network_reader::refuse(offset, "number " + std::to_string(known), "the text of that key again");
+        }
+        keys.add(key);
     } else {
         property_key const* const known = keys.key_of(number);
         if (known == nullptr) {
             network_reader::refuse(offset, "one of the " + std::to_string(keys.size()) + " keys so far",
-                                "number " + std::to_string(number));
+                                   "number " + std::to_string(number));
         }
         key = *known;
     }
@@ -290,7 +292,7 @@ std::uint64_t decoder_network::state::read_long(std::size_t offset, std::uint64_
 void decoder_network::state::check_string_size(std::size_t offset, std::uint64_t size) const {
     if (size > limits.string) {
         network_reader::refuse(offset, "at most " + std::to_string(limits.string) + " bytes (limit string)",
-                            std::to_string(size));
+                               std::to_string(size));
     }
 }
 

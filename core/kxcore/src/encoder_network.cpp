@@ -24,14 +24,17 @@ struct encoder_network::state {
     explicit state(encoder_sink& out) : bytes(out) {}
 
     void write(property const& value);
-    void write_outside(property const& value);
+    void write_outside(property const& value, property_kind kind);
     void write_containers();
     void write_key(property_key const& key);
+    void write_new_key(property_key const& key);
     void write_string(std::string_view text);
     void write_special(property_special const& special);
     void write_constraint(property_constraint const& value);
-    void open_container(property const& container);
+    void open_container(property const& container, property_kind kind);
     void write_count(unsigned int short_tag, std::uint64_t shorts, unsigned int tag, std::uint64_t count);
+    /// Apart from where they are called, which is where the time goes.
+    [[noreturn]] void refuse_over(char const* what, std::size_t limit, char const* unit) const;
     [[noreturn]] void refuse(std::string const& why) const;
 
     network_writer bytes;
@@ -77,14 +80,14 @@ std::uint64_t encoder_network::size() const noexcept {
 }
 
 void encoder_network::state::write(property const& value) {
-    write_outside(value);
+    write_outside(value, value.kind());
     write_containers();
     tree_forms.clear();
 }
 
 /// Writes a value as far as it goes without what is in it: a container is opened, its children come next.
-void encoder_network::state::write_outside(property const& value) {
-    switch (value.kind()) {
+void encoder_network::state::write_outside(property const& value, property_kind kind) {
+    switch (kind) {
     case property_kind::string: write_string(static_cast<property_string const&>(value).value()); break;
     case property_kind::boolean:
         bytes.put(static_cast<property_bool const&>(value).value() ? network::tag_true : network::tag_false);
@@ -109,7 +112,7 @@ void encoder_network::state::write_outside(property const& value) {
     case property_kind::special: write_special(static_cast<property_special const&>(value)); break;
     case property_kind::constraint: write_constraint(static_cast<property_constraint const&>(value)); break;
     case property_kind::properties:
-    case property_kind::list: open_container(value); break;
+    case property_kind::list: open_container(value, kind); break;
     }
 }
 
@@ -122,37 +125,38 @@ void encoder_network::state::write_containers() {
             if (!open.empty()) open.back().next();
             continue;
         }
+        current.prefetch_next();
         if (current.is_tree()) write_key(current.key());
         property const& value = *current.value();
         std::size_t const depth = open.size();
-        write_outside(value);
+        write_outside(value, value.kind());
         if (open.size() == depth) open.back().next();
     }
 }
 
 void encoder_network::state::write_key(property_key const& key) {
-    bool is_new = false;
-    std::uint64_t const number = keys.number_of(key, is_new);
-    if (!is_new) {
-        bytes.put_varint(number);
-        return;
-    }
+    std::uint64_t const number = keys.find(key);
+    if (number != 0) return bytes.put_varint(number);
+    write_new_key(key);
+}
+
+void encoder_network::state::write_new_key(property_key const& key) {
     std::string_view const fault = detail::key_fault(key.text(), limits.key);
     if (!fault.empty()) refuse("the key " + std::string(fault));
+    keys.add(key);
     bytes.put_varint(network::new_key);
     bytes.put_varint(key.text().size());
     bytes.put_bytes(key.text());
 }
 
 void encoder_network::state::write_string(std::string_view text) {
+    if (text.size() > limits.string) refuse_over("a string", limits.string, "bytes (limit string)");
+    if (text.size() < network::short_texts && bytes.put_short_ascii(network::tag_short_text, text)) return;
     if (network::is_ascii(text) || kxbase::is_valid_utf8(text)) {
         write_count(network::tag_short_text, network::short_texts, network::tag_text, text.size());
     } else {
         bytes.put(network::tag_raw);
         bytes.put_varint(text.size());
-    }
-    if (text.size() > limits.string) {
-        refuse("a string is longer than " + std::to_string(limits.string) + " bytes (limit string)");
     }
     bytes.put_bytes(text);
 }
@@ -168,25 +172,22 @@ void encoder_network::state::write_special(property_special const& special) {
 void encoder_network::state::write_constraint(property_constraint const& value) {
     bytes.put(network::tag_constraint);
     tree_forms.push_back(constraint_to_tree(*value.value()));
-    open_container(*tree_forms.back());
+    open_container(*tree_forms.back(), property_kind::properties);
 }
 
-void encoder_network::state::open_container(property const& container) {
-    if (open.size() >= limits.nesting) {
-        refuse("nesting deeper than " + std::to_string(limits.nesting) + " levels (limit nesting)");
+void encoder_network::state::open_container(property const& container, property_kind kind) {
+    if (open.size() >= limits.nesting) refuse_over("nesting", limits.nesting, "levels (limit nesting)");
+    detail::children const& inside = open.emplace_back(container, kind);
+    if (inside.left() > limits.members) {
+        open.pop_back();
+        refuse_over("a tree or list", limits.members, "members (limit members)");
     }
-    bool const is_tree = container.kind() == property_kind::properties;
-    std::size_t const count = is_tree ? static_cast<properties const&>(container).size()
-                                      : static_cast<property_list const&>(container).size();
-    if (count > limits.members) {
-        refuse("more than " + std::to_string(limits.members) + " members in one tree or list (limit members)");
-    }
-    if (is_tree) {
-        write_count(network::tag_short_properties, network::short_properties, network::tag_properties, count);
+    inside.prefetch_first();
+    if (inside.is_tree()) {
+        write_count(network::tag_short_properties, network::short_properties, network::tag_properties, inside.left());
     } else {
-        write_count(network::tag_short_list, network::short_lists, network::tag_list, count);
+        write_count(network::tag_short_list, network::short_lists, network::tag_list, inside.left());
     }
-    open.emplace_back(container);
 }
 
 void encoder_network::state::write_count(unsigned int short_tag, std::uint64_t shorts, unsigned int tag,
@@ -197,6 +198,10 @@ void encoder_network::state::write_count(unsigned int short_tag, std::uint64_t s
         bytes.put(tag);
         bytes.put_varint(count);
     }
+}
+
+void encoder_network::state::refuse_over(char const* what, std::size_t limit, char const* unit) const {
+    refuse(what + (" of more than " + std::to_string(limit)) + ' ' + unit);
 }
 
 void encoder_network::state::refuse(std::string const& why) const {

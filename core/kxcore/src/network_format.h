@@ -66,4 +66,32 @@ inline constexpr std::size_t longest_varint = 10;
     return (seen & high_bits) == 0;
 }
 
+/// Copies a short text and tells whether all of it is ASCII.
+[[nodiscard]] inline bool copy_ascii(std::byte* to, std::string_view text) noexcept {
+    constexpr std::uint64_t high_bits = 0x8080'8080'8080'8080U;
+    constexpr std::size_t step = sizeof(std::uint64_t);
+    char const* const from = text.data();
+    std::size_t const size = text.size();
+    std::uint64_t seen = 0;
+    auto const copy_word = [&](std::size_t at) noexcept {
+        std::uint64_t word = 0;
+        std::memcpy(&word, from + at, step);
+        std::memcpy(to + at, &word, step);
+        seen |= word;
+    };
+    if (size >= step) {
+        for (std::size_t at = 0; at + step < size; at += step) {
+            copy_word(at);
+        }
+        // The last word may overlap the one before.
+        copy_word(size - step);
+    } else {
+        for (std::size_t at = 0; at < size; ++at) {
+            to[at] = static_cast<std::byte>(from[at]);
+            seen |= static_cast<unsigned char>(from[at]);
+        }
+    }
+    return (seen & high_bits) == 0;
+}
+
 } // namespace kxcore::network

@@ -37,6 +37,16 @@ public:
         at_ += bytes.size();
     }
 
+    /// Puts a text of less than 64 bytes after a tag that its size is added to, if all of it is ASCII; else nothing, and
+    /// false. Checking while copying is what most strings want.
+    [[nodiscard]] bool put_short_ascii(unsigned int tag, std::string_view text) {
+        if (text.size() >= static_cast<std::size_t>(end_ - at_)) make_room(text.size() + 1);
+        if (!network::copy_ascii(at_ + 1, text)) return false;
+        *at_ = static_cast<std::byte>(tag + text.size());
+        at_ += text.size() + 1;
+        return true;
+    }
+
     /// The number of bytes put so far.
     [[nodiscard]] std::uint64_t size() const noexcept;
 

@@ -122,6 +122,7 @@ void properties::set_property(std::string_view key, property_handle value) {
     }
     // A tree within itself would never end: what goes in is the tree as it is now.
     if (value.get() == this) value = kxbase::make_refcount<properties>(*this);
+    detail::trim(value);
     if (found.is_found) {
         member_block::own(block_, block_->size);
         member_block::value_of(block_->begin()[found.index]).swap(value);

@@ -89,6 +89,7 @@ void property_list::push_back(property_handle value) {
     refuse_empty(value);
     // A list within itself would never end: what goes in is the list as it is now.
     if (value.get() == this) value = kxbase::make_refcount<property_list>(*this);
+    detail::trim(value);
     list_block::own_for_one_more(block_);
     new (list_block::open_gap(block_, block_->size)) property_handle(std::move(value));
 }

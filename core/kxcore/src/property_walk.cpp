@@ -1,13 +1,13 @@
 #include <kxcore/property_walk.h>
 
-#include <kxcore/tree_builder.h>
-
 #include "leaf_walk.h"
 
 #include <kxbase/errors.h>
 #include <kxbase/limits.h>
 
+#include <algorithm>
 #include <list>
+#include <type_traits>
 #include <vector>
 
 namespace kxcore {
@@ -129,17 +129,42 @@ std::size_t rewrite(properties& tree, Decide const& decide) {
     }
 }
 
-property_handle with_changes(property const& container, change* first, change const* last) {
-    tree_builder builder(container.kind());
-    for (children rest(container); !rest.at_end(); rest.next()) {
-        if (first == last || first->index != rest.index()) {
-            builder.add(rest.key(), rest.value());
+/// A copy of the container with the changes made, in one block of the right size.
+template <class Container, class Block>
+property_handle copy_with_changes(Container const& container, change* next, change const* last) {
+    auto const goes =
+        std::count_if(static_cast<change const*>(next), last, [](change const& made) { return !made.value; });
+    auto copy = kxbase::make_refcount<Container>();
+    Block*& block = Block::of(*copy);
+    block = Block::make(container.size() - static_cast<std::size_t>(goes));
+    auto* place = block->begin();
+    std::size_t index = 0;
+    for (auto const& child : container) {
+        if (next == last || next->index != index) {
+            ++index;
+            new (place++) std::remove_pointer_t<decltype(place)>(child);
             continue;
         }
-        if (first->value) builder.add(rest.key(), std::move(first->value));
-        ++first;
+        ++index;
+        property_handle value = std::move((next++)->value);
+        if (!value) continue;
+        if constexpr (Block::holds) {
+            new (place++) property_member(child.key_handle(), std::move(value));
+        } else {
+            new (place++) property_handle(std::move(value));
+        }
     }
-    return builder.finish();
+    block->size = static_cast<std::uint32_t>(place - block->begin());
+    return copy;
+}
+
+property_handle with_changes(property const& container, change* first, change const* last) {
+    if (container.kind() == property_kind::properties) {
+        return copy_with_changes<properties, detail::member_block>(static_cast<properties const&>(container), first,
+                                                                   last);
+    }
+    return copy_with_changes<property_list, detail::list_block>(static_cast<property_list const&>(container), first,
+                                                                last);
 }
 
 void list_references(properties const& tree, property_kind const* kind, std::list<std::string>& paths) {

@@ -35,6 +35,17 @@ void bury(block_header* block) noexcept {
     t_is_burying = false;
 }
 
+void trim(property_handle const& value) noexcept {
+    property_kind const kind = value->kind();
+    if ((kind != property_kind::properties && kind != property_kind::list) || value->is_shared()) return;
+    auto& owned = const_cast<property&>(*value);
+    if (kind == property_kind::properties) {
+        member_block::trim(member_block::of(static_cast<properties&>(owned)));
+    } else {
+        list_block::trim(list_block::of(static_cast<property_list&>(owned)));
+    }
+}
+
 property& own_object(property_handle& handle) {
     if (handle->is_shared()) {
         if (auto const* const tree = property_cast<properties>(handle.get())) {

@@ -72,6 +72,9 @@ struct block_of : block_header {
     /// The same with room for one more element, growing by half.
     static void own_for_one_more(Block*& block);
 
+    /// Gives back the room that the block has to spare, if it is the owner's own.
+    static void trim(Block*& block) noexcept;
+
     /// Opens a gap of one element, whose bytes are unset, in an owned block with room for it.
     [[nodiscard]] static void* open_gap(Block* block, std::size_t index) noexcept;
 
@@ -95,6 +98,10 @@ struct list_block : block_of<list_block, property_handle> {
     [[nodiscard]] static list_block* of(property_list const& list) noexcept { return list.block_; }
     [[nodiscard]] static property_handle& value_of(property_handle* element) noexcept { return *element; }
 };
+
+/// Gives back the spare room of a tree or list that is about to be put into another one, where it stays as it is: if the
+/// handle is the only one, nobody has a pointer into it.
+void trim(property_handle const& value) noexcept;
 
 /// Makes the tree or list behind a handle, which lies in a block of the caller's own, an object that nobody else sees. A
 /// copy shares its members; they are copied when their turn comes.
@@ -137,6 +144,15 @@ void block_of<Block, Element>::own_for_one_more(Block*& block) {
     std::size_t const size = block == nullptr ? 0 : block->size;
     if (block != nullptr && !is_shared(block) && size < block->alive.capacity) return;
     own(block, size + size / 2 < smallest ? smallest : size + size / 2);
+}
+
+template <class Block, class Element>
+void block_of<Block, Element>::trim(Block*& block) noexcept {
+    if (block == nullptr || block->alive.capacity == block->size || is_shared(block)) return;
+    void* const memory = std::realloc(static_cast<void*>(block), sizeof(Block) + block->size * sizeof(Element));
+    if (memory == nullptr) return;
+    block = static_cast<Block*>(memory);
+    block->alive.capacity = block->size;
 }
 
 template <class Block, class Element>
