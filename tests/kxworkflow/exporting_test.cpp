@@ -5,7 +5,27 @@
 
 namespace {
 
-using namespace kx_test;
+using kx_test::bytes;
+using kx_test::encoder;
+using kx_test::exported;
+using kx_test::exported_task;
+using kx_test::flag;
+using kx_test::id;
+using kx_test::list;
+using kx_test::make_builder;
+using kx_test::make_builder_from;
+using kx_test::make_task;
+using kx_test::make_workflow;
+using kx_test::number;
+using kx_test::output_reference;
+using kx_test::properties;
+using kx_test::script;
+using kx_test::status;
+using kx_test::text;
+using kx_test::text_at;
+using kx_test::texts;
+using kx_test::tree;
+using kx_test::upload;
 
 /// A workflow with everything in it, known or not.
 properties rich_workflow() {

@@ -6,7 +6,11 @@
 
 namespace {
 
-using namespace kxworkflow;
+using kxworkflow::port_new;
+using kxworkflow::port_new_id;
+using kxworkflow::wtid_create;
+using kxworkflow::wtid_new;
+using kxworkflow::wtid_plid;
 using testing::StartsWith;
 
 TEST(identifiers, give_the_plugin_that_a_wtid_begins_with) {

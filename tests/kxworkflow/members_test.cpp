@@ -6,7 +6,12 @@
 
 namespace {
 
-using namespace kx_test;
+using kx_test::message_of;
+using kx_test::number;
+using kx_test::properties;
+using kx_test::text;
+using kx_test::text_at;
+using kx_test::tree;
 using kxcore::property_string;
 
 TEST(members, are_found_by_kind) {

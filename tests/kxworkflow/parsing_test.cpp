@@ -7,7 +7,26 @@
 
 namespace {
 
-using namespace kx_test;
+using kx_test::arg_message;
+using kx_test::encoder;
+using kx_test::exported;
+using kx_test::flag;
+using kx_test::id;
+using kx_test::list;
+using kx_test::make_builder;
+using kx_test::make_builder_from;
+using kx_test::make_task;
+using kx_test::make_workflow;
+using kx_test::number;
+using kx_test::properties;
+using kx_test::property_handle;
+using kx_test::status;
+using kx_test::text;
+using kx_test::text_at;
+using kx_test::texts;
+using kx_test::tree;
+using kx_test::tree_handle;
+using kx_test::upload;
 using testing::ElementsAre;
 
 /// The message for a workflow whose only task is this one.

@@ -4,7 +4,11 @@
 
 namespace {
 
-using namespace kxworkflow;
+using kxworkflow::workflow_id;
+using kxworkflow::workflow_scheme;
+using kxworkflow::wpath_create;
+using kxworkflow::wpath_get_target_node_id;
+using kxworkflow::wpath_get_wtid;
 
 TEST(paths, read_scheme_id_and_node) {
     EXPECT_EQ(wpath_create("wtid:task/regular/localize/1.0#localizer", "source-url"),

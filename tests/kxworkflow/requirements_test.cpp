@@ -8,7 +8,27 @@
 
 namespace {
 
-using namespace kx_test;
+using kx_test::arg_message;
+using kx_test::encoder;
+using kx_test::exported;
+using kx_test::exported_task;
+using kx_test::flag;
+using kx_test::id;
+using kx_test::localizer;
+using kx_test::make_builder;
+using kx_test::make_builder_from;
+using kx_test::make_plugin;
+using kx_test::make_plugins;
+using kx_test::make_task;
+using kx_test::make_workflow;
+using kx_test::number;
+using kx_test::properties;
+using kx_test::property_handle;
+using kx_test::text;
+using kx_test::text_at;
+using kx_test::tree;
+using kx_test::tree_handle;
+using kx_test::upload;
 using kxbase::make_refcount;
 using kxcore::constraint_db;
 using kxcore::constraint_property;

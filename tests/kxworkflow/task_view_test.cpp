@@ -8,7 +8,25 @@
 
 namespace {
 
-using namespace kx_test;
+using kx_test::context;
+using kx_test::deferred;
+using kx_test::encoder;
+using kx_test::exported;
+using kx_test::id;
+using kx_test::list;
+using kx_test::make_builder;
+using kx_test::make_builder_from;
+using kx_test::make_task;
+using kx_test::number;
+using kx_test::output_reference;
+using kx_test::packager;
+using kx_test::property_handle;
+using kx_test::property_kind;
+using kx_test::text;
+using kx_test::text_at;
+using kx_test::texts;
+using kx_test::tree;
+using kx_test::upload;
 using kxworkflow::port_new_id;
 using kxworkflow::task;
 using testing::ElementsAre;

@@ -5,7 +5,17 @@
 
 namespace {
 
-using namespace kx_test;
+using kx_test::deferred;
+using kx_test::id;
+using kx_test::localizer;
+using kx_test::make_builder;
+using kx_test::make_task;
+using kx_test::number;
+using kx_test::property_handle;
+using kx_test::text;
+using kx_test::texts;
+using kx_test::tree;
+using kx_test::upload;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

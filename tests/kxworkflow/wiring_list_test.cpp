@@ -5,7 +5,22 @@
 
 namespace {
 
-using namespace kx_test;
+using kx_test::arg_message;
+using kx_test::encoder;
+using kx_test::exported;
+using kx_test::exported_task;
+using kx_test::flag;
+using kx_test::id;
+using kx_test::list;
+using kx_test::make_builder;
+using kx_test::make_builder_from;
+using kx_test::make_task;
+using kx_test::properties;
+using kx_test::property_handle;
+using kx_test::script;
+using kx_test::status;
+using kx_test::texts;
+using kx_test::tree;
 
 std::string const a = id(encoder, "a");
 std::string const b = id(encoder, "b");

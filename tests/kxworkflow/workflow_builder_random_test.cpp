@@ -9,7 +9,20 @@
 
 namespace {
 
-using namespace kx_test;
+using kx_test::encoder;
+using kx_test::exported;
+using kx_test::localizer;
+using kx_test::make_builder;
+using kx_test::make_builder_from;
+using kx_test::make_task;
+using kx_test::properties;
+using kx_test::property_handle;
+using kx_test::status;
+using kx_test::text;
+using kx_test::text_at;
+using kx_test::texts_at;
+using kx_test::tree;
+using kx_test::upload;
 using builder_type = kxworkflow::workflow_builder;
 
 /// Checks the invariants that the builder promises, by its export alone.

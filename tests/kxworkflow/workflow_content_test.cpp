@@ -5,9 +5,23 @@
 
 namespace {
 
-using namespace kx_test;
+using kx_test::arg_message;
+using kx_test::encoder;
+using kx_test::exported;
+using kx_test::exported_task;
+using kx_test::id;
+using kx_test::list;
+using kx_test::make_builder;
+using kx_test::make_builder_from;
+using kx_test::make_task;
+using kx_test::make_workflow;
+using kx_test::properties;
+using kx_test::text;
+using kx_test::text_at;
+using kx_test::tree;
+using kx_test::tree_handle;
+using kx_test::upload;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 std::string const a = id(encoder, "a");
 std::string const b = id(upload, "b");
