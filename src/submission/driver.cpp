@@ -63,7 +63,9 @@ void override_name(finalization_run const& run) {
 
 /// An existing name stays, an empty one too.
 void name_workflow(finalization_run const& run) {
-    if (run.submission.find_referenced("workflow{name}")) return;
+    // Raises without a workflow, which would otherwise come into being here, with nothing but a name.
+    auto const workflow = run.submission.get_properties_value("workflow");
+    if (workflow->is_present("name")) return;
     run.submission.set_create_referenced_property("workflow{name}", run.submission.get_property("name"));
 }
 

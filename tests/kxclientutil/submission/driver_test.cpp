@@ -91,11 +91,12 @@ TEST_F(driver, leaves_a_workflow_without_name_where_the_submission_has_none) {
 
 TEST_F(driver, raises_for_a_submission_without_workflow) {
     for (bool const with_files : {false, true}) {
-        submission = *tree({});
+        submission = *tree({{"name", text("Submission")}});
         if (with_files) submission_add_files({"file:/a.mov"}, "Files", submission);
         std::string const message = message_of<es::arg>([&] { finalize(); });
         EXPECT_NE(message.find("workflow"), std::string::npos) << message;
         EXPECT_FALSE(submission_is_finalized(submission));
+        EXPECT_FALSE(submission.is_present("workflow"));
     }
 }
 
