@@ -42,7 +42,7 @@ task_record& workflow_content::insert(task_record task) {
 
 void workflow_content::remove(task_record& gone) {
     for (auto const& [key, source] : gone.sources) {
-        task_record& from = *find(key.from_wtid);
+        task_record& from = require(key.from_wtid);
         auto const output = from.feeds.find(key.from_node);
         output->second.erase({gone.wtid, key.to_node});
         if (output->second.empty()) from.feeds.erase(output);
