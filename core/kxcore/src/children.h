@@ -89,8 +89,8 @@ private:
     }
 
     union {
-        property_member const* member_ = nullptr;
-        property_handle const* element_;
+        property_member const* member_ = nullptr; // NOLINT(readability-identifier-naming): members like any other
+        property_handle const* element_;          // NOLINT(readability-identifier-naming)
     };
     void const* end_ = nullptr;
     std::size_t index_ = 0;

@@ -24,8 +24,8 @@ network_writer::network_writer(kxbase::buffer& out, std::size_t position) : buff
 
 network_writer::network_writer(encoder_sink& out) : sink_(&out), buffer_(&own_) {
     own_.resize(piece);
-    at_ = own_.data();
-    end_ = at_ + piece;
+    at_ = own_.data();  // NOLINT(cppcoreguidelines-prefer-member-initializer): there is no memory before
+    end_ = at_ + piece; // NOLINT(cppcoreguidelines-prefer-member-initializer)
 }
 
 std::uint64_t network_writer::size() const noexcept {

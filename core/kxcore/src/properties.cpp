@@ -64,6 +64,7 @@ properties::properties(properties const& other) noexcept : property(other), bloc
 properties::properties(properties&& other) noexcept : property(other), block_(std::exchange(other.block_, nullptr)) {}
 
 properties& properties::operator=(properties const& other) noexcept {
+    if (this == &other) return *this;
     detail::retain(other.block_);
     detail::release(std::exchange(block_, other.block_));
     return *this;

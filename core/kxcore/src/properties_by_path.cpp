@@ -154,7 +154,7 @@ property_handle& own_child(property& container, reference_step const& step) {
     }
     auto& tree = static_cast<properties&>(container);
     detail::member_block*& block = detail::member_block::of(tree);
-    std::size_t const index = static_cast<std::size_t>(tree.find_member(step.key) - tree.begin());
+    auto const index = static_cast<std::size_t>(tree.find_member(step.key) - tree.begin());
     detail::member_block::own(block, block->size);
     return detail::member_block::value_of(block->begin()[index]);
 }

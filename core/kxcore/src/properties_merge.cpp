@@ -24,7 +24,7 @@ void merge_level(properties& into, properties const& from, std::vector<pending_m
 
 void properties::merge_properties(properties const& other) {
     // Holds all that is to be taken, even when `other` is a part of this tree.
-    properties const source(other);
+    properties const source(other); // NOLINT(performance-unnecessary-copy-initialization)
     std::vector<pending_merge> pending;
     merge_level(*this, source, pending);
     while (!pending.empty()) {

@@ -108,7 +108,7 @@ key_block const* find_shared(std::string_view text) {
 }
 
 key_table& key_table::instance() {
-    static key_table* const table = new key_table;
+    static auto* const table = new key_table;
     return *table;
 }
 

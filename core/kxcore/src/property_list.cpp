@@ -45,6 +45,7 @@ property_list::property_list(property_list&& other) noexcept
     : property(other), block_(std::exchange(other.block_, nullptr)) {}
 
 property_list& property_list::operator=(property_list const& other) noexcept {
+    if (this == &other) return *this;
     detail::retain(other.block_);
     detail::release(std::exchange(block_, other.block_));
     return *this;
@@ -95,7 +96,8 @@ void property_list::push_back(property_handle value) {
 }
 
 void property_list::append(property_list const& other) {
-    property_list const source(other);
+    // Holds the elements, even when `other` is this list.
+    property_list const source(other); // NOLINT(performance-unnecessary-copy-initialization)
     if (source.empty()) return;
     list_block::own(block_, size() + source.size());
     std::uninitialized_copy(source.begin(), source.end(), block_->end());

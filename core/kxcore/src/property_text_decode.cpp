@@ -118,7 +118,7 @@ public:
 private:
     void read_item(std::size_t begin, std::size_t end);
     std::vector<reference_step> read_path(std::size_t begin, std::size_t end, std::string& plain) const;
-    void put(std::size_t offset, std::vector<reference_step> const& steps, property_handle value);
+    void put(std::size_t offset, std::vector<reference_step> const& steps, property_handle const& value);
 
     property_kind kind_;
     std::string_view text_;
@@ -170,7 +170,7 @@ std::vector<reference_step> container_reader::read_path(std::size_t begin, std::
     return steps;
 }
 
-void container_reader::put(std::size_t offset, std::vector<reference_step> const& steps, property_handle value) {
+void container_reader::put(std::size_t offset, std::vector<reference_step> const& steps, property_handle const& value) {
     // All containers are new and nobody else sees them, so they are filled in place.
     property* container = root_.get();
     for (std::size_t index = 0; index < steps.size(); ++index) {

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstring>
 #include <new>
+#include <utility>
 
 namespace kxcore {
 
@@ -40,7 +41,7 @@ kxbase::ptr_refcount<property_string> property_string::create(std::string_view t
     return kxbase::ptr_refcount<property_string>::adopt(new (memory) property_string(text));
 }
 
-void property_string::operator delete(void* memory) noexcept {
+void property_string::operator delete(void* memory) noexcept { // NOLINT(misc-new-delete-overloads): see the header
     ::operator delete(memory);
 }
 
@@ -87,7 +88,7 @@ kxbase::ptr_refcount<property> property_binary::clone() const {
     return kxbase::make_refcount<property_binary>(*this);
 }
 
-property_constraint::property_constraint(kxbase::ptr_refcount<constraint const> const& value) : value_(value) {
+property_constraint::property_constraint(kxbase::ptr_refcount<constraint const> value) : value_(std::move(value)) {
     if (!value_) kxbase::es::arg::raise("a constraint value cannot hold an empty handle");
 }
 

@@ -46,12 +46,13 @@ std::size_t rewrite(properties& tree, Decide const& decide);
 } // namespace
 
 void visit_leaves(properties const& tree, leaf_visitor const& visitor) {
-    properties const held(tree);
+    // The visitor may change the tree; the walk goes on over what it was.
+    properties const held(tree); // NOLINT(performance-unnecessary-copy-initialization)
     walk_leaves(held, visitor);
 }
 
 void visit_leaves(property_list const& list, leaf_visitor const& visitor) {
-    property_list const held(list);
+    property_list const held(list); // NOLINT(performance-unnecessary-copy-initialization)
     walk_leaves(held, visitor);
 }
 

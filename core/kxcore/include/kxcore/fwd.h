@@ -14,7 +14,7 @@ class ptr_refcount;
 
 namespace kxcore {
 
-enum class property_kind : std::uint8_t;
+enum class property_kind : std::uint8_t; // NOLINT(readability-identifier-naming): see property.h
 
 class property;
 class property_string;

@@ -21,6 +21,11 @@ public:
 
     /// Takes the next bytes, which are valid during the call. May raise; the encoding ends then, with that error.
     virtual void write(std::span<std::byte const> bytes) = 0;
+
+protected:
+    encoder_sink() = default;
+    encoder_sink(encoder_sink const&) = default;
+    encoder_sink& operator=(encoder_sink const&) = default;
 };
 
 /// Writes values in the network encoding. Keys are numbered over all values of one encoder, so a decoder has to read

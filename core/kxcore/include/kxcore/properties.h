@@ -254,6 +254,10 @@ private:
     member_reference(properties& tree, std::string_view key) noexcept : tree_(tree), key_(key) {}
     member_reference(member_reference const&) = default;
 
+public:
+    ~member_reference() = default;
+
+private:
     properties& tree_;
     std::string_view key_;
 };

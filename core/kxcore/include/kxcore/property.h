@@ -15,7 +15,8 @@
 namespace kxcore {
 
 /// The kinds of value. The numbers are stored in documents and passed between programs.
-enum class property_kind : std::uint8_t {
+// The name is the one that the interface promises, without the prefix that enumerations have elsewhere.
+enum class property_kind : std::uint8_t { // NOLINT(readability-identifier-naming)
     special = 0,
     string = 1,
     boolean = 2,

@@ -39,9 +39,11 @@ public:
     void to_string(std::string& out) const override;
     void describe(std::string& out) const override;
 
+    ~property_string() override = default;
     property_string(property_string const&) = delete;
     property_string& operator=(property_string const&) = delete;
-    static void operator delete(void* memory) noexcept;
+    /// The counterpart of what `create` takes. There is no operator new, so that nobody makes a string without a text.
+    static void operator delete(void* memory) noexcept; // NOLINT(misc-new-delete-overloads)
 
 private:
     explicit property_string(std::string_view text) noexcept;
@@ -62,6 +64,7 @@ public:
     [[nodiscard]] static kxbase::ptr_refcount<property_bool> create(bool value);
 
     explicit property_bool(bool value) noexcept : value_(value) {}
+    ~property_bool() override = default;
     property_bool(property_bool const&) noexcept = default;
     property_bool& operator=(property_bool const&) = delete;
 
@@ -89,6 +92,7 @@ public:
     [[nodiscard]] static kxbase::ptr_refcount<property_int> create(std::int64_t value);
 
     explicit property_int(std::int64_t value) noexcept : value_(value) {}
+    ~property_int() override = default;
     property_int(property_int const&) noexcept = default;
     property_int& operator=(property_int const&) = delete;
 
@@ -139,7 +143,7 @@ public:
     [[nodiscard]] static constexpr property_kind class_kind() noexcept { return property_kind::constraint; }
 
     /// @throws es::arg when the handle is empty
-    explicit property_constraint(kxbase::ptr_refcount<constraint const> const& value);
+    explicit property_constraint(kxbase::ptr_refcount<constraint const> value);
     ~property_constraint() override;
     property_constraint(property_constraint const&) noexcept;
     property_constraint& operator=(property_constraint const&) = delete;
