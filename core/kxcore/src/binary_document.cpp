@@ -75,7 +75,7 @@ bool read_head(byte_reader& reader, document_content& out) {
 
 document_outcome decode_tree(std::string_view bytes, std::string_view tree, document_content& out) {
     document_outcome outcome;
-    std::size_t const position = static_cast<std::size_t>(tree.data() - bytes.data());
+    auto const position = static_cast<std::size_t>(tree.data() - bytes.data());
     decoder_network decoder(as_bytes(bytes.substr(0, position + tree.size())), position);
     try {
         auto decoded = kxbase::make_refcount<properties>();

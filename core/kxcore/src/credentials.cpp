@@ -85,12 +85,12 @@ std::string wrap_url(std::string_view url) {
     return text;
 }
 
-std::string wrap_text(std::string_view content) {
+std::string wrap_text(std::string_view text) {
     credential_key key;
     load_key(key, e_missing_key::made);
-    std::string text(text_mark);
-    kxbase::base64_encode(encrypt(key, content, text_mark), text);
-    return text;
+    std::string protected_text(text_mark);
+    kxbase::base64_encode(encrypt(key, text, text_mark), protected_text);
+    return protected_text;
 }
 
 std::string unwrap_url(std::string_view protected_url) {

@@ -25,6 +25,9 @@ struct temporary {
     std::string path;
     unique_fd fd;
 
+    temporary() = default;
+    temporary(temporary const&) = delete;
+    temporary& operator=(temporary const&) = delete;
     ~temporary() {
         if (!path.empty()) ::unlink(path.c_str());
     }

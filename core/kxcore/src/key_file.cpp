@@ -70,23 +70,29 @@ unique_fd open_key_file(std::string const& path) {
     kxbase::es::call::raise("cannot open key file '" + path + "': " + std::generic_category().message(errno));
 }
 
+/// The key as text, wiped when it has been written.
+struct wiped_text {
+    std::array<char, text_size> chars{};
+
+    wiped_text() = default;
+    wiped_text(wiped_text const&) = delete;
+    wiped_text& operator=(wiped_text const&) = delete;
+    ~wiped_text() { OPENSSL_cleanse(chars.data(), chars.size()); }
+};
+
 /// Another process may make it at the same time: then that one's key is the key.
 void make_key_file(std::string const& path) {
     credential_key fresh;
     if (RAND_bytes(fresh.bytes.data(), static_cast<int>(fresh.bytes.size())) != 1)
         kxbase::es::call::raise("no random numbers for a key");
     constexpr char digit[] = "0123456789abcdef";
-    std::array<char, text_size> text;
+    wiped_text text;
     for (std::size_t i = 0; i != fresh.bytes.size(); ++i) {
-        text[2 * i] = digit[fresh.bytes[i] >> 4];
-        text[2 * i + 1] = digit[fresh.bytes[i] & 15];
+        text.chars[2 * i] = digit[fresh.bytes[i] >> 4];
+        text.chars[2 * i + 1] = digit[fresh.bytes[i] & 15];
     }
-    text.back() = '\n';
-    struct wiped {
-        std::array<char, text_size>& what;
-        ~wiped() { OPENSSL_cleanse(what.data(), what.size()); }
-    } const wiped_after{text};
-    static_cast<void>(file_io::create_file(path, {text.data(), text.size()}));
+    text.chars.back() = '\n';
+    static_cast<void>(file_io::create_file(path, {text.chars.data(), text.chars.size()}));
 }
 
 void check_owner_only(int fd, std::string const& path) {

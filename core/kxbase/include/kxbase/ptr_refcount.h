@@ -92,7 +92,7 @@ public:
         if (object_) object_->release();
     }
 
-    ptr_refcount& operator=(ptr_refcount const& other) noexcept {
+    ptr_refcount& operator=(ptr_refcount const& other) noexcept { // NOLINT(bugprone-unhandled-self-assignment): swapped
         ptr_refcount(other).swap(*this);
         return *this;
     }

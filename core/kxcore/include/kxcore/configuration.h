@@ -44,10 +44,14 @@ struct document_diagnostic {
 class KXCORE_EXPORT configuration {
 public:
     /// The two document formats.
-    enum format : int { format_xml = 0, format_binary = 1 };
+    // The names of both enumerations are promised as they are, without a prefix.
+    enum format : int { // NOLINT(readability-identifier-naming)
+        format_xml = 0,
+        format_binary = 1
+    };
 
     /// What became of a read.
-    enum read_error {
+    enum read_error {         // NOLINT(readability-identifier-naming)
         read_ok = 0,          ///< read, at the current version
         read_old_version = 1, ///< read, at an older version (0 is one too)
         read_unexpected = 2,  ///< a whole document, but its identifier is not an accepted one
