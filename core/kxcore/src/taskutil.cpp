@@ -96,19 +96,19 @@ property_handle parse_value(property_kind kind, std::string_view value);
 
 } // namespace
 
-kxbase::ptr_refcount<properties> create_configuration_from_setting(std::string_view name, std::string_view preset,
+kxbase::ptr_refcount<properties> create_configuration_from_setting(std::string_view name, std::string_view text,
                                                                    bool keep_unknown) {
     std::size_t const limit = kxbase::current_limits().document;
-    if (preset.size() > limit)
+    if (text.size() > limit)
         kxbase::es::arg::raise("a preset of more than " + std::to_string(limit) + " bytes (limit document)");
     constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
-    if (preset.starts_with(byte_order_mark)) preset.remove_prefix(byte_order_mark.size());
+    if (text.starts_with(byte_order_mark)) text.remove_prefix(byte_order_mark.size());
 
     auto configuration = kxbase::make_refcount<properties>();
     unknown_lines unknown;
     std::string section;
-    while (!preset.empty()) {
-        std::string_view const line = next_line(preset);
+    while (!text.empty()) {
+        std::string_view const line = next_line(text);
         if (without_blanks(line).empty()) continue;
         if (std::optional<std::string> entered = section_of(line)) {
             section = std::move(*entered);

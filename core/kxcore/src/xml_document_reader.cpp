@@ -36,7 +36,7 @@ using expat_parser = std::unique_ptr<XML_ParserStruct, freed>;
 
 /// What ends a read: carries its message out of the parser's callbacks, where no exception may pass.
 struct read_failure {
-    e_document_fault fault;
+    e_document_fault fault{};
     std::string message;
 };
 
@@ -94,8 +94,8 @@ private:
     tree_builder& builder() { return builders_.back(); }
     std::string path() const;
     void extend_path(std::string& path, open_element const& element) const;
-    std::string located(std::string message) const;
-    [[noreturn]] void fail(std::string message, e_document_fault fault = e_document_fault::malformed) const;
+    std::string located(std::string const& message) const;
+    [[noreturn]] void fail(std::string const& message, e_document_fault fault = e_document_fault::malformed) const;
     [[noreturn]] void fail_limit(std::string what, std::size_t limit, char const* unit, char const* name) const;
     document_diagnostic diagnostic(std::string message) const;
 
@@ -316,7 +316,7 @@ property_key xml_reader::read_key(value_attributes const& attributes) {
     if (!has_key) fail("the attribute \"key\" is missing");
     std::string_view text;
     if (attributes.key_base64 != nullptr) {
-        if (attributes.key != nullptr) fail("found both \"key\" and \"key-base64\"");
+        if (attributes.key != nullptr) fail(R"(found both "key" and "key-base64")");
         decoded_.clear();
         if (!kxbase::base64_decode(attributes.key_base64, decoded_)) fail("expected base64 as \"key-base64\"");
         text = decoded_;
@@ -341,7 +341,7 @@ void xml_reader::start_value(property_kind kind, property_key key, value_attribu
         is_base64_ = kind == property_kind::binary;
         if (attributes.encoding != nullptr) {
             if (std::string_view(attributes.encoding) != "base64")
-                fail("expected the encoding \"base64\", found \"" + std::string(attributes.encoding) + '"');
+                fail(R"(expected the encoding "base64", found ")" + std::string(attributes.encoding) + '"');
             is_base64_ = true;
         }
         if (kind == property_kind::special) begin_special(attributes);
@@ -357,9 +357,9 @@ void xml_reader::start_value(property_kind kind, property_key key, value_attribu
 
 void xml_reader::begin_special(value_attributes const& attributes) {
     if (attributes.type == nullptr || !special_type_from_name(attributes.type, special_type_))
-        fail("expected the \"type\" of a special: \"deferred\", \"wrapped-urlupp\" or \"wrapped-encrypted\"");
+        fail(R"(expected the "type" of a special: "deferred", "wrapped-urlupp" or "wrapped-encrypted")");
     if (attributes.sub_type == nullptr || !special_sub_type_from_name(attributes.sub_type, special_sub_type_))
-        fail("expected the \"sub-type\" of a special: \"plain\", \"context\", \"variable\" or \"credential\"");
+        fail(R"(expected the "sub-type" of a special: "plain", "context", "variable" or "credential")");
     if (attributes.kind == nullptr || !property_kind_from_name(attributes.kind, special_kind_))
         fail("expected the \"kind\" of the value that a special stands for");
 }
@@ -470,11 +470,11 @@ void xml_reader::extend_path(std::string& path, open_element const& element) con
         append_reference_key(path, element.key.text());
 }
 
-void xml_reader::fail(std::string message, e_document_fault fault) const {
-    throw read_failure{fault, located(std::move(message))};
+void xml_reader::fail(std::string const& message, e_document_fault fault) const {
+    throw read_failure{fault, located(message)};
 }
 
-std::string xml_reader::located(std::string message) const {
+std::string xml_reader::located(std::string const& message) const {
     std::string const where = path();
     return where.empty() ? message : where + ": " + message;
 }

@@ -234,7 +234,7 @@ void xml_document_writer::write_special_attributes(property_special const& speci
 }
 
 void xml_document_writer::write_number(std::int64_t number) {
-    std::array<char, 24> digits;
+    std::array<char, 24> digits{};
     auto const end = std::to_chars(digits.data(), digits.data() + digits.size(), number);
     append({digits.data(), static_cast<std::size_t>(end.ptr - digits.data())});
 }

@@ -3,6 +3,7 @@
 #include <kxbase/errors.h>
 
 #include <cstdint>
+#include <ranges>
 
 namespace kxcore::xml {
 
@@ -139,8 +140,8 @@ void writer::break_line() {
 // Line breaks between nodes mean nothing until text stands beside them: then they would be part of it.
 void writer::take_back_breaks() {
     level& around = levels_.back();
-    for (auto at = around.breaks.rbegin(); at != around.breaks.rend(); ++at)
-        out_.erase(*at, 1 + indentation_ * depth());
+    for (std::size_t const at : std::views::reverse(around.breaks))
+        out_.erase(at, 1 + indentation_ * depth());
     around.breaks.clear();
 }
 
