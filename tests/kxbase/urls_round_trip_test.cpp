@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-using namespace kxbase; // NOLINT(google-build-using-namespace): the functions under test
+using namespace kxbase;
 
 namespace {
 

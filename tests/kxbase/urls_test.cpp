@@ -9,7 +9,7 @@
 #include <string>
 #include <utility>
 
-using namespace kxbase; // NOLINT(google-build-using-namespace): a page of tables
+using namespace kxbase;
 
 TEST(url_parts, are_split_leniently) {
     struct split_case {

@@ -7,7 +7,6 @@ namespace {
 using kx_test::bytes;
 using kx_test::list;
 using kx_test::text;
-using kx_test::texts;
 using kx_test::tree;
 using kxcore::properties;
 

@@ -14,7 +14,6 @@ using kx_test::task_of;
 using kx_test::text;
 using kx_test::text_at;
 using kx_test::tree;
-using kx_test::wtid;
 using kxcore::properties;
 
 namespace es = kxbase::es;

@@ -10,7 +10,6 @@ namespace {
 
 using kx_test::encoder_plid;
 using kx_test::list;
-using kx_test::localize_plid;
 using kx_test::mail_plid;
 using kx_test::main_localizer;
 using kx_test::message_of;
