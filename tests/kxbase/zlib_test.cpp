@@ -1,5 +1,7 @@
 #include <kxbase/zlib.h>
 
+#include "support/heap_watch.h"
+
 #include <kxbase/buffer.h>
 #include <kxbase/errors.h>
 #include <kxbase/limits.h>
@@ -141,7 +143,11 @@ TEST(uncompress_z, stops_a_bomb_before_it_takes_the_memory) {
         packing.append(zeros);
     packing.finish();
     EXPECT_LT(bomb.size(), 200'000u);
-    EXPECT_THAT(refusal(bomb, 1'000'000), HasSubstr("limit expansion"));
+    {
+        kx_test::heap_watch const watch;
+        EXPECT_THAT(refusal(bomb, 1'000'000), HasSubstr("limit expansion"));
+        EXPECT_LT(watch.bytes(), 3'000'000u);
+    }
 
     buffer out;
     uncompress_z(bomb, out, 100'000'000);

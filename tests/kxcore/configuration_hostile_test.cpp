@@ -1,6 +1,8 @@
 // Documents that nobody wrote on purpose, and some that somebody did: each gives an error or a document, whatever it is.
 #include "document_samples.h"
 #include "support/captured_report.h"
+#include "support/heap_watch.h"
+#include "support/small_stack.h"
 
 #include <kxbase/errors.h>
 #include <kxbase/hash.h>
@@ -8,16 +10,11 @@
 
 #include <gmock/gmock.h>
 
-#include <pthread.h>
-#include <sys/resource.h>
-
-#include <functional>
-#include <new>
-
 namespace {
 
 using namespace kx_test;
 using testing::HasSubstr;
+using namespace std::string_literals;
 
 /// What a byte is changed by: each bit of it, and all.
 constexpr int flips[] = {0x01, 0x02, 0x04, 0x08, 0x10, 0x20, 0x40, 0x80, 0xff};
@@ -149,21 +146,6 @@ TEST(hostile_documents, are_not_read_as_utf_16) {
     }
 }
 
-/// Runs on a thread with a stack of 256 KiB.
-void run_on_small_stack(std::function<void()> work) {
-    pthread_attr_t attributes;
-    ASSERT_EQ(pthread_attr_init(&attributes), 0);
-    ASSERT_EQ(pthread_attr_setstacksize(&attributes, std::size_t{256} << 10), 0);
-    pthread_t thread;
-    auto const entry = [](void* argument) -> void* {
-        (*static_cast<std::function<void()>*>(argument))();
-        return nullptr;
-    };
-    ASSERT_EQ(pthread_create(&thread, &attributes, entry, &work), 0);
-    ASSERT_EQ(pthread_join(thread, nullptr), 0);
-    pthread_attr_destroy(&attributes);
-}
-
 TEST(hostile_documents, nest_a_million_levels_deep_on_a_small_stack) {
     constexpr int levels = 1'000'000;
     kx_test::captured_report const log;
@@ -191,6 +173,44 @@ TEST(hostile_documents, nest_a_million_levels_deep_on_a_small_stack) {
             }
         }
     });
+}
+
+TEST(hostile_documents, of_the_binary_format_nest_a_million_levels_deep_on_a_small_stack) {
+    constexpr std::size_t levels = 1'000'000;
+    kx_test::captured_report const log;
+    std::string trees = "\xC1\x00\x01k"s;
+    for (std::size_t i = 0; i != levels; ++i)
+        trees += "\xC1\x01";
+    std::string const lists = "\xC1\x00\x01k"s + std::string(levels, '\xE1');
+    run_on_small_stack([&] {
+        for (std::string const& tree : {trees + '\xC0', lists + '\xE0', trees, lists}) {
+            configuration document;
+            try {
+                static_cast<void>(read(document, binary_document(tree)));
+                ADD_FAILURE() << "was read";
+            } catch (kxbase::es::arg const& error) {
+                EXPECT_THAT(error.what(), HasSubstr("at most 128 levels (limit nesting)"));
+            }
+            EXPECT_TRUE(document.get_config().empty());
+        }
+    });
+}
+
+TEST(hostile_documents, that_claim_two_to_the_sixty_elements_take_next_to_nothing) {
+    kx_test::captured_report const log;
+    std::string const claim = std::string(8, '\x80') + '\x10';
+    for (char const tag : {'\x02', '\x03', '\x05', '\x06', '\x07'}) {
+        std::string const tree = "\xC1\x00\x01k"s + tag + claim + std::string(6, '\x01');
+        ASSERT_EQ(tree.size(), 20U);
+        std::string const bytes = binary_document(tree);
+        std::size_t taken = 0;
+        {
+            kx_test::heap_watch const watch;
+            expect_error_or_document(bytes);
+            taken = watch.bytes();
+        }
+        EXPECT_LT(taken, 64U << 10) << static_cast<int>(tag);
+    }
 }
 
 TEST(hostile_documents, of_a_million_levels_are_refused_before_they_are_written) {

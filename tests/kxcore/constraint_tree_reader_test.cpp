@@ -1,11 +1,10 @@
 #include "constraint_tree_reader.h"
 
 #include "support/constraint_reading.h"
+#include "support/small_stack.h"
 
 #include <kxbase/limits.h>
 #include <kxcore/constraint_db.h>
-
-#include <pthread.h>
 
 namespace kxcore::constraint_tests {
 namespace {
@@ -187,24 +186,9 @@ TEST(constraint_from_tree, definitions_that_multiply_are_refused) {
 // A million levels, with little stack: refused, and the tree goes away in peace.
 TEST(constraint_from_tree, deep_trees_are_refused_with_little_stack) {
     value const form = nested_lists(1'000'000);
-    struct task {
-        value const& form;
-        std::string message;
-    };
-    task work{form, {}};
-    pthread_attr_t attributes;
-    ASSERT_EQ(pthread_attr_init(&attributes), 0);
-    ASSERT_EQ(pthread_attr_setstacksize(&attributes, std::size_t{256} << 10U), 0);
-    pthread_t thread{};
-    auto const run = [](void* argument) -> void* {
-        auto& given = *static_cast<task*>(argument);
-        given.message = argument_error([&given] { (void)read(given.form); });
-        return nullptr;
-    };
-    ASSERT_EQ(pthread_create(&thread, &attributes, run, &work), 0);
-    pthread_join(thread, nullptr);
-    pthread_attr_destroy(&attributes);
-    EXPECT_NE(work.message.find("nesting deeper than 128 levels (limit nesting)"), std::string::npos);
+    std::string message;
+    kx_test::run_on_small_stack([&] { message = argument_error([&] { (void)read(form); }); });
+    EXPECT_NE(message.find("nesting deeper than 128 levels (limit nesting)"), std::string::npos);
 }
 
 } // namespace

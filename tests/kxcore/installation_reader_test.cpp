@@ -5,7 +5,11 @@
 #include <kxcore/plugin_db.h>
 #include <kxcore/plugin_info.h>
 
+#include "support/captured_report.h"
 #include "support/scratch_folder.h"
+#include "support/small_stack.h"
+
+#include <kxbase/errors.h>
 
 #include <gmock/gmock.h>
 
@@ -123,6 +127,7 @@ TEST(installation_reader, tells_files_that_cannot_be_read) {
 }
 
 TEST(installation_reader, tells_what_is_no_document_of_the_kind_with_its_place) {
+    kx_test::captured_report const log;
     struct {
         std::string text;
         char const* problem;
@@ -146,6 +151,83 @@ TEST(installation_reader, tells_what_is_no_document_of_the_kind_with_its_place) 
         folder const it;
         it.write("plugins/x.xml", text);
         EXPECT_THAT(it.problems(), ElementsAre(problem));
+    }
+}
+
+TEST(installation_reader, tells_a_file_that_is_cut_off_anywhere) {
+    kx_test::captured_report const log;
+    for (char const* name : {"plugins/copy.xml", "constraints/all.xml"}) {
+        folder const it;
+        std::string const whole = it.read(name);
+        std::size_t const content_end = whole.find_last_not_of('\n') + 1;
+        for (std::size_t size = 0; size != content_end; ++size) {
+            it.write(name, whole.substr(0, size));
+            auto const problems = installation::check(it.path().string());
+            ASSERT_EQ(problems.size(), 1U) << size;
+            EXPECT_EQ(problems[0].file, it.file(name));
+            EXPECT_NE(problems[0].what, "");
+            EXPECT_THROW(static_cast<void>(installation::load(it.path().string())), kxbase::es::arg);
+        }
+    }
+}
+
+TEST(installation_reader, tells_the_file_or_reads_it_whichever_byte_is_changed) {
+    kx_test::captured_report const log;
+    for (char const* name : {"plugins/copy.xml", "constraints/all.xml"}) {
+        folder const it;
+        std::string const whole = it.read(name);
+        for (std::size_t i = 0; i != whole.size(); ++i)
+            for (int const flip : {0x01, 0x04, 0x20, 0x80, 0xff}) {
+                std::string changed = whole;
+                changed[i] = static_cast<char>(changed[i] ^ flip);
+                it.write(name, changed);
+                for (auto const& problem : installation::check(it.path().string())) {
+                    EXPECT_EQ(problem.file, it.file(name)) << i;
+                    EXPECT_NE(problem.what, "") << i;
+                }
+            }
+    }
+}
+
+TEST(installation_reader, tells_files_of_a_million_levels_on_a_small_stack) {
+    kx_test::captured_report const log;
+    std::string trees;
+    std::string definitions = "<properties key=\"d\"><string key=\"type\">list</string>";
+    for (int level = 0; level != 1'000'000; ++level) {
+        trees += "<properties key=\"t\">";
+        definitions += "<properties key=\"of\"><string key=\"type\">list</string>";
+    }
+    struct {
+        char const* name;
+        std::string text;
+    } const cases[] = {
+        {"plugins/copy.xml", document("plugin", trees)},
+        {"constraints/all.xml", constraints("", definitions)},
+    };
+    for (auto const& [name, text] : cases) {
+        folder const it;
+        it.write(name, text);
+        kx_test::run_on_small_stack([&] {
+            lines const problems = it.problems();
+            ASSERT_EQ(problems.size(), 1U);
+            EXPECT_THAT(problems[0], testing::StartsWith(name));
+            EXPECT_THAT(problems[0], testing::HasSubstr("nesting deeper than 128 levels (limit nesting)"));
+        });
+    }
+}
+
+TEST(installation_reader, tells_texts_that_are_not_utf_8) {
+    kx_test::captured_report const log;
+    for (std::string const& bad : {std::string("\xff"), std::string("\xED\xA0\x80"), std::string("\xC0\xAF")}) {
+        folder const it;
+        it.write("plugins/copy.xml", a_plugin("<string key=\"note\">" + bad + "</string>\n"));
+        it.write("constraints/all.xml", constraints("<string key=\"node." + bad + "\">any</string>\n"));
+        lines const problems = it.problems();
+        ASSERT_EQ(problems.size(), 2U);
+        EXPECT_THAT(problems[0], testing::HasSubstr("constraints/all.xml: line 7, "));
+        EXPECT_THAT(problems[1], testing::HasSubstr("plugins/copy.xml: line 5, "));
+        for (std::string const& problem : problems)
+            EXPECT_THAT(problem, testing::HasSubstr("not well-formed XML"));
     }
 }
 

@@ -11,10 +11,7 @@
 #include <cstdint>
 #include <random>
 #include <string>
-#include <thread>
 #include <vector>
-
-#include <pthread.h>
 
 namespace kxcore::samples {
 
@@ -151,22 +148,5 @@ public:
 private:
     std::mt19937_64 engine_;
 };
-
-/// Runs the function in a thread with a small stack, which recursion over a deep tree would overflow.
-template <class F>
-void run_with_small_stack(F function) {
-    constexpr std::size_t size = std::size_t{256} * 1024;
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    pthread_attr_setstacksize(&attributes, size);
-    pthread_t thread{};
-    auto const run = [](void* argument) -> void* {
-        (*static_cast<F*>(argument))();
-        return nullptr;
-    };
-    pthread_create(&thread, &attributes, run, &function);
-    pthread_join(thread, nullptr);
-    pthread_attr_destroy(&attributes);
-}
 
 } // namespace kxcore::samples

@@ -191,6 +191,14 @@ TEST(property_text, keeps_to_the_limits_of_nesting_and_expansion) {
     EXPECT_EQ(tree({{"a", text("1")}})->to_string(), "a=1");
     EXPECT_THROW((void)tree({{"a", text("12")}})->to_string(), kxbase::es::arg);
     EXPECT_THROW((void)tree({{"a", text("12")}})->describe(), kxbase::es::arg);
+    property_handle const described = tree({{"a", text("1")}});
+    std::string const description = "properties of 1\n  \"a\": string \"1\"";
+    small.expansion = description.size();
+    kxbase::set_limits(small);
+    EXPECT_EQ(described->describe(), description);
+    --small.expansion;
+    kxbase::set_limits(small);
+    EXPECT_THROW((void)described->describe(), kxbase::es::arg);
 }
 
 } // namespace

@@ -2,6 +2,9 @@
 
 #include <kxcore/property_walk.h>
 
+#include <kxbase/errors.h>
+#include <kxbase/limits.h>
+
 #include <gtest/gtest.h>
 
 #include <iostream>
@@ -44,6 +47,26 @@ TEST(property_walk, skips_nothing_for_its_length_or_its_key) {
     properties rewritten(odd);
     EXPECT_EQ(rewrite_leaves(rewritten, [](std::string_view, property_handle const&) { return flag(true); }), 4U);
     EXPECT_EQ(visited(rewritten), "{}=true {x}=true a{b}[0]=true " + long_key + "=true ");
+}
+
+TEST(property_walk, lists_paths_up_to_the_limit_of_expansion) {
+    properties const tree("ab", text("1"), "c", list({text("2"), number(3)}));
+    kxbase::limits limits = kxbase::current_limits();
+    std::list<std::string> paths;
+    {
+        limits.expansion = 2 + 4 + 4;
+        kxbase::scoped_limits const scope(limits);
+        tree.get_leaf_references(paths);
+        EXPECT_EQ(paths, (std::list<std::string>{"ab", "c[0]", "c[1]"}));
+    }
+    --limits.expansion;
+    kxbase::scoped_limits const scope(limits);
+    try {
+        tree.get_leaf_references(paths);
+        ADD_FAILURE() << "listed";
+    } catch (kxbase::es::arg const& error) {
+        EXPECT_NE(std::string_view(error.message()).find("(limit expansion)"), std::string_view::npos);
+    }
 }
 
 TEST(property_walk, rewrites_leaves_and_copies_only_their_paths) {

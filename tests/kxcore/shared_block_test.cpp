@@ -1,5 +1,6 @@
 #include "model_samples.h"
 #include "shared_block.h"
+#include "support/small_stack.h"
 
 #include <kxcore/network_encoding.h>
 #include <kxcore/property_walk.h>
@@ -36,7 +37,7 @@ class deep : public testing::TestWithParam<e_nesting> {};
 
 // All of it in a thread with a small stack: recursion over a million levels would end the program.
 TEST_P(deep, trees_are_used_without_recursion) {
-    run_with_small_stack([nesting = GetParam()] {
+    kx_test::run_on_small_stack([nesting = GetParam()] {
         auto const tree = deep_tree(nesting, text("leaf"));
         properties copy(*tree);
         EXPECT_TRUE(copy == *tree);
@@ -72,7 +73,7 @@ TEST_P(deep, trees_are_used_without_recursion) {
 INSTANTIATE_TEST_SUITE_P(shared_block, deep, testing::Values(e_nesting::trees, e_nesting::lists, e_nesting::both));
 
 TEST(shared_block, erases_at_the_bottom_of_a_deep_tree) {
-    run_with_small_stack([] {
+    kx_test::run_on_small_stack([] {
         auto const tree = deep_tree(e_nesting::trees, samples::tree({{"id", text("x")}, {"keep", text("y")}}));
         properties copy(*tree);
         EXPECT_EQ(copy.recursive_erase_ids("id"), 1U);
