@@ -3,7 +3,6 @@
 #include <kxbase/errors.h>
 
 #include <cstdint>
-#include <ranges>
 
 namespace kxcore::xml {
 
@@ -140,9 +139,10 @@ void writer::break_line() {
 // Line breaks between nodes mean nothing until text stands beside them: then they would be part of it.
 void writer::take_back_breaks() {
     level& around = levels_.back();
-    for (std::size_t const at : std::views::reverse(around.breaks))
-        out_.erase(at, 1 + indentation_ * depth());
-    around.breaks.clear();
+    while (!around.breaks.empty()) {
+        out_.erase(around.breaks.back(), 1 + indentation_ * depth());
+        around.breaks.pop_back();
+    }
 }
 
 namespace {
