@@ -1,8 +1,11 @@
 #include <kxclientutil/resolve.h>
 
+#include "submission/base_scheme.h"
+
 #include <kxbase/env.h>
 #include <kxbase/paths.h>
 #include <kxbase/text.h>
+#include <kxbase/url_parts.h>
 #include <kxbase/urls.h>
 #include <kxcore/property_values.h>
 
@@ -20,11 +23,14 @@ using placeholder_table = std::map<std::string, std::string>;
 
 placeholder_table& placeholders();
 placeholder_table built_in_placeholders();
+std::string resolved_path(kxbase::url_parts const& parts);
+bool may_hold_placeholder(std::string_view path);
 
 constexpr std::string_view scheme_characters = "abcdefghijklmnopqrstuvwxyz1234567890+-.";
 constexpr std::size_t scheme_search_length = 15;
 constexpr std::array<std::string_view, 5> physical_prefixes{"file:/", "kxfs://", "kxrc:/", "smb://", "ftp://"};
 constexpr std::string_view finished_resource_prefix = "kxrc:/#!";
+constexpr std::string_view resource_scheme = "kxrc";
 
 } // namespace
 
@@ -37,8 +43,10 @@ std::string resolve_path(std::string const& path) {
 }
 
 std::string resolve_url_path(std::string const& url) {
-    std::string const path = kxbase::path_normalized(resolve_path(kxbase::url_path(url, true)), '/');
-    return kxbase::url_new_path(url, path, true);
+    kxbase::url_parts parts = kxbase::split_url(url);
+    std::string const path = resolved_path(parts);
+    parts.path = path;
+    return kxbase::join_url(parts);
 }
 
 // Capitals are no scheme characters, and the scheme's length is bounded by what is searched. Both are meant: what
@@ -59,19 +67,28 @@ bool is_url_to_physical_resource(kxbase::ptr_refcount<kxcore::property const> co
     return std::ranges::any_of(physical_prefixes, [&](std::string_view prefix) { return url.starts_with(prefix); });
 }
 
-std::string create_resource_uri(std::string const& url, std::string const& fragment, bool as_resource) {
-    if (url.starts_with(finished_resource_prefix)) return url;
+// Works on the parts of the URL, since each file of a submission and each URL in its configurations comes by here.
+std::string create_resource_uri(std::string_view url, std::string const& fragment, bool as_resource) {
+    if (url.starts_with(finished_resource_prefix)) return std::string(url);
 
-    std::string const scheme = kxbase::url_scheme(url);
-    std::string const base = kxbase::split_scheme(scheme, '+').first;
+    kxbase::url_parts parts = kxbase::split_url(url);
+    std::string_view const base = base_scheme(parts);
     if (base != "file") return kxbase::url_new_fragment(url, fragment, true);
 
-    std::string resource = resolve_url_path(url);
+    std::string path = resolved_path(parts);
+    std::string scheme(parts.scheme);
     if (as_resource) {
-        resource = kxbase::url_set_scheme(resource, "kxrc" + scheme.substr(base.size()));
-        resource = kxbase::url_set_host(resource, "");
+        scheme.replace(0, base.size(), resource_scheme);
+        parts.scheme = scheme;
+        parts.has_authority = false;
+        parts.authority = {};
+        kxbase::fit_path(parts, path);
     }
-    return kxbase::url_set_fragment(resource, fragment, true);
+    parts.path = path;
+    std::string const encoded_fragment = kxbase::encoded_fragment(fragment);
+    parts.fragment = encoded_fragment;
+    parts.has_fragment = !fragment.empty();
+    return kxbase::join_url(parts);
 }
 
 namespace {
@@ -95,6 +112,28 @@ placeholder_table built_in_placeholders() {
         {"$USERDESKTOPPATH$", documents},
         {"$COMMONAPPDATA$", env::get_folder_path(env::folder_common_data)},
     };
+}
+
+/// The path with its placeholders resolved, normalized, as it stands in the URL.
+std::string resolved_path(kxbase::url_parts const& parts) {
+    if (kxbase::is_settled_path(parts.path) && !may_hold_placeholder(parts.path)) return std::string(parts.path);
+    std::string path = kxbase::path_normalized(resolve_path(kxbase::decoded_path(parts)), '/');
+    if (!parts.is_url()) return path;
+    path = kxbase::encoded_path(path);
+    kxbase::fit_path(parts, path);
+    return path;
+}
+
+/// Whether there is a character in it with which a placeholder begins: '$', unless somebody added other names.
+bool may_hold_placeholder(std::string_view path) {
+    std::string_view looked_for;
+    for (auto const& [name, value] : placeholders()) {
+        std::string_view const beginning = std::string_view(name).substr(0, 1);
+        if (beginning == looked_for) continue; // the names are sorted, so those that begin alike follow each other
+        looked_for = beginning;
+        if (path.find(beginning) != std::string_view::npos) return true;
+    }
+    return false;
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 #include <kxbase/ptr_refcount.h>
 
 #include <string>
+#include <string_view>
 
 namespace kxcore {
 class property;
@@ -68,7 +69,7 @@ is_url_to_physical_resource(kxbase::ptr_refcount<kxcore::property const> const& 
 /// @param fragment     replaces any fragment of the URL; the node list of a submission. An empty one leaves
 ///                     no fragment.
 /// @param as_resource  whether files become resources that travel with the submission.
-[[nodiscard]] KXCLIENTUTIL_EXPORT std::string create_resource_uri(std::string const& url, std::string const& fragment,
+[[nodiscard]] KXCLIENTUTIL_EXPORT std::string create_resource_uri(std::string_view url, std::string const& fragment,
                                                                   bool as_resource);
 
 } // namespace kxclientutil

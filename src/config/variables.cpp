@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -109,8 +110,8 @@ constexpr std::array<std::string_view, 3> same_as_source_texts{
     "kxvar:/#same-as-source",
 };
 
-/// The map again, by names that need no copy to be looked up.
-using variables_by_view = std::map<std::string_view, std::string const*>;
+/// The map again, by names that need no copy to be looked up: every text of a configuration is.
+using variables_by_view = std::unordered_map<std::string_view, std::string const*>;
 
 std::string_view bare_name(std::string_view name);
 

@@ -10,10 +10,8 @@ namespace kxbase {
 
 namespace {
 
-constexpr std::string_view file_separators = "/\\";
-
-bool is_file_separator(char c) {
-    return file_separators.find(c) != std::string_view::npos;
+constexpr bool is_file_separator(char c) {
+    return c == '/' || c == '\\';
 }
 
 bool is_letter(char c) {
@@ -35,6 +33,7 @@ std::vector<std::string_view> kept_elements(std::string_view rest, char separato
 std::string path_normalized(std::string_view path, char separator) {
     std::string turned(path);
     if (is_file_separator(separator)) std::replace_if(turned.begin(), turned.end(), is_file_separator, separator);
+    if (is_simple_path(turned, separator)) return turned;
     return path_simplified(turned, separator);
 }
 
@@ -84,7 +83,18 @@ bool path_is_unc(std::string_view path) noexcept {
     return path.size() >= 3 && is_file_separator(path[0]) && is_file_separator(path[1]) && !is_file_separator(path[2]);
 }
 
+bool is_simple_path(std::string_view path, char separator) noexcept {
+    char before = ':';
+    for (char const c : path) {
+        if (c == separator && before == separator) return false;
+        if (c == '.' && (before == separator || before == ':')) return false;
+        before = c;
+    }
+    return true;
+}
+
 std::string path_simplified(std::string_view path, char separator) {
+    if (is_simple_path(path, separator)) return std::string(path);
     path_root const root = split_root(path, separator);
     auto const elements = kept_elements(root.rest, separator, root.absolute);
 

@@ -122,6 +122,11 @@ std::string percent_decoded(std::string_view text, e_component component) {
     return decoded;
 }
 
+bool is_percent_encoding_free(std::string_view text, e_component component) noexcept {
+    byte_set const& held = held_in(text, component);
+    return std::all_of(text.begin(), text.end(), [&held](char c) { return held[static_cast<unsigned char>(c)]; });
+}
+
 std::string percent_decoded_wholly(std::string_view text) {
     std::string decoded;
     decoded.reserve(text.size());

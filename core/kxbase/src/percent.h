@@ -24,6 +24,9 @@ enum class e_component : std::uint8_t {
 /// %XX. Texts that mean different things stay different. A malformed '%' stands for itself.
 [[nodiscard]] std::string percent_decoded(std::string_view text, e_component component);
 
+/// Whether the component holds every character of the text as it is, and the text nothing encoded.
+[[nodiscard]] bool is_percent_encoding_free(std::string_view text, e_component component) noexcept;
+
 /// The text with every %XX undone, for what is only read: users, passwords, hosts.
 [[nodiscard]] std::string percent_decoded_wholly(std::string_view text);
 

@@ -4,6 +4,7 @@
 
 #include "utf8_character.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <mutex>
@@ -111,6 +112,8 @@ void append_escape(char32_t c, bool is_byte, std::string& out) {
 }
 
 std::string escaped(std::string_view text) {
+    bool const plain = std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c < 0x7f; });
+    if (plain) return std::string(text);
     std::string safe;
     safe.reserve(text.size());
     while (!text.empty()) {

@@ -1,4 +1,8 @@
-#include "url_parts.h"
+#include <kxbase/url_parts.h>
+
+#include "path_simplified.h"
+#include "percent.h"
+#include "url_syntax.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -76,6 +80,28 @@ std::string join_url(url_parts const& parts) {
         url += parts.fragment;
     }
     return url;
+}
+
+std::string decoded_path(url_parts const& parts) {
+    return parts.is_url() ? percent_decoded(parts.path, e_component::path) : std::string(parts.path);
+}
+
+std::string encoded_path(std::string_view path) {
+    return percent_encoded(path, e_component::path);
+}
+
+std::string encoded_fragment(std::string_view fragment) {
+    return percent_encoded(fragment, e_component::fragment);
+}
+
+bool is_settled_path(std::string_view path) noexcept {
+    return is_simple_path(path, '/') && is_percent_encoding_free(path, e_component::path);
+}
+
+void fit_path(url_parts const& parts, std::string& path) {
+    if (parts.is_url() && !parts.has_authority && path.starts_with("//"))
+        path.erase(0, std::min(path.find_first_not_of('/'), path.size()) - 1);
+    if (parts.has_authority && !path.empty() && !path.starts_with('/')) path.insert(0, 1, '/');
 }
 
 authority_parts split_authority(std::string_view authority) noexcept {

@@ -3,10 +3,11 @@
 #include <kxbase/errors.h>
 #include <kxbase/paths.h>
 #include <kxbase/text.h>
+#include <kxbase/url_parts.h>
 
 #include "path_simplified.h"
 #include "percent.h"
-#include "url_parts.h"
+#include "url_syntax.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -59,7 +60,7 @@ std::string url_host(std::string_view url, bool decode) {
 
 std::string url_path(std::string_view url, bool decode) {
     url_parts const parts = split_url(url);
-    return component(parts.path, decode && parts.is_url(), e_component::path);
+    return decode ? decoded_path(parts) : std::string(parts.path);
 }
 
 std::string url_query(std::string_view url, bool decode) {
@@ -210,9 +211,7 @@ std::string new_component(std::string_view text, bool encode, e_component which)
 
 /// The URL with another path, which neither becomes an authority nor runs into one.
 std::string with_path(url_parts parts, std::string path) {
-    if (parts.is_url() && !parts.has_authority && path.starts_with("//"))
-        path.erase(0, std::min(path.find_first_not_of('/'), path.size()) - 1);
-    if (parts.has_authority && !path.empty() && !path.starts_with('/')) path.insert(0, 1, '/');
+    fit_path(parts, path);
     parts.path = path;
     return join_url(parts);
 }
