@@ -13,6 +13,8 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
+#include <vector>
 
 namespace kxclientutil {
 
@@ -88,8 +90,12 @@ void finalize_without_source(finalization_run& run) {
     run.submission.set_property("workflow", workflow);
 }
 
+/// In byte order.
 void append_resources(resource_set const& collected, kxcore::property_list& resources) {
-    for (std::string const& resource : collected)
+    std::vector<std::string_view> sorted(collected.begin(), collected.end());
+    std::ranges::sort(sorted);
+    resources.reserve(resources.size() + sorted.size());
+    for (std::string_view const resource : sorted)
         resources.push_back(make_refcount<property_string>(resource));
 }
 

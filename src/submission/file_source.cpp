@@ -1,6 +1,7 @@
 #include "submission/file_source.h"
 
 #include "raising.h"
+#include "submission/base_scheme.h"
 #include "submission/finalization_run.h"
 #include "submission/settings.h"
 #include "submission/wiring.h"
@@ -26,18 +27,20 @@ using kxcore::property_list;
 using kxcore::property_string;
 using kxworkflow::workflow_builder;
 
-/// The entries of a source, to be changed as long as nobody else holds them.
-struct source_files {
-    std::vector<ptr_refcount<properties>> entries;
+/// What becomes of the URLs of a source's files, in their order.
+struct source_urls {
+    std::vector<ptr_refcount<property_string>> uris;
     bool remote = false;
 };
 
-source_files rewrite_files(properties const& source, finalization_run& run);
-std::string file_url(kxcore::property_handle const& entry, std::size_t index);
+source_urls rewrite_urls(property_list const& files, finalization_run& run);
+std::string_view file_url(kxcore::property_handle const& entry, std::size_t index);
+std::string folder_of(kxbase::url_parts uri);
 void describe_source(workflow_builder& builder, properties const& source, bool image_sequence);
 void feed_from_main_localizer(workflow_builder& builder, std::vector<task_input>& inputs);
-void set_targets(source_files const& files, std::vector<task_input> const& inputs);
-ptr_refcount<property_list> file_list(source_files const& files);
+ptr_refcount<property_list> target_list(std::vector<task_input> const& inputs);
+ptr_refcount<property_list> rewritten_files(property_list const& files, source_urls const& urls,
+                                            ptr_refcount<property_list> const& targets);
 
 } // namespace
 
@@ -45,13 +48,13 @@ void finalize_file_source(finalization_run& run, bool image_sequence) {
     auto const source = make_refcount<properties>(*run.submission.get_properties_value("file-source"));
     workflow_builder builder(*run.submission.get_properties_value("workflow"), run.plugins, run.constraints);
 
-    source_files const files = rewrite_files(*source, run);
+    auto const files = source->get_list_value("files");
+    source_urls const urls = rewrite_urls(*files, run);
     describe_source(builder, *source, image_sequence);
     finalize_workflow(builder, run);
     std::vector<task_input> inputs = unfed_source_inputs(builder);
-    if (files.remote) feed_from_main_localizer(builder, inputs);
-    set_targets(files, inputs);
-    source->set_property("files", file_list(files));
+    if (urls.remote) feed_from_main_localizer(builder, inputs);
+    source->set_property("files", rewritten_files(*files, urls, target_list(inputs)));
 
     auto const workflow = make_refcount<properties>(false);
     builder.export_workflow(*workflow);
@@ -63,35 +66,37 @@ namespace {
 
 /// Remote is what the node has to fetch through a localizer: exactly "ftp" and "http". Other schemes are neither remote
 /// nor resources, "https" among them; the tasks read them as they are.
-source_files rewrite_files(properties const& source, finalization_run& run) {
+source_urls rewrite_urls(property_list const& files, finalization_run& run) {
     std::string const nodes = node_list(run.settings);
-    auto const listed = source.get_list_value("files");
-    source_files files;
-    files.entries.reserve(listed->size());
-    for (std::size_t index = 0; index < listed->size(); ++index) {
-        kxcore::property_handle const& entry = (*listed)[index];
-        std::string const uri = create_resource_uri(file_url(entry, index), nodes, run.settings.resource_uri_option);
-        std::string const scheme = kxbase::split_scheme(kxbase::url_scheme(uri), '+').first;
+    source_urls urls;
+    urls.uris.reserve(files.size());
+    for (std::size_t index = 0; index < files.size(); ++index) {
+        std::string const uri =
+            create_resource_uri(file_url(files[index], index), nodes, run.settings.resource_uri_option);
+        kxbase::url_parts const parts = kxbase::split_url(uri);
+        std::string_view const scheme = base_scheme(parts);
         if (scheme == "kxrc")
-            run.resources.insert(kxbase::url_path_set_file(uri, ""));
+            run.resources.insert(folder_of(parts));
         else if (scheme == "ftp" || scheme == "http")
-            files.remote = true;
-
-        auto const file = make_refcount<properties>(static_cast<properties const&>(*entry));
-        file->set_property("url", make_refcount<property_string>(uri));
-        file->erase("target");
-        files.entries.push_back(file);
+            urls.remote = true;
+        urls.uris.push_back(make_refcount<property_string>(uri));
     }
-    return files;
+    return urls;
 }
 
-std::string file_url(kxcore::property_handle const& entry, std::size_t index) {
+std::string_view file_url(kxcore::property_handle const& entry, std::size_t index) {
     auto const* const file = kxcore::property_cast<properties>(entry.get());
     auto const* const url = file ? kxcore::property_cast<property_string>(file->find("url")) : nullptr;
     if (!url)
         raise_from<kxbase::es::arg>(submission_source_path,
                                     "file-source{files}[" + std::to_string(index) + "]{url}: a string was expected");
-    return std::string(url->value());
+    return url->value();
+}
+
+/// The URI without the file's name; query and fragment stay.
+std::string folder_of(kxbase::url_parts uri) {
+    uri.path = uri.path.substr(0, uri.path.rfind('/') + 1);
+    return kxbase::join_url(uri);
 }
 
 void describe_source(workflow_builder& builder, properties const& source, bool image_sequence) {
@@ -111,22 +116,27 @@ void feed_from_main_localizer(workflow_builder& builder, std::vector<task_input>
     inputs.push_back({main_localizer_wtid, "source-url"});
 }
 
-/// All files share one list of targets.
-void set_targets(source_files const& files, std::vector<task_input> const& inputs) {
+ptr_refcount<property_list> target_list(std::vector<task_input> const& inputs) {
     auto const targets = make_refcount<property_list>();
     targets->reserve(inputs.size());
     for (task_input const& input : inputs)
         targets->push_back(make_refcount<property_string>(kxworkflow::wpath_create(input.wtid, input.input)));
-    for (ptr_refcount<properties> const& file : files.entries)
-        file->set_property("targets", targets);
+    return targets;
 }
 
-ptr_refcount<property_list> file_list(source_files const& files) {
-    auto const list = make_refcount<property_list>();
-    list->reserve(files.entries.size());
-    for (ptr_refcount<properties> const& file : files.entries)
-        list->push_back(file);
-    return list;
+/// All files share one list of targets.
+ptr_refcount<property_list> rewritten_files(property_list const& files, source_urls const& urls,
+                                            ptr_refcount<property_list> const& targets) {
+    auto const rewritten = make_refcount<property_list>();
+    rewritten->reserve(files.size());
+    for (std::size_t index = 0; index < files.size(); ++index) {
+        auto file = make_refcount<properties>(static_cast<properties const&>(*files[index]));
+        file->set_property("url", urls.uris[index]);
+        file->set_property("targets", targets);
+        file->erase("target");
+        rewritten->push_back(std::move(file));
+    }
+    return rewritten;
 }
 
 } // namespace

@@ -3,13 +3,13 @@
 
 #include <kxclientutil/submission.h>
 
-#include <set>
 #include <string>
+#include <unordered_set>
 
 namespace kxclientutil {
 
-/// The resource URIs that a run collects, each once, in byte order.
-using resource_set = std::set<std::string, std::less<>>;
+/// The resource URIs that a run collects, each once.
+using resource_set = std::unordered_set<std::string>;
 
 /// The arguments of a run and what it collects; lives as long as the call.
 struct finalization_run {

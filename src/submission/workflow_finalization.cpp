@@ -1,6 +1,7 @@
 #include "submission/workflow_finalization.h"
 
 #include "raising.h"
+#include "submission/base_scheme.h"
 #include "submission/finalization_run.h"
 #include "submission/settings.h"
 #include "submission/workflow_variables.h"
@@ -13,6 +14,7 @@
 #include <kxcore/properties.h>
 #include <kxcore/property_values.h>
 #include <kxcore/property_walk.h>
+#include <kxworkflow/task_editor.h>
 #include <kxworkflow/workflow_builder.h>
 
 namespace kxclientutil {
@@ -24,6 +26,7 @@ using kxcore::properties;
 using kxcore::property_bool;
 using kxcore::property_handle;
 using kxcore::property_int;
+using kxcore::property_kind;
 using kxcore::property_string;
 using kxworkflow::workflow_builder;
 
@@ -83,6 +86,8 @@ void configure_priority(workflow_builder& builder, finalize_sub_conf const& sett
 
 /// The more particular comes later and wins: values for all tasks, then for a name, then for a type.
 void give_input_values(workflow_builder& builder, finalize_sub_conf const& settings) {
+    if (settings.in_values.empty() && settings.task_name_in_values.empty() && settings.task_type_in_values.empty())
+        return;
     for (auto const& [wtid, view] : tasks_of(builder)) {
         addressed_task const task{wtid, view->get_name(), view->get_type()};
         offer_values(builder, task, settings.in_values);
@@ -126,25 +131,28 @@ void refuse_input(std::string const& message) {
 
 /// Keeps the name that a task was submitted with, whatever becomes of its own name later.
 void record_task_names(workflow_builder& builder) {
-    for (auto const& [wtid, view] : tasks_of(builder))
-        builder.add_task_ext_meta(wtid, "KVD-8292", make_refcount<property_string>(view->get_name()));
+    builder.for_each_task([](kxworkflow::task_editor& task) {
+        task.add_ext_meta("KVD-8292", make_refcount<property_string>(task.get_name()));
+    });
 }
 
 /// A resource is collected even where its URI stands in the configuration already, as after an earlier finalization.
 void collect_resources(workflow_builder& builder, finalization_run& run) {
     std::string const nodes = node_list(run.settings);
-    for (auto const& [wtid, view] : tasks_of(builder)) {
-        properties configuration = *view->get_configuration();
-        auto const to_resource = [&](std::string_view, property_handle const& leaf) -> property_handle {
-            if (!is_url_to_physical_resource(leaf)) return leaf;
-            std::string const value(static_cast<property_string const&>(*leaf).value());
-            std::string const uri = create_resource_uri(value, nodes, run.settings.resource_uri_option);
-            if (kxbase::split_scheme(kxbase::url_scheme(uri), '+').first == "kxrc" && !uri.starts_with("kxrc:/#!"))
-                run.resources.insert(uri);
-            return uri == value ? leaf : make_refcount<property_string>(uri);
-        };
-        if (kxcore::rewrite_leaves(configuration, to_resource) != 0) builder.configure_task(wtid, configuration);
-    }
+    kxcore::value_replacer const to_resource = [&](property_handle const& leaf) -> property_handle {
+        if (!is_url_to_physical_resource(leaf)) return {};
+        std::string_view const value = static_cast<property_string const&>(*leaf).value();
+        std::string uri = create_resource_uri(value, nodes, run.settings.resource_uri_option);
+        property_handle changed;
+        if (uri != value) changed = make_refcount<property_string>(uri);
+        if (base_scheme(uri) == "kxrc" && !uri.starts_with("kxrc:/#!")) run.resources.insert(std::move(uri));
+        return changed;
+    };
+    builder.for_each_task([&](kxworkflow::task_editor& task) {
+        properties configuration = *task.get_configuration();
+        if (kxcore::replace_values(configuration, property_kind::string, to_resource) != 0)
+            task.configure(make_refcount<properties>(std::move(configuration)));
+    });
 }
 
 void finish(workflow_builder& builder) {

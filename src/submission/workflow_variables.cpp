@@ -11,6 +11,7 @@
 #include <kxcore/property_special.h>
 #include <kxcore/property_values.h>
 #include <kxcore/property_walk.h>
+#include <kxworkflow/task_editor.h>
 #include <kxworkflow/workflow_builder.h>
 
 #include <algorithm>
@@ -34,7 +35,7 @@ struct variable {
     std::string query;
 };
 
-property_handle resolved_leaf(workflow_builder const& builder, property_handle const& leaf);
+property_handle resolved_text(workflow_builder const& builder, property_handle const& leaf);
 std::optional<variable> read_variable(std::string_view text);
 property_handle value_of(workflow_builder const& builder, variable const& of);
 
@@ -42,15 +43,12 @@ property_handle value_of(workflow_builder const& builder, variable const& of);
 
 // Leaves are replaced in a copy of the configuration and never set by their paths: no leaf is too deep or too odd.
 void resolve_workflow_variables(workflow_builder& builder) {
-    std::map<std::string, kxworkflow::task_proxy> tasks;
-    builder.get_tasks(tasks);
-    for (auto const& [wtid, view] : tasks) {
-        kxcore::properties configuration = *view->get_configuration();
-        auto const resolve = [&](std::string_view, property_handle const& leaf) {
-            return resolved_leaf(builder, leaf);
-        };
-        if (kxcore::rewrite_leaves(configuration, resolve) != 0) builder.configure_task(wtid, configuration);
-    }
+    kxcore::value_replacer const resolve = [&](property_handle const& leaf) { return resolved_text(builder, leaf); };
+    builder.for_each_task([&](kxworkflow::task_editor& task) {
+        kxcore::properties configuration = *task.get_configuration();
+        if (kxcore::replace_values(configuration, kxcore::property_kind::string, resolve) != 0)
+            task.configure(make_refcount<kxcore::properties>(std::move(configuration)));
+    });
 }
 
 namespace {
@@ -89,13 +87,9 @@ constexpr std::array<std::string_view, 15> dynamic_contexts{
     "day.short-name", "hours.HH", "minutes.MM", "seconds.SS", "hostname",   "node-id",          "platform",
 };
 
-property_handle resolved_leaf(workflow_builder const& builder, property_handle const& leaf) {
-    auto const* const text = kxcore::property_cast<property_string>(leaf.get());
-    if (!text) return leaf;
-    auto const found = read_variable(text->value());
-    if (!found) return leaf;
-    property_handle const value = value_of(builder, *found);
-    return value ? value : leaf;
+property_handle resolved_text(workflow_builder const& builder, property_handle const& leaf) {
+    auto const found = read_variable(static_cast<property_string const&>(*leaf).value());
+    return found ? value_of(builder, *found) : property_handle();
 }
 
 /// A name in a text ("source.filename", with or without dollar signs) is as good as the URI that stands for it, and is

@@ -49,6 +49,30 @@ TEST(property_walk, skips_nothing_for_its_length_or_its_key) {
     EXPECT_EQ(visited(rewritten), "{}=true {x}=true a{b}[0]=true " + long_key + "=true ");
 }
 
+TEST(property_walk, replaces_values_of_one_kind) {
+    properties tree = sample();
+    property_handle const numbers_before = tree.get_referenced_property("list[1]{y}");
+    std::string seen;
+    std::size_t const count = replace_values(tree, property_kind::string, [&](property_handle const& value) {
+        seen += value->to_string();
+        if (value->to_string() == "1") return property_handle();
+        if (value->to_string() == "2") return value;
+        return property_handle(flag(true));
+    });
+    EXPECT_EQ(seen, "1235");
+    EXPECT_EQ(count, 2U);
+    EXPECT_EQ(visited(tree), "a=1 list[0]=2 list[1]{x}=true list[1]{y}=4 tree{deep}{z}=true ");
+    EXPECT_EQ(tree.get_referenced_property("list[1]{y}"), numbers_before);
+}
+
+TEST(property_walk, replaces_no_trees_and_lists) {
+    for (property_kind const kind : {property_kind::properties, property_kind::list}) {
+        properties tree = sample();
+        EXPECT_EQ(replace_values(tree, kind, [](property_handle const&) { return property_handle(flag(true)); }), 0U);
+        EXPECT_EQ(tree, sample());
+    }
+}
+
 TEST(property_walk, lists_paths_up_to_the_limit_of_expansion) {
     properties const tree("ab", text("1"), "c", list({text("2"), number(3)}));
     kxbase::limits limits = kxbase::current_limits();

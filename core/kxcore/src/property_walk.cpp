@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <list>
+#include <optional>
 #include <type_traits>
 #include <vector>
 
@@ -38,10 +39,16 @@ void list_references(properties const& tree, property_kind const* kind, std::lis
 template <class Visitor>
 void walk_leaves(property const& container, Visitor const& visitor);
 
-/// Walks the tree and asks `decide(path, key, value)` about every child for what stands in its place: the same handle
-/// to leave it, and to go into a container.
-template <class Decide>
+/// What stands in the place of a child, an empty handle to erase it; nothing to leave it, and to go into a container.
+using decision = std::optional<property_handle>;
+
+/// Walks the tree and asks `decide(path, key, value, kind)` about every child.
+template <bool with_path, class Decide>
 std::size_t rewrite(properties& tree, Decide const& decide);
+
+constexpr bool is_container(property_kind kind) {
+    return kind == property_kind::properties || kind == property_kind::list;
+}
 
 } // namespace
 
@@ -57,21 +64,41 @@ void visit_leaves(property_list const& list, leaf_visitor const& visitor) {
 }
 
 std::size_t rewrite_leaves(properties& tree, leaf_rewriter const& rewriter) {
-    return rewrite(tree, [&](std::string_view path, property_key const&, property_handle const& value) {
-        return detail::is_container(*value) ? value : rewriter(path, value);
-    });
+    return rewrite<true>(
+        tree,
+        [&](std::string_view path, property_key const&, property_handle const& value, property_kind kind) -> decision {
+            if (is_container(kind)) return std::nullopt;
+            property_handle rewritten = rewriter(path, value);
+            if (rewritten == value) return std::nullopt;
+            return rewritten;
+        });
+}
+
+std::size_t replace_values(properties& tree, property_kind kind, value_replacer const& replacer) {
+    return rewrite<false>(
+        tree,
+        [&](std::string_view, property_key const&, property_handle const& value, property_kind found) -> decision {
+            if (found != kind || is_container(kind)) return std::nullopt;
+            property_handle replacement = replacer(value);
+            if (!replacement || replacement == value) return std::nullopt;
+            return replacement;
+        });
 }
 
 std::size_t erase_members(properties& tree, member_predicate const& predicate) {
-    return rewrite(tree, [&](std::string_view path, property_key const&, property_handle const& value) {
-        return predicate(path, value) ? property_handle() : value;
-    });
+    return rewrite<true>(
+        tree, [&](std::string_view path, property_key const&, property_handle const& value, property_kind) -> decision {
+            if (predicate(path, value)) return property_handle();
+            return std::nullopt;
+        });
 }
 
 std::size_t properties::recursive_erase_ids(std::string_view key) {
-    return rewrite(*this, [key](std::string_view, property_key const& found, property_handle const& value) {
-        return &found != &children::no_key() && found.text() == key ? property_handle() : value;
-    });
+    return rewrite<false>(
+        *this, [key](std::string_view, property_key const& found, property_handle const&, property_kind) -> decision {
+            if (&found != &children::no_key() && found.text() == key) return property_handle();
+            return std::nullopt;
+        });
 }
 
 void properties::get_leaf_references(std::list<std::string>& paths) const {
@@ -91,27 +118,33 @@ void walk_leaves(property const& container, Visitor const& visitor) {
     }
 }
 
-template <class Decide>
+template <bool with_path, class Decide>
 std::size_t rewrite(properties& tree, Decide const& decide) {
+    constexpr std::size_t usual_depth = 8;
     properties const held(tree);
     std::string path;
     std::size_t count = 0;
     std::vector<change> changes;
-    std::vector<open_container> open{{&held, children(held), 0, 0}};
+    std::vector<open_container> open;
+    open.reserve(usual_depth);
+    open.push_back({&held, children(held), 0, 0});
     while (true) {
         open_container& current = open.back();
-        path.resize(current.path_size);
         if (!current.rest.at_end()) {
-            detail::append_step(path, open.size(), current.rest);
+            if constexpr (with_path) {
+                path.resize(current.path_size);
+                detail::append_step(path, open.size(), current.rest);
+            }
             property_handle const& value = current.rest.value();
+            property_kind const kind = value->kind();
             std::size_t const index = current.rest.index();
-            property_handle decided = decide(path, current.rest.key(), value);
+            decision decided = decide(path, current.rest.key(), value, kind);
             current.rest.next();
-            if (decided != value) {
+            if (decided) {
                 ++count;
-                changes.push_back({index, std::move(decided)});
-            } else if (detail::is_container(*value)) {
-                open.push_back({value.get(), children(*value), path.size(), changes.size()});
+                changes.push_back({index, *std::move(decided)});
+            } else if (is_container(kind)) {
+                open.push_back({value.get(), children(*value, kind), path.size(), changes.size()});
             }
             continue;
         }

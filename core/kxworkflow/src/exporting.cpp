@@ -51,7 +51,7 @@ kxbase::ptr_refcount<task const> const& make_view(task_record const& of) {
     snapshot->name = of.name;
     snapshot->info = of.info;
     snapshot->configuration = of.configuration;
-    snapshot->published = copy_subtree(of.document, keys::published_outputs, of.wtid);
+    snapshot->published = copy_subtree(of.document, keys::published_outputs, of);
     for (source_entry const* const source : sources_in_order(of)) {
         connection_key const& key = source->first;
         snapshot->fed[key.to_node].push_back(snapshot->sources.size());

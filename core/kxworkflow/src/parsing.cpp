@@ -31,10 +31,9 @@ struct wiring {
 };
 
 void check_workflow(kxcore::properties const& workflow);
-std::string place_in_list(std::size_t index, kxcore::properties const& task);
-task_record parse_task(properties_handle const& document, bool keep_id, std::string_view place,
+task_record parse_task(properties_handle const& document, bool keep_id, place const& where,
                        workflow_content const& content);
-std::string parse_plid(std::string_view id, std::string_view place, kxcore::properties const& document);
+std::string parse_plid(std::string_view id, place const& where, kxcore::properties const& document);
 wiring find_wiring(task_record const& task, workflow_content& content);
 kxcore::properties const& entry_tree(kxcore::property const& entry, std::string_view place);
 std::vector<wiring::source> find_sources(task_record const& task, workflow_content& content);
@@ -62,10 +61,10 @@ void parse_workflow(kxcore::properties const& workflow, workflow_content& conten
         if (!document)
             raise_wrong_kind(workflow_place, "tasks[" + std::to_string(i) + "]", (*list)[i]->kind(),
                              kxcore::property_kind::properties);
-        std::string const place = place_in_list(i, *document);
-        task_record task = parse_task(document, true, place, content);
+        place const where(i, *document);
+        task_record task = parse_task(document, true, where, content);
         if (content.find(task.wtid) != nullptr)
-            kxbase::es::arg::raise(place + ": its \"id\" is taken by an earlier task");
+            kxbase::es::arg::raise(where.text() + ": its \"id\" is taken by an earlier task");
         in_order.push_back(&content.insert(std::move(task)));
     }
     // Tasks may name tasks that come after them, so wiring waits until all are there.
@@ -96,8 +95,8 @@ task_record& parse_new_task(properties_handle const& document, workflow_content&
 namespace {
 
 template <class T>
-void check_kind(kxcore::properties const& tree, std::string_view key, std::string_view place) {
-    static_cast<void>(find_member<T>(tree, key, place));
+void check_kind(kxcore::properties const& tree, std::string_view key, place const& where) {
+    static_cast<void>(find_member<T>(tree, key, where));
 }
 
 void check_workflow(kxcore::properties const& workflow) {
@@ -108,34 +107,27 @@ void check_workflow(kxcore::properties const& workflow) {
     check_kind<kxcore::property_int>(workflow, keys::type, workflow_place);
 }
 
-std::string place_in_list(std::size_t index, kxcore::properties const& task) {
-    std::string place = "workflow tasks[" + std::to_string(index) + "]";
-    if (auto const* const id = kxcore::property_cast<kxcore::property_string>(task.find(keys::id)))
-        place += " '" + std::string(id->value()) + "'";
-    return place;
-}
-
-task_record parse_task(properties_handle const& document, bool keep_id, std::string_view place,
+task_record parse_task(properties_handle const& document, bool keep_id, place const& where,
                        workflow_content const& content) {
-    auto const* const id = find_member<kxcore::property_string>(*document, keys::id, place);
+    auto const* const id = find_member<kxcore::property_string>(*document, keys::id, where);
     task_record task;
-    task.plid = parse_plid(id != nullptr ? id->value() : std::string_view(), place, *document);
+    task.plid = parse_plid(id != nullptr ? id->value() : std::string_view(), where, *document);
     task.info = content.plugins.describe_plugin(task.plid);
-    if (!task.info) kxbase::es::arg::raise(std::string(place) + ": unknown plugin '" + task.plid + "'");
+    if (!task.info) kxbase::es::arg::raise(where.text() + ": unknown plugin '" + task.plid + "'");
     keep_id = keep_id && id != nullptr;
     task.wtid = keep_id ? std::string(id->value()) : wtid_new(task.plid);
     if (task.wtid.find('>') != std::string::npos)
-        kxbase::es::arg::raise(std::string(place) + ": its \"id\" holds '>', which separates a task from its input");
+        kxbase::es::arg::raise(where.text() + ": its \"id\" holds '>', which separates a task from its input");
 
-    if (auto const* const name = find_member<kxcore::property_string>(*document, keys::name, place))
+    if (auto const* const name = find_member<kxcore::property_string>(*document, keys::name, where))
         task.name = name->value();
-    auto const* const configuration = find_member<kxcore::properties>(*document, keys::configuration, place);
+    auto const* const configuration = find_member<kxcore::properties>(*document, keys::configuration, where);
     task.configuration =
         configuration != nullptr ? properties_handle(configuration) : kxbase::make_refcount<kxcore::properties>(false);
     for (std::string_view const key : {keys::ext_meta, keys::published_outputs})
-        check_kind<kxcore::properties>(*document, key, place);
-    check_kind<kxcore::property_constraint>(*document, keys::requirements, place);
-    check_kind<kxcore::property_int>(*document, keys::flags, place);
+        check_kind<kxcore::properties>(*document, key, where);
+    check_kind<kxcore::property_constraint>(*document, keys::requirements, where);
+    check_kind<kxcore::property_int>(*document, keys::flags, where);
 
     task.document = *document;
     if (keep_id && document->is_present(keys::plugin_id)) task.exported = document;
@@ -145,16 +137,15 @@ task_record parse_task(properties_handle const& document, bool keep_id, std::str
     return task;
 }
 
-std::string parse_plid(std::string_view id, std::string_view place, kxcore::properties const& document) {
-    auto const* const plugin_id = find_member<kxcore::property_string>(document, keys::plugin_id, place);
+std::string parse_plid(std::string_view id, place const& where, kxcore::properties const& document) {
+    auto const* const plugin_id = find_member<kxcore::property_string>(document, keys::plugin_id, where);
     if (plugin_id == nullptr) {
-        if (id.empty())
-            kxbase::es::arg::raise(std::string(place) + R"(: neither "id" nor "plugin-id" says what it is)");
+        if (id.empty()) kxbase::es::arg::raise(where.text() + R"(: neither "id" nor "plugin-id" says what it is)");
         return wtid_plid(id);
     }
     // Whoever looks for the encoders of a workflow goes by the ids, so the two must not tell different stories.
     if (document.is_present(keys::id) && wtid_plid(id) != plugin_id->value())
-        kxbase::es::arg::raise(std::string(place) + ": its \"plugin-id\" is '" + std::string(plugin_id->value()) +
+        kxbase::es::arg::raise(where.text() + ": its \"plugin-id\" is '" + std::string(plugin_id->value()) +
                                "', but its \"id\" names the plugin '" + wtid_plid(id) + "'");
     return std::string(plugin_id->value());
 }
@@ -166,7 +157,7 @@ wiring find_wiring(task_record const& task, workflow_content& content) {
 
 std::vector<wiring::source> find_sources(task_record const& task, workflow_content& content) {
     std::vector<wiring::source> sources;
-    auto const* const list = find_member<kxcore::property_list>(task.document, keys::input_connections, place_of(task));
+    auto const* const list = find_member<kxcore::property_list>(task.document, keys::input_connections, task);
     if (list == nullptr) return sources;
     for (std::size_t i = 0; i < list->size(); ++i) {
         std::string const place = place_of(task) + ", input-connections[" + std::to_string(i) + "]";
@@ -182,7 +173,7 @@ std::vector<wiring::source> find_sources(task_record const& task, workflow_conte
 
 std::vector<wiring::wait> find_waits(task_record const& task, std::string_view key, workflow_content& content) {
     std::vector<wiring::wait> waits;
-    auto const* const list = find_member<kxcore::property_list>(task.document, key, place_of(task));
+    auto const* const list = find_member<kxcore::property_list>(task.document, key, task);
     if (list == nullptr) return waits;
     for (std::size_t i = 0; i < list->size(); ++i) {
         std::string const place = place_of(task) + ", " + std::string(key) + "[" + std::to_string(i) + "]";

@@ -63,11 +63,15 @@ void derive_requirements(workflow_content& content, bool refresh_present, bool a
             outdated.emplace_back(&task, std::move(own));
     }
     deriver derivation(content);
+    kxbase::ptr_refcount<kxcore::property_constraint const> requirements;
     for (auto const& [task, own] : outdated) {
         task->derived_for = content.capabilities_version;
         database_handle const derived = derivation.derive(*task, own);
         if (derived == own) continue;
-        task->document.set_property(keys::requirements, kxbase::make_refcount<kxcore::property_constraint>(derived));
+        // Tasks that come one after the other share more often than not.
+        if (!requirements || requirements->value() != derived)
+            requirements = kxbase::make_refcount<kxcore::property_constraint>(derived);
+        task->document.set_property(keys::requirements, requirements);
         task->touch();
     }
 }
@@ -85,8 +89,7 @@ void add_requirement(task_record& task, std::string_view name,
 namespace {
 
 database_handle own_requirements(task_record const& task) {
-    auto const* const found =
-        find_member<kxcore::property_constraint>(task.document, keys::requirements, place_of(task));
+    auto const* const found = find_member<kxcore::property_constraint>(task.document, keys::requirements, task);
     if (found == nullptr) return {};
     if (found->value()->kind() != kxcore::constraint_kind::database)
         kxbase::es::arg::raise(place_of(task) + ": \"requirements\" is not a constraint db");

@@ -18,6 +18,7 @@ public:
     source_finder(task_snapshot const& of, std::string_view input) : of_(of), input_(input) {}
 
     [[nodiscard]] std::vector<std::string> find() {
+        if (of_.fed.empty()) return {};
         take_exactly(input_);
         for (std::size_t i = 0; i < input_.size(); ++i)
             if (is_step(input_[i])) take_exactly(input_.substr(0, i));
@@ -55,6 +56,10 @@ private:
     std::string_view input_;
     std::vector<std::size_t> indices_;
 };
+
+bool is_tree_or_list(kxcore::property const& value) {
+    return value.kind() == kxcore::property_kind::properties || value.kind() == kxcore::property_kind::list;
+}
 
 void append_in_node(task_snapshot const& of, std::string_view input, kxcore::property_handle const& value,
                     task::node_list& nodes) {
@@ -112,15 +117,18 @@ void task::get_published_in_nodes(node_list& nodes) const {
         kxcore::property_handle const value = snapshot_->configuration->get_property(input.name);
         // What other tasks publish feeds it, and a workflow's source must not: "extra-source-urls" reads like a source.
         if (input.publishable && !value) continue;
+        if (!value || !is_tree_or_list(*value)) {
+            append_in_node(*snapshot_, input.name, value, nodes);
+            continue;
+        }
         // The leaves of a tree or list that stands under a member are seen through a tree with that one member, whose
         // paths are those of the configuration.
         bool any_leaf = false;
-        if (value)
-            kxcore::visit_leaves(kxcore::properties(input.name, value),
-                                 [&](std::string_view path, kxcore::property_handle const& leaf) {
-                                     append_in_node(*snapshot_, path, leaf, nodes);
-                                     any_leaf = true;
-                                 });
+        kxcore::visit_leaves(kxcore::properties(input.name, value),
+                             [&](std::string_view path, kxcore::property_handle const& leaf) {
+                                 append_in_node(*snapshot_, path, leaf, nodes);
+                                 any_leaf = true;
+                             });
         if (!any_leaf) append_in_node(*snapshot_, input.name, value, nodes);
     }
 }

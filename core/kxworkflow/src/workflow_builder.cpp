@@ -9,6 +9,7 @@
 
 #include <kxcore/constraint_db.h>
 #include <kxworkflow/identifiers.h>
+#include <kxworkflow/task_editor.h>
 
 #include <utility>
 
@@ -92,6 +93,13 @@ void workflow_builder::get_tasks(std::map<std::string, task_proxy>& tasks) const
         tasks.emplace_hint(tasks.end(), wtid, make_view(task));
 }
 
+void workflow_builder::for_each_task(std::function<void(task_editor&)> const& edit) {
+    for (auto& [wtid, task] : content_->tasks) {
+        task_editor editor(*content_, task);
+        edit(editor);
+    }
+}
+
 task_proxy workflow_builder::get_task(std::string_view wtid) const {
     return task_proxy(make_view(content_->require(wtid)));
 }
@@ -145,10 +153,7 @@ void workflow_builder::configure_task(std::string_view wtid, kxcore::properties 
 }
 
 void workflow_builder::add_task_ext_meta(std::string_view wtid, std::string_view key, kxcore::property_handle value) {
-    task_record& task = content_->require(wtid);
-    require_key(key, "meta data key", place_of(task));
-    set_in_subtree(task.document, keys::ext_meta, key, std::move(value), place_of(task));
-    task.touch();
+    task_editor(*content_, content_->require(wtid)).add_ext_meta(key, std::move(value));
 }
 
 std::size_t workflow_builder::find_task_with_configuration_value(std::string_view plid, std::string_view key,

@@ -35,7 +35,7 @@ task_record& workflow_content::insert(task_record task) {
     task.wtid_text = kxbase::make_refcount<kxcore::property_string>(task.wtid);
     std::string wtid = task.wtid;
     task_record& placed = tasks.emplace(std::move(wtid), std::move(task)).first->second;
-    by_sequence.emplace(placed.sequence, &placed);
+    by_sequence.emplace_hint(by_sequence.end(), placed.sequence, &placed);
     index.add(placed);
     return placed;
 }

@@ -43,10 +43,10 @@ void workflow_builder::set_in_value(std::string_view wtid, std::string_view inpu
 
 void workflow_builder::publish_out(std::string_view wtid, std::string_view output, kxcore::property_handle value) {
     task_record& task = content_->require(wtid);
-    require_key(output, "output", place_of(task));
+    require_key(output, "output", task);
     if (!value)
         kxbase::es::arg::raise(place_of(task) + ": nothing to publish at the output '" + std::string(output) + "'");
-    set_in_subtree(task.document, keys::published_outputs, output, std::move(value), place_of(task));
+    set_in_subtree(task.document, keys::published_outputs, output, std::move(value), task);
     task.touch();
 }
 
@@ -55,7 +55,7 @@ void workflow_builder::get_published_outputs(std::string_view wtid, std::list<st
     std::set<std::string, std::less<>> names;
     for (kxcore::plugin_published_value const& each : task.info->get_published())
         names.insert(each.name);
-    kxcore::properties const published = copy_subtree(task.document, keys::published_outputs, place_of(task));
+    kxcore::properties const published = copy_subtree(task.document, keys::published_outputs, task);
     for (kxcore::property_member const& each : published)
         names.emplace(each.key());
     outputs.insert(outputs.end(), names.begin(), names.end());

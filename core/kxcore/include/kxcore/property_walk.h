@@ -19,6 +19,9 @@ using leaf_visitor = std::function<void(std::string_view path, property_handle c
 /// to erase it.
 using leaf_rewriter = std::function<property_handle(std::string_view path, property_handle const& value)>;
 
+/// Sees a leaf and gives what stands in its place; an empty handle leaves it.
+using value_replacer = std::function<property_handle(property_handle const& value)>;
+
 /// Sees a member or element, trees and lists included, before what is in it, and says whether it goes.
 using member_predicate = std::function<bool(std::string_view path, property_handle const& value)>;
 
@@ -33,6 +36,11 @@ KXCORE_EXPORT void visit_leaves(property_list const& list, leaf_visitor const& v
 ///
 /// @return the number of leaves replaced or erased
 KXCORE_EXPORT std::size_t rewrite_leaves(properties& tree, leaf_rewriter const& rewriter);
+
+/// As `rewrite_leaves` for leaves of one kind, and quicker: no path is made, and leaves of other kinds are passed over.
+///
+/// @return the number of leaves replaced
+KXCORE_EXPORT std::size_t replace_values(properties& tree, property_kind kind, value_replacer const& replacer);
 
 /// Erases the members and elements that the predicate picks, each with all that is in it; otherwise as
 /// `rewrite_leaves`. The paths that the predicate sees are those before anything is erased.

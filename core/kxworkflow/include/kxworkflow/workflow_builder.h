@@ -24,6 +24,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <map>
 #include <memory>
@@ -41,6 +42,7 @@ class property;
 
 namespace kxworkflow {
 
+class task_editor;
 struct workflow_content;
 
 /// Edits one workflow. Movable, not copyable; a builder that was moved from can only be
@@ -105,6 +107,11 @@ public:
 
     /// Views of all tasks, by wtid in byte order. What the map held before is gone.
     void get_tasks(std::map<std::string, task_proxy>& tasks) const;
+
+    /// Calls the function for every task, by wtid in byte order: for who does the same to all. The
+    /// function may ask the builder anything, but neither add nor remove tasks. When it raises, the
+    /// tasks before stay as it made them.
+    void for_each_task(std::function<void(task_editor&)> const& edit);
 
     /// The view of one task.
     [[nodiscard]] task_proxy get_task(std::string_view wtid) const;
