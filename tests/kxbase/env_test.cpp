@@ -52,6 +52,15 @@ private:
 
 } // namespace
 
+TEST_F(environment, variables_that_are_not_set_are_empty) {
+    set("TMPDIR", "/some/where else");
+    EXPECT_EQ(env::get_environment_variable("TMPDIR"), "/some/where else");
+    set("TMPDIR", "");
+    EXPECT_EQ(env::get_environment_variable("TMPDIR"), "");
+    ::unsetenv("TMPDIR");
+    EXPECT_EQ(env::get_environment_variable("TMPDIR"), "");
+}
+
 TEST_F(environment, names_the_folder_of_the_running_program) {
     std::string const path = env::get_executable_path();
     EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(path) / "kxbase_tests")) << path;

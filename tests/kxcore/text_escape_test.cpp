@@ -16,5 +16,15 @@ TEST(text_escape, leaves_a_malformed_escape_alone) {
     EXPECT_EQ(unescaped("%zz%4%%41%"), "%zz%4%A%");
 }
 
+TEST(text_escape, knows_the_digits_of_both_cases_and_no_others) {
+    std::string_view const digits = "0123456789abcdefABCDEF";
+    int const values[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 10, 11, 12, 13, 14, 15};
+    for (int byte = 0; byte < 256; ++byte) {
+        char const digit = static_cast<char>(byte);
+        std::size_t const at = digits.find(digit);
+        EXPECT_EQ(hex_digit_value(digit), at == std::string_view::npos ? -1 : values[at]) << byte;
+    }
+}
+
 } // namespace
 } // namespace kxcore::detail

@@ -89,6 +89,8 @@ TEST(xml_reading, tells_what_is_wrong_and_where) {
         {"<int key=\"a]b\">1</int>", "the key \"a]b\": "},
         {"<int key=\"a\">1</int><int key=\"a\">1</int>", "line 1, column 61: found the key \"a\" twice"},
         {"<int key=\"b\">1</int><int key=\"a\">1</int><int key=\"b\">1</int>", "the key 'b' comes twice in one tree"},
+        {"<int key=\"(limit key)\">1</int><int key=\"(\">1</int><int key=\"(limit key)\">1</int>",
+         "the key '(limit key)' comes twice in one tree"},
         {"<int key=\"a\" size=\"1\">1</int>", "found the unknown attribute \"size\" of <int>"},
         {"<int key=\"a\" encoding=\"base64\">MQ==</int>", "found the unknown attribute \"encoding\" of <int>"},
         {"<string key=\"a\" encoding=\"hex\">00</string>", "expected the encoding \"base64\", found \"hex\""},

@@ -16,7 +16,6 @@ namespace kxbase::env {
 
 namespace {
 
-std::string variable(char const* name);
 std::string without_trailing_separators(std::string path);
 std::string home_in_user_database();
 std::string documents_folder();
@@ -40,6 +39,11 @@ constexpr std::array<well_known_folder, 2> well_known_folders = {{
 
 } // namespace
 
+std::string get_environment_variable(char const* name) {
+    char const* const value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
 std::string get_executable_path() {
     std::error_code failed;
     auto const program = std::filesystem::read_symlink("/proc/self/exe", failed);
@@ -47,12 +51,12 @@ std::string get_executable_path() {
 }
 
 std::string get_user_home_path() {
-    std::string const home = variable("HOME");
+    std::string const home = get_environment_variable("HOME");
     return without_trailing_separators(is_absolute(home) ? home : home_in_user_database());
 }
 
 std::string get_default_tmp_path() {
-    std::string const folder = variable("TMPDIR");
+    std::string const folder = get_environment_variable("TMPDIR");
     return is_absolute(folder) ? without_trailing_separators(folder) : "/tmp";
 }
 
@@ -66,11 +70,6 @@ std::string get_folder_path(int folder_id) {
 }
 
 namespace {
-
-std::string variable(char const* name) {
-    char const* const value = std::getenv(name);
-    return value != nullptr ? value : "";
-}
 
 std::string without_trailing_separators(std::string path) {
     while (path.size() > 1 && path.ends_with('/'))
@@ -88,7 +87,7 @@ std::string home_in_user_database() {
 
 std::string documents_folder() {
     std::string const home = get_user_home_path();
-    std::string const set = variable("XDG_CONFIG_HOME");
+    std::string const set = get_environment_variable("XDG_CONFIG_HOME");
     std::string const configuration = is_absolute(set) ? set : home + "/.config";
     std::string const named = documents_in_user_dirs(configuration + "/user-dirs.dirs", home);
     if (!named.empty()) return named;
@@ -96,7 +95,7 @@ std::string documents_folder() {
 }
 
 std::string common_data_folder() {
-    std::string const folders = variable("XDG_DATA_DIRS");
+    std::string const folders = get_environment_variable("XDG_DATA_DIRS");
     if (folders.empty()) return "/usr/local/share";
     std::string_view left = folders;
     while (!left.empty()) { // the first one that is a folder at all: relative ones do not count

@@ -1,6 +1,6 @@
 #include <kxcore/installation.h>
 
-#include "src/installation_reader.h"
+#include "installation_reader.h"
 
 #include <kxbase/env.h>
 #include <kxbase/errors.h>
@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -23,7 +22,6 @@ namespace fs = std::filesystem;
 namespace {
 
 std::string absolute_folder(std::string_view folder);
-std::string environment(char const* name);
 [[noreturn]] void raise_problems(std::vector<installation_problem> const& problems);
 
 } // namespace
@@ -65,13 +63,13 @@ std::string const& installation::get_folder() const noexcept {
 }
 
 std::string installation::get_key_file() const {
-    std::string const named = environment("KX_KEY_FILE");
+    std::string const named = kxbase::env::get_environment_variable("KX_KEY_FILE");
     return named.empty() ? content_->folder + "/credentials.key" : named;
 }
 
 std::string find_installation_folder(std::string_view explicit_folder) {
     if (!explicit_folder.empty()) return std::string(explicit_folder);
-    if (std::string named = environment("KX_INSTALLATION"); !named.empty()) return named;
+    if (std::string named = kxbase::env::get_environment_variable("KX_INSTALLATION"); !named.empty()) return named;
 
     // The program's own tree first, so that an installation that was moved finds itself.
     std::array<std::string, 2> const candidates{kxbase::env::get_executable_path() + "/" KX_INSTALLATION_RELATIVE,
@@ -100,11 +98,6 @@ std::string absolute_folder(std::string_view folder) {
     std::string text = path.lexically_normal().string();
     if (text.size() > 1 && text.ends_with('/')) text.pop_back();
     return text;
-}
-
-std::string environment(char const* name) {
-    char const* const value = std::getenv(name);
-    return value == nullptr ? std::string() : std::string(value);
 }
 
 void raise_problems(std::vector<installation_problem> const& problems) {

@@ -1,6 +1,6 @@
-#include "src/installation_reader.h"
+#include "installation_reader.h"
 
-#include "src/plugin_document.h"
+#include "plugin_document.h"
 
 #include <kxbase/buffer.h>
 #include <kxbase/errors.h>

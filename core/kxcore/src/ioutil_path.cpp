@@ -1,5 +1,6 @@
 #include "ioutil_path.h"
 
+#include "text_escape.h"
 #include "transfer.h"
 #include "url_credentials.h"
 
@@ -34,21 +35,14 @@ std::string local_path(std::string_view url) {
 
 namespace {
 
-int digit_value(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
-
 /// All of it, but "%2F": unlike in a URL that is taken apart further, "%25" has no second meaning in a file's name, and
 /// no file's name holds a '/'.
 std::string percent_decoded(std::string_view text) {
     std::string decoded;
     for (std::size_t i = 0; i != text.size(); ++i) {
         bool const escape = text[i] == '%' && text.size() - i > 2;
-        int const high = escape ? digit_value(text[i + 1]) : -1;
-        int const low = escape ? digit_value(text[i + 2]) : -1;
+        int const high = escape ? detail::hex_digit_value(text[i + 1]) : -1;
+        int const low = escape ? detail::hex_digit_value(text[i + 2]) : -1;
         char const byte = static_cast<char>(high * 16 + low);
         if (high < 0 || low < 0 || byte == '/') {
             decoded += text[i];

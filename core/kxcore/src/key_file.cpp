@@ -1,6 +1,7 @@
 #include "key_file.h"
 
 #include "file_io.h"
+#include "text_escape.h"
 #include "unique_fd.h"
 
 #include <kxcore/process_context.h>
@@ -117,18 +118,11 @@ std::size_t read_text(int fd, key_text& text, std::string const& path) {
     return got;
 }
 
-int digit_value(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
-
 bool parse(key_text const& text, std::size_t size, credential_key& key) {
     if (size != digits && (size != text_size || text[digits] != '\n')) return false;
     for (std::size_t i = 0; i != key.bytes.size(); ++i) {
-        int const high = digit_value(text[2 * i]);
-        int const low = digit_value(text[2 * i + 1]);
+        int const high = detail::hex_digit_value(text[2 * i]);
+        int const low = detail::hex_digit_value(text[2 * i + 1]);
         if (high < 0 || low < 0) return false;
         key.bytes[i] = static_cast<unsigned char>(high * 16 + low);
     }

@@ -1,4 +1,4 @@
-#include "src/plugin_document.h"
+#include "plugin_document.h"
 
 #include <kxcore/constraint_db.h>
 #include <kxcore/constraint_enum.h>

@@ -1,6 +1,6 @@
 #include <kxcore/plugin_info.h>
 
-#include "src/plugin_document.h"
+#include "plugin_document.h"
 
 #include <kxbase/errors.h>
 #include <kxcore/properties.h>

@@ -5,19 +5,14 @@
 #include <kxcore/property_values.h>
 #include <kxcore/property_walk.h>
 
+#include <kxbase/env.h>
 #include <kxbase/errors.h>
 
-#include <cstdlib>
 #include <mutex>
 
 namespace kxcore {
 
 namespace {
-
-std::string environment(char const* name) {
-    char const* const value = std::getenv(name);
-    return value == nullptr ? std::string() : std::string(value);
-}
 
 std::string unwrapped(property_special const& special) {
     return special.type() == property_special::e_type::wrapped_urlupp ? credentials::unwrap_url(special.value())
@@ -47,12 +42,12 @@ void process_context::set_key_file(std::string path) {
 }
 
 std::string process_context::get_key_file() const {
-    if (std::string named = environment("KX_KEY_FILE"); !named.empty()) return named;
+    if (std::string named = kxbase::env::get_environment_variable("KX_KEY_FILE"); !named.empty()) return named;
     {
         std::scoped_lock const lock(state_->guard);
         if (!state_->key_file.empty()) return state_->key_file;
     }
-    std::string const installation = environment("KX_INSTALLATION");
+    std::string const installation = kxbase::env::get_environment_variable("KX_INSTALLATION");
     return installation.empty() ? std::string() : installation + "/credentials.key";
 }
 

@@ -2,23 +2,19 @@
 
 namespace kxcore::detail {
 
-namespace {
-
-int hex_digit(char digit) noexcept {
+int hex_digit_value(char digit) noexcept {
     if (digit >= '0' && digit <= '9') return digit - '0';
     if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
     if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
     return -1;
 }
 
-} // namespace
-
 std::string unescaped(std::string_view text) {
     std::string plain;
     plain.reserve(text.size());
     for (std::size_t at = 0; at < text.size(); ++at) {
-        int const high = text[at] == '%' && at + 2 < text.size() ? hex_digit(text[at + 1]) : -1;
-        int const low = high < 0 ? -1 : hex_digit(text[at + 2]);
+        int const high = text[at] == '%' && at + 2 < text.size() ? hex_digit_value(text[at + 1]) : -1;
+        int const low = high < 0 ? -1 : hex_digit_value(text[at + 2]);
         if (low < 0) {
             plain += text[at];
         } else {

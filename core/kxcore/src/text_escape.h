@@ -1,7 +1,7 @@
 #pragma once
 
 /// @file
-/// Percent escapes of the text forms.
+/// Percent escapes of the text forms, and the digits of escapes of all sorts.
 
 #include <string>
 #include <string_view>
@@ -23,6 +23,9 @@ void append_escaped(std::string& out, std::string_view text, Keep const& is_kept
         out += digits[value & 15U];
     }
 }
+
+/// The value of a hexadecimal digit in either case, -1 for another character.
+[[nodiscard]] int hex_digit_value(char digit) noexcept;
 
 /// Undoes escapes; a '%' that does not begin one stays.
 [[nodiscard]] std::string unescaped(std::string_view text);

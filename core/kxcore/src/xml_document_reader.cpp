@@ -224,9 +224,8 @@ void xml_reader::guarded(F&& callback) noexcept {
         return;
     } catch (read_failure const& failure) {
         failure_ = failure;
-    } catch (kxbase::es::arg const& error) {
-        failure_ = {is_about_limit(error.what()) ? e_document_fault::beyond_limit : e_document_fault::malformed,
-                    located(error.what())};
+    } catch (kxbase::es::arg const& error) { // limits have been dealt with where they are met
+        failure_ = {e_document_fault::malformed, located(error.what())};
     } catch (...) {
         failure_.emplace();
         error_ = std::current_exception();

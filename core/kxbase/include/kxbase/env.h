@@ -1,14 +1,17 @@
 #pragma once
 
 /// @file
-/// Where this machine keeps things. All functions look at the environment anew at each call, give absolute paths
-/// without a trailing separator, and give the empty text where there is no answer; nothing is raised.
+/// Where this machine keeps things. All functions look at the environment anew at each call and give the empty text
+/// where there is no answer; nothing is raised. Paths are absolute, without a trailing separator.
 
 #include <kxbase/export.h>
 
 #include <string>
 
 namespace kxbase::env {
+
+/// A variable of the environment; empty where it is not set, as where it is set to nothing.
+[[nodiscard]] KXBASE_EXPORT std::string get_environment_variable(char const* name);
 
 /// The folder that holds the running program, links resolved.
 [[nodiscard]] KXBASE_EXPORT std::string get_executable_path();

@@ -1,9 +1,9 @@
 #pragma once
 
 /// @file
-/// The base of all constraints. A constraint says which values are valid somewhere in a document, explains what is wrong
-/// with the others, and writes itself as text, as schema fragments and as documentation. Constraints never change once
-/// they are shared, so one object serves every document and every thread.
+/// The base of all constraints. A constraint says which values are valid somewhere in a document, explains what is
+/// wrong with the others, and writes itself as text, as schema fragments and as documentation. Constraints never change
+/// once they are shared, so one object serves every document and every thread.
 
 #include <kxbase/ptr_refcount.h>
 #include <kxcore/export.h>

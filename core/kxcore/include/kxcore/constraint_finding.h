@@ -1,8 +1,8 @@
 #pragma once
 
 /// @file
-/// One thing that is wrong with a tree: where, what was found there, what is allowed, and what may have been meant. Made
-/// by constraint_db::findings for whoever explains a document to its author.
+/// One thing that is wrong with a tree: where, what was found there, what is allowed, and what may have been meant.
+/// Made by constraint_db::findings for whoever explains a document to its author.
 
 #include <kxcore/export.h>
 

@@ -1,9 +1,9 @@
 #pragma once
 
 /// @file
-/// Schemas of documents out of constraints: the elements around the fragments that constraints write, and the definitions
-/// that these refer to. RELAX NG says everything a constraint says; XML Schema 1.0 can't tell elements of one name apart
-/// by an attribute, so its fragments accept somewhat more, never less (docs/constraints.md).
+/// Schemas of documents out of constraints: the elements around the fragments that constraints write, and the
+/// definitions that these refer to. RELAX NG says everything a constraint says; XML Schema 1.0 can't tell elements of
+/// one name apart by an attribute, so its fragments accept somewhat more, never less (docs/constraints.md).
 
 #include <kxcore/export.h>
 

@@ -1,12 +1,14 @@
-// What a host gives to the library at start-up: the plugin database and the constraint database
-// of one installation, loaded from a folder of documents (docs/installation.md):
-//
-//   FOLDER/plugins/*.xml       one plugin document per plugin
-//   FOLDER/constraints/*.xml   the constraint database, split into as many documents as one likes
-//   FOLDER/credentials.key     the key of wrapped credentials, made on first use
-//
-// Loading looks at every file before it gives up, so one run tells everything that is wrong.
 #pragma once
+
+/// @file
+/// What a host gives to the library at start-up: the plugin database and the constraint database of one installation,
+/// loaded from a folder of documents (docs/installation.md):
+///
+///     FOLDER/plugins/*.xml       one plugin document per plugin
+///     FOLDER/constraints/*.xml   the constraint database, split into as many documents as one likes
+///     FOLDER/credentials.key     the key of wrapped credentials, made on first use
+///
+/// Loading looks at every file before it gives up, so one run tells everything that is wrong.
 
 #include <kxcore/constraint_finding.h>
 #include <kxcore/export.h>

@@ -45,8 +45,8 @@ KXCORE_EXPORT void get_file_content(std::string_view url, kxbase::buffer& out, p
 /// (umask); a symbolic link stays, and the file that it names is replaced. Other schemes upload;
 /// http and https with PUT, and what a failed upload leaves there is up to the server.
 ///
-/// @throws es::call when it cannot be written, or is there and is no regular file (a folder, a device): what was there is
-///         as it was; es::unsupp for another scheme
+/// @throws es::call when it cannot be written, or is there and is no regular file (a folder, a device): what was
+///         there is as it was; es::unsupp for another scheme
 KXCORE_EXPORT void set_file_content(std::string_view url, kxbase::buffer const& content, plugin_db const& plugins);
 
 } // namespace ioutil

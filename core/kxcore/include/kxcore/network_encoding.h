@@ -2,8 +2,8 @@
 
 /// @file
 /// The network encoding: how values travel between programs and lie in finalized jobs. Compact (each key's text is
-/// written once), canonical (equal trees give equal bytes, and nothing else is read) and safe on hostile bytes. The bytes
-/// are described in docs/network-encoding.md.
+/// written once), canonical (equal trees give equal bytes, and nothing else is read) and safe on hostile bytes. The
+/// bytes are described in docs/network-encoding.md.
 
 #include <kxcore/property.h>
 
@@ -44,8 +44,8 @@ public:
     encoder_network(encoder_network const&) = delete;
     encoder_network& operator=(encoder_network const&) = delete;
 
-    /// Writes one value of any kind; see `property::encode` for errors. After an error a buffer is as it was before
-    /// the value, and the encoder goes on from there; a sink may have taken a part of it, and the encoder takes no more.
+    /// Writes one value of any kind; see `property::encode` for errors. After an error a buffer is as it was before the
+    /// value, and the encoder goes on from there; a sink may have taken a part of it, and the encoder takes no more.
     void write(property const& value);
 
     /// Hands to the sink what is still held back.

@@ -1,7 +1,8 @@
-// The plugins of an installation, found by their ids or by a pattern of ids. Filled once, when
-// the installation is loaded (or by a test), and only read afterwards: reading is safe from any
-// number of threads.
 #pragma once
+
+/// @file
+/// The plugins of an installation, found by their ids or by a pattern of ids. Filled once, when the installation is
+/// loaded (or by a test), and only read afterwards: reading is safe from any number of threads.
 
 #include <kxbase/ptr_refcount.h>
 #include <kxcore/export.h>

@@ -1,8 +1,10 @@
-// What the installation knows of one plugin: its attributes, the inputs and outputs that tasks
-// of it have, what it publishes to the tasks after it, and the configuration that a new task
-// begins with. A plugin_info is read from a plugin document (docs/installation.md) and never
-// changes afterwards, so one object serves every task and every thread.
 #pragma once
+
+/// @file
+/// What the installation knows of one plugin: its attributes, the inputs and outputs that tasks of it have, what it
+/// publishes to the tasks after it, and the configuration that a new task begins with. A plugin_info is read from a
+/// plugin document (docs/installation.md) and never changes afterwards, so one object serves every task and every
+/// thread.
 
 #include <kxbase/ptr_refcount.h>
 #include <kxcore/export.h>

@@ -190,6 +190,8 @@ public:
     /// and lists have none.
     ///
     /// To look at leaves or to rewrite them use kxcore/property_walk.h, which also reaches what no path can name.
+    ///
+    /// @throws es::arg when the paths together would pass the limit expansion; those before it stay appended
     void get_leaf_references(std::list<std::string>& paths) const;
 
     /// Appends the path of every leaf of one kind.

@@ -54,9 +54,9 @@ public:
     [[nodiscard]] virtual kxbase::ptr_refcount<property> clone() const = 0;
 
     /// Appends the value as text: a string as it is, a bool as true or false, an integer in decimal, a binary in
-    /// base64, a special as TYPE:SUB-TYPE:KIND:TEXT, a constraint as the encoded text of its tree form, and a tree or a list as its leaf
-    /// references, `reference=value`, joined by '&' and percent-encoded, so that a flat tree reads as the query of a
-    /// URL, its keys in byte order. An empty tree or list is the empty text.
+    /// base64, a special as TYPE:SUB-TYPE:KIND:TEXT, a constraint as the encoded text of its tree form, and a tree or a
+    /// list as its leaf references, `reference=value`, joined by '&' and percent-encoded, so that a flat tree reads as
+    /// the query of a URL, its keys in byte order. An empty tree or list is the empty text.
     ///
     /// @throws es::arg when the text of a tree would pass the limit expansion
     virtual void to_string(std::string& out) const = 0;
