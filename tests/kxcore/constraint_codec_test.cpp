@@ -161,7 +161,7 @@ private:
     std::string text() {
         std::string made;
         for (unsigned int i = below(6); i > 0; --i)
-            made += std::string_view("ab{}[]\"\\%|\n\0\xC3\xA9 -", 17)[below(17)];
+            made += std::string_view("ab{}[]\"\\%|\n\0\xC3\xA9 -", 16)[below(16)];
         return made;
     }
 
