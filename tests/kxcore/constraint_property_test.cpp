@@ -2,6 +2,7 @@
 
 #include "support/constraint_values.h"
 
+#include <kxbase/limits.h>
 #include <kxcore/constraint_values.h>
 
 namespace kxcore::constraint_tests {
@@ -83,6 +84,33 @@ TEST(constraint_property, canonical_texts_tell_values_apart) {
     for (std::size_t i = 0; i < values.size(); ++i)
         for (std::size_t j = 0; j < values.size(); ++j)
             EXPECT_EQ(constraint_property(values[i]) == *make<constraint_property>(values[j]), i == j) << i << " " << j;
+}
+
+TEST(constraint_property, refuses_keys_that_have_no_text_of_their_own) {
+    for (std::string_view const key : {"a{", "a}{b", "[", "]", "\xff"}) {
+        EXPECT_EQ(argument_error([&] {
+                      (void)make<constraint_property>(list({tree({{key, num(1)}})}));
+                  }).substr(0, 38),
+                  "a constraint's value holds a key that ")
+            << key;
+    }
+}
+
+TEST(constraint_property, is_compared_whatever_the_limits_are_by_then) {
+    auto const made = [] {
+        return make<constraint_property>(tree({{"abc", list({tree({{"d", carried(make<constraint_bool>())}})})}}));
+    };
+    rule const one = made();
+    rule const other = made();
+    kxbase::limits tiny;
+    tiny.key = 1;
+    tiny.nesting = 1;
+    tiny.expansion = 1;
+    tiny.string = 1;
+    kxbase::scoped_limits const scope(tiny);
+    EXPECT_TRUE(*one == *other);
+    EXPECT_TRUE(*carried(one) == *carried(other));
+    EXPECT_FALSE(*carried(one) < *carried(other));
 }
 
 TEST(constraint_property, a_clone_shares_the_value) {

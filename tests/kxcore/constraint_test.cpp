@@ -1,8 +1,10 @@
 #include <kxcore/constraint.h>
 
 #include "support/constraint_values.h"
+#include "support/small_stack.h"
 
 #include <kxbase/limits.h>
+#include <kxcore/constraint_codec.h>
 #include <kxcore/constraint_db.h>
 #include <kxcore/constraint_enum.h>
 #include <kxcore/constraint_list.h>
@@ -178,6 +180,30 @@ TEST(extent, nesting_is_limited_at_the_edge) {
     EXPECT_EQ(argument_error([&] { (void)make<constraint_one_of>(std::vector<rule>{nested}); }), message);
     EXPECT_EQ(argument_error([&] { constraint_db().add_constraint("a", nested, true); }), message);
     EXPECT_EQ(argument_error([&] { (void)make<constraint_property>(carried(nested)); }), message);
+}
+
+TEST(extent, nesting_is_not_raised_with_the_limit_of_documents) {
+    kxbase::limits limits;
+    limits.nesting = 1'000'000;
+    kxbase::scoped_limits const scope(limits);
+    EXPECT_EQ(constraint::deepest_nesting(), kxbase::limit_nesting);
+    rule nested = make<constraint_bool>();
+    for (std::size_t level = 1; level < kxbase::limit_nesting; ++level)
+        nested = make<constraint_list>(nested);
+    std::string const message = "deeper than 128 levels (limit nesting)";
+    EXPECT_EQ(argument_error([&] { (void)make<constraint_list>(nested); }), "constraints nested " + message);
+    value deep = list();
+    for (std::size_t level = 1; level < kxbase::limit_nesting; ++level)
+        deep = list({deep});
+    EXPECT_EQ(make<constraint_property>(deep)->depth(), kxbase::limit_nesting);
+    EXPECT_EQ(argument_error([&] { (void)make<constraint_property>(list({deep})); }),
+              "a constraint's value is nested " + message);
+    kx_test::run_on_small_stack([&] {
+        rule const copy = nested->clone();
+        EXPECT_TRUE(*copy == *nested);
+        EXPECT_TRUE(*constraint_from_tree(*constraint_to_tree(*nested)) == *nested);
+        EXPECT_NE(constraint_description(*nested), "");
+    });
 }
 
 TEST(extent, the_value_of_a_fixed_one_is_limited_too) {

@@ -56,14 +56,17 @@ bool constraint::is_flagged_valid(property const* value, unsigned int flags) {
     return false;
 }
 
+std::size_t constraint::deepest_nesting() noexcept {
+    return std::min(kxbase::current_limits().nesting, kxbase::limit_nesting);
+}
+
 void constraint::check_extent(std::uint64_t depth, std::uint64_t parts) {
-    auto const limits = kxbase::current_limits();
-    if (depth > limits.nesting)
-        kxbase::es::arg::raise("constraints nested deeper than " + std::to_string(limits.nesting) +
-                               " levels (limit nesting)");
-    if (parts > limits.members)
-        kxbase::es::arg::raise("a constraint of more than " + std::to_string(limits.members) +
-                               " parts (limit members)");
+    std::size_t const deepest = deepest_nesting();
+    if (depth > deepest)
+        kxbase::es::arg::raise("constraints nested deeper than " + std::to_string(deepest) + " levels (limit nesting)");
+    std::size_t const most_parts = kxbase::current_limits().members;
+    if (parts > most_parts)
+        kxbase::es::arg::raise("a constraint of more than " + std::to_string(most_parts) + " parts (limit members)");
 }
 
 void constraint::adopt(constraint const& part) {

@@ -1,9 +1,9 @@
 #include <kxcore/constraint_property.h>
 
 #include "constraint_words.h"
+#include "property_text.h"
 
 #include <kxbase/errors.h>
-#include <kxbase/limits.h>
 #include <kxcore/properties.h>
 #include <kxcore/property_list.h>
 #include <kxcore/property_values.h>
@@ -27,7 +27,7 @@ extent extent_of(property const& value, std::size_t level, std::size_t deepest);
 constraint_property::constraint_property(property_handle value) : value_(std::move(value)) {
     if (!value_) kxbase::es::arg::raise("a constraint on one value needs a value");
     // What a fixed value holds counts like the parts of a constraint, since it may carry constraints in its turn.
-    extent const inside = extent_of(*value_, 1, kxbase::current_limits().nesting);
+    extent const inside = extent_of(*value_, 1, deepest_nesting());
     check_extent(inside.depth, inside.parts);
     set_extent(static_cast<std::uint32_t>(inside.depth), inside.parts);
 }
@@ -50,7 +50,7 @@ property_kind constraint_property::property_kind() const {
 void constraint_property::to_string(std::string& out) const {
     out += property_kind_name(value_->kind());
     std::string text;
-    property::encode(value_.get(), text, true);
+    detail::append_checked_text(text, *value_);
     out += ' ';
     words::append_quoted(out, text);
 }
@@ -133,8 +133,12 @@ extent extent_of(property const& value, std::size_t level, std::size_t deepest) 
         all.parts += inside.parts;
     };
     if (auto const* tree = property_cast<properties>(&value))
-        for (property_member const& member : *tree)
+        for (property_member const& member : *tree) {
+            // Otherwise two values that differ could have one text.
+            if (std::string_view const fault = property_key_fault(member.key()); !fault.empty())
+                kxbase::es::arg::raise("a constraint's value holds a key that " + std::string(fault));
             add(extent_of(*member.value(), level + 1, deepest));
+        }
     else if (auto const* list = property_cast<property_list>(&value))
         for (property_handle const& element : *list)
             add(extent_of(*element, level + 1, deepest));

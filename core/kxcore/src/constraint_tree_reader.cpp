@@ -6,7 +6,6 @@
 #include "constraint_words.h"
 
 #include <kxbase/errors.h>
-#include <kxbase/limits.h>
 #include <kxcore/constraint_enum.h>
 #include <kxcore/constraint_list.h>
 #include <kxcore/constraint_one_of.h>
@@ -78,7 +77,7 @@ constraint_tree_reader::constraint_tree_reader(constraint_definitions& definitio
     : constraint_tree_reader(*definitions.state_) {}
 
 constraint_tree_reader::constraint_tree_reader(constraint_definitions::state& definitions)
-    : definitions_(definitions), deepest_(kxbase::current_limits().nesting) {}
+    : definitions_(definitions), deepest_(constraint::deepest_nesting()) {}
 
 part constraint_tree_reader::read_root(properties const& tree) {
     return read_tree(tree, 1, root_keys);

@@ -4,6 +4,7 @@
 #include <kxcore/property_values.h>
 
 #include "leaf_walk.h"
+#include "property_text.h"
 #include "text_escape.h"
 
 #include <kxbase/base64.h>
@@ -19,7 +20,8 @@ namespace {
 void append_value_escaped(std::string& out, property const& value, bool one_line);
 void append_leaf_text(std::string& out, property const& leaf);
 void append_references(std::string& out, property const& container);
-void append_references_with_kinds(std::string& out, property const& container);
+/// @param limits null for a value that was checked already
+void append_references_with_kinds(std::string& out, property const& container, kxbase::limits const* limits);
 
 } // namespace
 
@@ -32,9 +34,18 @@ std::string property::to_string() const {
 void property::encode(property const* value, std::string& out, bool one_line) {
     if (value == nullptr) return;
     if (detail::is_container(*value)) {
-        append_references_with_kinds(out, *value);
+        kxbase::limits const limits = kxbase::current_limits();
+        append_references_with_kinds(out, *value, &limits);
     } else {
         append_value_escaped(out, *value, one_line);
+    }
+}
+
+void detail::append_checked_text(std::string& out, property const& value) {
+    if (is_container(value)) {
+        append_references_with_kinds(out, value, nullptr);
+    } else {
+        append_value_escaped(out, value, true);
     }
 }
 
@@ -57,7 +68,7 @@ void property_binary::to_string(std::string& out) const {
 }
 
 void property_constraint::to_string(std::string& out) const {
-    append_references_with_kinds(out, *constraint_to_tree(*value_));
+    append_references_with_kinds(out, *constraint_to_tree(*value_), nullptr);
 }
 
 void property_special::to_string(std::string& out) const {
@@ -116,10 +127,9 @@ void append_references(std::string& out, property const& container) {
     }
 }
 
-void append_references_with_kinds(std::string& out, property const& container) {
+void append_references_with_kinds(std::string& out, property const& container, kxbase::limits const* limits) {
     std::size_t const begin = out.size();
-    kxbase::limits const limits = kxbase::current_limits();
-    for (detail::leaf_walk walk(container, &limits); walk.next();) {
+    for (detail::leaf_walk walk(container, limits); walk.next();) {
         if (out.size() != begin) out += '&';
         detail::append_escaped(out, walk.path(), detail::is_query_byte);
         if (walk.value().kind() != property_kind::string) {
@@ -128,7 +138,7 @@ void append_references_with_kinds(std::string& out, property const& container) {
         }
         out += '=';
         append_leaf_text(out, walk.value());
-        check_size(out.size() - begin, limits.expansion);
+        if (limits != nullptr) check_size(out.size() - begin, limits->expansion);
     }
 }
 

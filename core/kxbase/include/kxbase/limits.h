@@ -38,6 +38,7 @@ inline constexpr unsigned int default_timeout_ms = 30'000;
 inline constexpr std::size_t least_frame_rate = 1000;
 
 /// The limits that a document can meet, which a host may lower or raise. Each is the largest value that still passes.
+/// Constraints alone stay at 128 levels when nesting is raised.
 struct limits {
     std::size_t document = limit_document;
     std::size_t frame = limit_frame;

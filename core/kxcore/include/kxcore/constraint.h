@@ -10,6 +10,7 @@
 #include <kxcore/fwd.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <set>
 #include <string>
@@ -114,6 +115,10 @@ public:
 
     /// Whether the value is a special one whose bit is set in @p flags: then it is valid anywhere.
     [[nodiscard]] static bool is_flagged_valid(property const* value, unsigned int flags);
+
+    /// How deep constraints may be nested: the limit nesting, of which a host may take but to which it may not add.
+    /// Constraints are walked by recursion, and this is what keeps it short.
+    [[nodiscard]] static std::size_t deepest_nesting() noexcept;
 
     /// How deep constraints are nested in this one, itself counted: 1 for one without parts.
     [[nodiscard]] std::uint32_t depth() const noexcept { return depth_; }

@@ -11,7 +11,8 @@ namespace kxcore {
 class KXCORE_EXPORT constraint_property : public constraint {
 public:
     /// @param value shared, and not to be changed any more
-    /// @throws es::arg when the handle is empty, or the value is nested deeper than the limit nesting
+    /// @throws es::arg when the handle is empty, when the value is nested deeper than the limit nesting, and when a key
+    ///         in it is not UTF-8, holds one of { } [ ] or is longer than the limit key
     explicit constraint_property(kxbase::ptr_refcount<property const> value);
     ~constraint_property() override;
     constraint_property(constraint_property const&);
