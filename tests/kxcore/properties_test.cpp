@@ -195,7 +195,8 @@ TEST(properties, copies_share_their_members_until_one_side_changes) {
     properties third = second;
     EXPECT_EQ(third.erase("b"), 1U);
     EXPECT_TRUE(second.is_present("b"));
-    third = third;
+    auto const& same = third;
+    third = same;
     EXPECT_EQ(third.size(), 1U);
     properties moved(std::move(third));
     EXPECT_EQ(moved.size(), 1U);
