@@ -22,10 +22,7 @@ using kxbase::make_refcount;
 using kxcore::installation;
 using kxcore::properties;
 using kxcore::property_int;
-using kxcore::property_kind;
-using kxcore::property_special;
 using kxcore::property_string;
-using testing::HasSubstr;
 using testing::StartsWith;
 
 /// Sets or unsets a variable of the environment for as long as it lives.
