@@ -1,4 +1,5 @@
 #include "kxclientutil/support/submission_fixture.h"
+#include "support/small_stack.h"
 
 #include <kxbase/buffer.h>
 #include <kxbase/errors.h>
@@ -19,6 +20,7 @@ using kxcore::properties;
 using kxcore::property_binary;
 
 namespace es = kxbase::es;
+using namespace std::string_literals;
 
 class compressed_original : public kx_test::submission_fixture {
 protected:
@@ -132,6 +134,23 @@ TEST_F(compressed_original, survives_every_flipped_bit) {
     }
     // The checksum leaves little to chance: what can be read still are bits of the header without a meaning.
     EXPECT_LT(read, 8U);
+}
+
+TEST_F(compressed_original, raises_for_a_million_levels_on_a_small_stack) {
+    properties const deep = holding(compressed("\xC1\x00\x01k"s + std::string(1'000'000, '\xE1') + '\xE0'));
+    kx_test::run_on_small_stack([&] {
+        std::string const message =
+            message_of<es::arg>([&] { static_cast<void>(submission_get_unfinalized_submission(deep)); });
+        EXPECT_NE(message.find("(limit nesting)"), std::string::npos) << message;
+    });
+}
+
+TEST_F(compressed_original, raises_for_claims_of_two_to_the_sixty_elements) {
+    std::string const claim = std::string(8, '\x80') + '\x10';
+    for (char const tag : {'\x02', '\x03', '\x05', '\x06', '\x07'}) {
+        properties const claiming = holding(compressed("\xC1\x00\x01k"s + tag + claim + std::string(6, '\x01')));
+        EXPECT_THROW(static_cast<void>(submission_get_unfinalized_submission(claiming)), es::arg);
+    }
 }
 
 TEST_F(compressed_original, expands_no_further_than_the_limit) {
