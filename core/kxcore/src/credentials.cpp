@@ -60,15 +60,22 @@ e_content content_to_wrap(std::string_view path, property const& value) {
     return e_content::none;
 }
 
+e_content content_to_hide(std::string_view path, property const& value) {
+    auto const* const text = property_cast<property_string>(&value);
+    if (text == nullptr) return e_content::none;
+    if (auto const wrapped = content_to_wrap(path, value); wrapped != e_content::none) return wrapped;
+    if (last_key(path).find("password") != std::string_view::npos) return e_content::text;
+    return has_user_or_password(text->value()) ? e_content::url : e_content::none;
+}
+
 bool holds_credentials(properties const& tree) {
     bool found = false;
     visit_leaves(tree, [&found](std::string_view path, property_handle const& value) {
         if (found) return;
         if (auto const* const special = property_cast<property_special>(value.get()))
             found = special->sub_type() == property_special::e_sub_type::credential;
-        else if (auto const* const text = property_cast<property_string>(value.get()))
-            found = content_to_wrap(path, *value) != e_content::none || has_user_or_password(text->value()) ||
-                    last_key(path).find("password") != std::string_view::npos;
+        else
+            found = content_to_hide(path, *value) != e_content::none;
     });
     return found;
 }

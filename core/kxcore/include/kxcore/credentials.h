@@ -29,9 +29,13 @@ enum class e_content {
 /// @param path the path of the leaf from the root of the document, as `visit_leaves` gives it
 [[nodiscard]] KXCORE_EXPORT e_content content_to_wrap(std::string_view path, property const& value);
 
-/// Whether a tree holds what must not lie in a file in the clear: what `content_to_wrap` finds, a wrapped credential,
-/// and, wherever it stands, a string that is a URL with a user or a password or whose last key contains "password".
-/// It doesn't look into binaries and constraints.
+/// What must neither be shown nor lie in a file in the clear, which is more than what documents wrap: what
+/// `content_to_wrap` finds and, wherever it stands, a string whose last key contains "password" (text) or that is a URL
+/// with a user or a password.
+[[nodiscard]] KXCORE_EXPORT e_content content_to_hide(std::string_view path, property const& value);
+
+/// Whether a tree holds what `content_to_hide` finds, or a wrapped credential. It doesn't look into binaries and
+/// constraints.
 [[nodiscard]] KXCORE_EXPORT bool holds_credentials(properties const& tree);
 
 /// Protects the user and the password of a URL; the rest stays readable and is protected against changes. The key file
