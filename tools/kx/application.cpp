@@ -1,16 +1,24 @@
 #include "application.h"
 
+#include "shown.h"
+
 #include <kxbase/errors.h>
 #include <kxcore/process_context.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 namespace kx {
 
 kxcore::installation const& application::installation() {
     if (!installation_) {
-        auto const folder = kxcore::find_installation_folder(installation_folder);
-        installation_ = std::make_unique<kxcore::installation>(kxcore::installation::load(folder));
+        try {
+            auto const folder = kxcore::find_installation_folder(installation_folder);
+            installation_ = std::make_unique<kxcore::installation>(kxcore::installation::load(folder));
+        } catch (kxbase::es::base const& error) {
+            throw installation_error(error.message());
+        }
         kxcore::process_context::instance().set_key_file(installation_->get_key_file());
     }
     return *installation_;
@@ -25,10 +33,10 @@ void application::print_json(json const& document) {
 }
 
 bool application::run_on(std::string_view file, std::function<void()> const& work) {
-    log_.drop_held_back();
+    log_.settle();
     try {
         work();
-        log_.drop_held_back();
+        log_.settle();
         return true;
     } catch (kxbase::es::base const& error) {
         tell_error(file, error.message());
@@ -38,20 +46,30 @@ bool application::run_on(std::string_view file, std::function<void()> const& wor
 
 void application::tell_error(std::string_view subject, std::string_view what) {
     std::string line(what);
+    std::string const file = without_password(subject);
     // The log knows the place in the file that the error itself does not name.
-    std::string const detail = log_.take_held_back();
+    std::string const detail = log_.settle(what);
     if (detail.ends_with(line)) {
         line = detail;
     } else if (!detail.empty() && line.find(detail) == std::string::npos) {
         line += ", " + detail;
     }
-    if (!subject.empty() && !line.starts_with(subject)) line = std::string(subject) + ": " + line;
-    log_.write_line(line);
+    if (!file.empty() && !line.starts_with(file)) line = file + ": " + line;
+    last_error_ = on_one_line(line);
+    log_.write_line(last_error_);
     fail();
 }
 
 void application::tell_warning(std::string_view subject, std::string_view what) {
-    log_.write_line("warning: " + std::string(subject) + ": " + std::string(what));
+    log_.write_line("warning: " + shown(subject) + ": " + on_one_line(what));
+}
+
+int application::finish() {
+    errno = 0;
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        tell_error("standard output", errno != 0 ? std::strerror(errno) : "cannot be written to");
+    }
+    return static_cast<int>(exit_);
 }
 
 } // namespace kx

@@ -13,6 +13,7 @@
 #include <exception>
 #include <functional>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -28,6 +29,12 @@ enum class e_exit {
 /// Keeps its members in the order in which a reader wants them.
 using json = nlohmann::ordered_json;
 
+/// The installation cannot be used. It ends the run whatever file it was on: no other file would fare better.
+class installation_error : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
 /// One run of the tool.
 class application {
 public:
@@ -39,6 +46,8 @@ public:
     void set_verbose(bool verbose) { log_.set_verbose(verbose); }
 
     /// The installation, loaded when a command first asks for it; its key file is then that of the process.
+    ///
+    /// @throws installation_error with a line for each thing that is wrong in it
     [[nodiscard]] kxcore::installation const& installation();
 
     /// Writes data to standard output.
@@ -56,17 +65,24 @@ public:
     /// Tells of an error on standard error, in one line: "kx: SUBJECT: WHAT", and lets the run fail.
     void tell_error(std::string_view subject, std::string_view what);
 
+    /// What was told last, without its "kx: ".
+    [[nodiscard]] std::string const& last_error() const { return last_error_; }
+
     /// Tells of something that may be wrong on standard error; the run goes on and does not fail.
     void tell_warning(std::string_view subject, std::string_view what);
 
     /// Lets the run fail, where the data itself says what is wrong.
     void fail() { exit_ = e_exit::bad_input; }
 
-    [[nodiscard]] int exit_code() const { return static_cast<int>(exit_); }
+    /// Ends the run: sees to it that all data has left.
+    ///
+    /// @return the exit code
+    [[nodiscard]] int finish();
 
 private:
     log log_;
     std::unique_ptr<kxcore::installation> installation_;
+    std::string last_error_;
     e_exit exit_ = e_exit::done;
 };
 

@@ -20,21 +20,6 @@ spdlog::level::level_enum level_of(unsigned int severity) {
     return severity < 7 ? spdlog::level::info : spdlog::level::debug;
 }
 
-// What the library reports has its control characters escaped already; error texts may hold those of a file name.
-std::string escaped(std::string_view text) {
-    std::string out;
-    for (char const ch : text) {
-        auto const byte = static_cast<unsigned char>(ch);
-        if ((byte < 0x20 && ch != '\n') || byte == 0x7f) {
-            constexpr char digits[] = "0123456789abcdef";
-            out += {'\\', 'x', digits[byte >> 4U], digits[byte & 15U]};
-        } else {
-            out += ch;
-        }
-    }
-    return out;
-}
-
 } // namespace
 
 struct log::writer {
@@ -51,6 +36,7 @@ log::log() : writer_(std::make_unique<writer>()) {
 
 log::~log() {
     kxbase::set_report_sink({});
+    settle();
 }
 
 void log::set_verbose(bool verbose) {
@@ -58,29 +44,25 @@ void log::set_verbose(bool verbose) {
 }
 
 void log::write_line(std::string_view line) {
-    writer_->logger.log(spdlog::level::err, escaped(line));
+    writer_->logger.log(spdlog::level::err, line);
 }
 
-void log::drop_held_back() {
+std::string log::settle(std::string_view exception) {
     std::lock_guard const lock(mutex_);
-    held_back_.clear();
-}
-
-std::string log::take_held_back() {
-    std::lock_guard const lock(mutex_);
-    return std::exchange(held_back_, {});
+    auto const warning = std::exchange(held_back_warning_, {});
+    if (!warning.empty() && warning != exception) writer_->logger.warn("warning: {}", warning);
+    return std::exchange(held_back_error_, {});
 }
 
 void log::receive(kxbase::report_line const& line) {
+    std::lock_guard const lock(mutex_);
     if (verbose_) {
         writer_->logger.log(level_of(line.severity), kxbase::report_text(line));
     } else if (line.severity == severity_warning) {
-        writer_->logger.warn("warning: {}", line.message);
+        if (!held_back_warning_.empty()) writer_->logger.warn("warning: {}", held_back_warning_);
+        held_back_warning_ = line.message;
     }
-    if (line.severity <= severity_error) {
-        std::lock_guard const lock(mutex_);
-        held_back_ = line.message;
-    }
+    if (line.severity <= severity_error) held_back_error_ = line.message;
 }
 
 } // namespace kx

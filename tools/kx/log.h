@@ -15,7 +15,8 @@ struct report_line;
 namespace kx {
 
 /// Takes the library's reports for as long as it lives. Debug and notice lines appear only when the user asked for
-/// them. An error line is held back for a moment: when an exception follows, the two become one line for the user.
+/// them. Warnings and errors are held back for a moment: when an exception follows that says the same or belongs to it, the
+/// two become one line for the user.
 class log {
 public:
     log();
@@ -25,14 +26,14 @@ public:
 
     void set_verbose(bool verbose);
 
-    /// Writes "kx: LINE" to standard error. Line ends within it are kept, other control characters are escaped.
+    /// Writes "kx: LINE" to standard error, as it is.
     void write_line(std::string_view line);
 
-    /// Forgets the error line that is held back: nothing came of it.
-    void drop_held_back();
-
-    /// Gives the error line away, for the line of the exception that followed; empty when there is none.
-    [[nodiscard]] std::string take_held_back();
+    /// Lets go of what is held back: the warning is written, unless it says what the exception says that followed.
+    ///
+    /// @param exception the message of the exception; empty when none followed
+    /// @return the error line that was held back, for the line of the exception; empty when there is none
+    std::string settle(std::string_view exception = {});
 
 private:
     void receive(kxbase::report_line const& line);
@@ -40,7 +41,8 @@ private:
     struct writer;
     std::unique_ptr<writer> writer_;
     std::mutex mutex_;
-    std::string held_back_;
+    std::string held_back_warning_;
+    std::string held_back_error_;
     bool verbose_ = false;
 };
 

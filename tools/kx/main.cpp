@@ -1,12 +1,15 @@
 #include "application.h"
 #include "commands/commands.h"
+#include "shown.h"
 
 #include <kxbase/errors.h>
+#include <kxbase/urls.h>
 
 #include <CLI/CLI.hpp>
 
 #include <array>
 #include <cstdio>
+#include <sstream>
 
 namespace {
 
@@ -14,6 +17,14 @@ constexpr std::array commands = {
     kx::add_identify_command,  kx::add_show_command,     kx::add_validate_command, kx::add_convert_command,
     kx::add_variables_command, kx::add_finalize_command, kx::add_original_command,
 };
+
+constexpr char const* common_help =
+    "Data goes to standard output, the log and errors to standard error.\n"
+    "Exit codes: 0 done, 1 the input or the request is bad, 2 the command line is wrong.";
+constexpr char const* first_steps = "\n\nkx COMMAND --help tells more of a command. A first job:\n"
+                                    "  kx validate news.xml\n"
+                                    "  kx finalize --workflow news.xml --file clip.mov --as-resources -o news.job\n"
+                                    "  kx show news.job";
 
 void describe_options(CLI::App& parser, kx::application& app) {
     parser.add_option("--installation", app.installation_folder,
@@ -23,8 +34,23 @@ void describe_options(CLI::App& parser, kx::application& app) {
         "--verbose", [&app] { app.set_verbose(true); }, "Show the whole log on standard error");
     parser.set_version_flag("--version", KX_VERSION);
     parser.fallthrough();
-    parser.footer("Data goes to standard output, the log and errors to standard error.\n"
-                  "Exit codes: 0 done, 1 the input or the request is bad, 2 the command line is wrong.");
+    parser.footer(common_help); // the commands take it over
+}
+
+// The parser repeats what it did not understand, which may be a URL with a password.
+int refuse(CLI::App const& parser, CLI::ParseError const& error) {
+    std::string const what = kx::on_one_line(kxbase::url_protected_output(error.what()));
+    auto const chosen = parser.get_subcommands();
+    std::string const command = chosen.empty() ? "" : " " + chosen.front()->get_name();
+    std::fprintf(stderr, "kx: %s, see kx%s --help\n", what.c_str(), command.c_str());
+    return static_cast<int>(kx::e_exit::bad_command);
+}
+
+// Everything that is wrong with an installation is told at once, each on its line.
+void tell(kx::application& app, kx::installation_error const& error) {
+    std::istringstream findings(error.what());
+    for (std::string finding; std::getline(findings, finding);)
+        app.tell_error("", finding);
 }
 
 int run(int argc, char** argv) {
@@ -33,18 +59,19 @@ int run(int argc, char** argv) {
     describe_options(parser, app);
     for (auto const add : commands)
         add(parser, app);
+    parser.footer(std::string(common_help) + first_steps);
     try {
         parser.parse(argc, argv);
         // Asked here, not by the parser, which would then not name a word that is no command.
         if (parser.get_subcommands().empty()) throw CLI::RequiredError("A command");
     } catch (CLI::ParseError const& error) {
-        if (error.get_exit_code() == 0) return parser.exit(error);
-        parser.exit(error);
-        return static_cast<int>(kx::e_exit::bad_command);
+        return error.get_exit_code() == 0 ? parser.exit(error) : refuse(parser, error);
+    } catch (kx::installation_error const& error) {
+        tell(app, error);
     } catch (kxbase::es::base const& error) {
         app.tell_error("", error.message());
     }
-    return app.exit_code();
+    return app.finish();
 }
 
 } // namespace

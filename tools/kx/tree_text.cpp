@@ -1,5 +1,6 @@
 #include "tree_text.h"
 
+#include "shown.h"
 #include "tree_json.h"
 
 #include <kxbase/urls.h>
@@ -12,6 +13,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace kx {
 namespace {
 
@@ -19,6 +22,7 @@ constexpr std::size_t indentation = 2;
 
 void append_tree(kxcore::properties const& tree, std::size_t indent, bool first_is_in_place, std::string& out);
 void append_list(kxcore::property_list const& list, std::size_t indent, std::string& out);
+std::string key_text(std::string_view key);
 std::string leaf_text(kxcore::property const& value);
 
 bool is_empty_container(kxcore::property const& value) {
@@ -28,7 +32,7 @@ bool is_empty_container(kxcore::property const& value) {
 }
 
 void append_member(std::string_view key, kxcore::property const& value, std::size_t indent, std::string& out) {
-    out += key;
+    out += key_text(key);
     out += ':';
     if (is_empty_container(value)) {
         out += value.kind() == kxcore::property_kind::list ? " []\n" : " {}\n";
@@ -74,7 +78,15 @@ std::string special_text(kxcore::property_special const& special) {
     if (special.sub_type() == kxcore::property_special::e_sub_type::credential) return "<protected credential>";
     auto const name = kxcore::special_sub_type_name(special.sub_type());
     if (special.value().empty()) return fmt::format("<{} {}>", kxcore::special_type_name(special.type()), name);
-    return fmt::format("<{} {} {}>", kxcore::special_type_name(special.type()), name, special.value());
+    return fmt::format("<{} {} {}>", kxcore::special_type_name(special.type()), name, on_one_line(special.value()));
+}
+
+// Quoted where it could be taken for something else: for another line, a value, an element of a list.
+std::string key_text(std::string_view key) {
+    bool const plain = !key.empty() && key.front() != '-' && std::ranges::none_of(key, [](unsigned char byte) {
+        return byte <= ' ' || byte == 0x7f || byte == ':' || byte == '"';
+    });
+    return plain ? std::string(key) : nlohmann::json(key).dump();
 }
 
 std::string leaf_text(kxcore::property const& value) {
@@ -99,7 +111,7 @@ kxcore::properties without_credentials(kxcore::properties const& tree) {
     using kxcore::credentials::e_content;
     kxcore::properties masked(tree);
     kxcore::rewrite_leaves(masked, [](std::string_view path, kxcore::property_handle const& value) {
-        switch (kxcore::credentials::content_to_wrap(path, *value)) {
+        switch (kxcore::credentials::content_to_hide(path, *value)) {
         case e_content::none: return value;
         case e_content::url: {
             auto const& url = static_cast<kxcore::property_string const&>(*value);

@@ -15,8 +15,8 @@ namespace kx {
 /// other kinds between angle brackets; elements of lists begin with a dash.
 [[nodiscard]] std::string to_text(kxcore::properties const& tree);
 
-/// A copy of the tree with its credentials made unreadable: the password of every URL, and whole texts that are
-/// passwords.
+/// A copy of the tree with its credentials made unreadable: the password of every URL, wherever it stands, and whole
+/// texts that are passwords.
 [[nodiscard]] kxcore::properties without_credentials(kxcore::properties const& tree);
 
 } // namespace kx

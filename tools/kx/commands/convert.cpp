@@ -1,5 +1,7 @@
 #include "../application.h"
+#include "../arguments.h"
 #include "../document.h"
+#include "../shown.h"
 #include "commands.h"
 
 #include <kxbase/errors.h>
@@ -22,23 +24,33 @@ kxcore::configuration::format output_format(options const& chosen, document cons
     return format_of(chosen.format.empty() ? read.format : chosen.format).value_or(kxcore::configuration::format_xml);
 }
 
+document read_input(application& app, std::string const& file) {
+    document read = read_document(app, file);
+    if (read.config_type == kxclientutil::config_unknown) {
+        kxbase::es::arg::raise("a finalized job is no document; see kx original");
+    }
+    return read;
+}
+
+void write_output(application& app, options const& chosen, document const& read) {
+    auto const format = output_format(chosen, read);
+    auto const& installation = app.installation();
+    kxclientutil::write_config_file(chosen.out, read.config_type, installation.get_plugins(),
+                                    installation.get_constraints(), read.tree, format);
+    if (app.wants_json) {
+        application::print_json(json{{"path", without_password(chosen.out)},
+                                     {"type", read.type},
+                                     {"version", 7},
+                                     {"format", format_name(format)}});
+    } else {
+        application::print(fmt::format("{}: {}, version 7, {}\n", shown(chosen.out), read.type, format_name(format)));
+    }
+}
+
 void run(application& app, options const& chosen) {
-    app.run_on(chosen.in, [&] {
-        auto const read = read_document(app, chosen.in);
-        if (read.config_type == kxclientutil::config_unknown) {
-            kxbase::es::arg::raise("a finalized job is no document; see kx original");
-        }
-        auto const format = output_format(chosen, read);
-        auto const& installation = app.installation();
-        kxclientutil::write_config_file(chosen.out, read.config_type, installation.get_plugins(),
-                                        installation.get_constraints(), read.tree, format);
-        if (app.wants_json) {
-            application::print_json(
-                json{{"path", chosen.out}, {"type", read.type}, {"version", 7}, {"format", format_name(format)}});
-        } else {
-            application::print(fmt::format("{}: {}, version 7, {}\n", chosen.out, read.type, format_name(format)));
-        }
-    });
+    document read;
+    if (!app.run_on(chosen.in, [&] { read = read_input(app, chosen.in); })) return;
+    app.run_on(chosen.out, [&] { write_output(app, chosen, read); });
 }
 
 } // namespace
@@ -46,8 +58,10 @@ void run(application& app, options const& chosen) {
 void add_convert_command(CLI::App& parser, application& app) {
     auto chosen = std::make_shared<options>();
     auto* const command = parser.add_subcommand("convert", "Write a document again, at the current version");
-    command->add_option("IN", chosen->in, "A document or a preset")->required();
-    command->add_option("OUT", chosen->out, "The file to write; it appears whole or not at all")->required();
+    command->add_option("IN", chosen->in, "A document or a preset")->required()->check(refuse_empty);
+    command->add_option("OUT", chosen->out, "The file to write; it appears whole or not at all")
+        ->required()
+        ->check(refuse_empty);
     command->add_option("--format", chosen->format, "xml or binary; without it the format of IN")
         ->check(CLI::IsMember({"xml", "binary"}));
     command->callback([&app, chosen] { run(app, *chosen); });

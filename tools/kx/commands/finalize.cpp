@@ -1,6 +1,8 @@
 #include "../application.h"
+#include "../arguments.h"
 #include "../document.h"
 #include "../input_value.h"
+#include "../shown.h"
 #include "commands.h"
 
 #include <kxbase/errors.h>
@@ -8,11 +10,14 @@
 #include <kxclientutil/submission.h>
 #include <kxcore/property_list.h>
 #include <kxcore/property_values.h>
+#include <kxworkflow/task_view.h>
+#include <kxworkflow/workflow_builder.h>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <filesystem>
+#include <set>
 
 namespace kx {
 namespace {
@@ -59,9 +64,12 @@ kxclientutil::finalize_sub_conf settings_of(options const& chosen) {
 void check_that_it_exists(std::string const& file, std::string const& url, bool as_resource, application& app) {
     if (kxbase::url_scheme(url) != "file" || url.find('$') != std::string::npos) return;
     std::error_code error;
-    if (std::filesystem::exists(kxbase::url_path(url, true), error)) return;
-    if (as_resource) kxbase::es::arg::raise("no such file: " + file);
-    app.tell_warning(file, "no such file on this machine");
+    auto const status = std::filesystem::status(kxbase::url_path(url, true), error);
+    bool const is_folder = std::filesystem::is_directory(status);
+    if (std::filesystem::exists(status) && !is_folder) return;
+    std::string_view const what = is_folder ? "a folder, not a file" : "no such file";
+    if (as_resource) kxbase::es::arg::raise(fmt::format("{}: {}", what, without_password(file)));
+    app.tell_warning(file, is_folder ? what : "no such file on this machine");
 }
 
 std::list<std::string> urls_of(options const& chosen, application& app) {
@@ -103,21 +111,44 @@ kxcore::properties compose(options const& chosen, application& app) {
     return submission;
 }
 
+// Finalization passes over values for tasks and types that the workflow does not have; here somebody has mistyped one.
+void check_that_owners_exist(kxclientutil::finalize_sub_conf const& settings, kxcore::properties const& workflow,
+                             application& app) {
+    if (settings.task_name_in_values.empty() && settings.task_type_in_values.empty()) return;
+    auto const& installation = app.installation();
+    kxworkflow::workflow_builder const builder(workflow, installation.get_plugins(), installation.get_constraints());
+    std::map<std::string, kxworkflow::task_proxy> tasks;
+    builder.get_tasks(tasks);
+    std::set<std::string> names;
+    std::set<std::string> types;
+    for (auto const& [wtid, task] : tasks) {
+        names.insert(task->get_name());
+        types.insert(task->get_type());
+    }
+    for (auto const& [name, values] : settings.task_name_in_values)
+        if (!names.contains(name)) app.tell_warning("--task-in", "no task is named '" + name + "'");
+    for (auto const& [type, values] : settings.task_type_in_values)
+        if (!types.contains(type)) app.tell_warning("--type-in", "no task is of the type '" + type + "'");
+}
+
 void tell(application const& app, options const& chosen, kxcore::properties const& job,
           kxcore::property_list const& resources) {
     auto const name = job.get_string_value("name", "");
     auto const tasks = job.get_properties_value("workflow")->get_list_value("tasks")->size();
     json folders = json::array();
     for (auto const& resource : resources) {
-        folders.push_back(std::string(kxcore::property_cast<kxcore::property_string>(resource.get())->value()));
+        auto const& uri = static_cast<kxcore::property_string const&>(*resource);
+        folders.push_back(without_password(uri.value()));
     }
     if (app.wants_json) {
-        application::print_json(json{{"job", chosen.job}, {"name", name}, {"tasks", tasks}, {"resources", folders}});
+        application::print_json(
+            json{{"job", without_password(chosen.job)}, {"name", name}, {"tasks", tasks}, {"resources", folders}});
         return;
     }
-    application::print(fmt::format("{}: the job \"{}\", {} task{}\n", chosen.job, name, tasks, tasks == 1 ? "" : "s"));
+    application::print(fmt::format("{}: the job \"{}\", {} task{}\n", shown(chosen.job), on_one_line(name), tasks,
+                                   tasks == 1 ? "" : "s"));
     for (auto const& folder : folders) {
-        application::print(fmt::format("  the nodes will fetch from {}\n", folder.get<std::string>()));
+        application::print(fmt::format("  the nodes will fetch from {}\n", on_one_line(folder.get<std::string>())));
     }
 }
 
@@ -129,6 +160,7 @@ void run(application& app, options const& chosen) {
     kxcore::property_list resources;
     auto const& installation = app.installation();
     if (!app.run_on(chosen.workflow, [&] {
+            check_that_owners_exist(settings, *submission.get_properties_value("workflow"), app);
             kxclientutil::submission_finalize(submission, resources, settings, installation.get_plugins(),
                                               installation.get_constraints());
         })) {
@@ -142,7 +174,11 @@ void run(application& app, options const& chosen) {
 
 void add_settings(CLI::App& command, options& chosen) {
     command.add_option("--name", chosen.name, "The job's name")->type_name("NAME");
-    command.add_option("--priority", chosen.priority, "The job's priority, a whole number");
+    command
+        .add_option_function<std::string>(
+            "--priority", [&chosen](std::string const& text) { chosen.priority = whole_number("--priority", text); },
+            "The job's priority, a whole number")
+        ->type_name("INT");
     command.add_option("--node", chosen.node, "The id of the node that must run the job")->type_name("ID");
     command.add_option("--origin-node", chosen.origin_node, "The id of the node that submits the job")->type_name("ID");
     command.add_flag("--as-resources", chosen.as_resources, "Let the nodes fetch local files from this machine");
@@ -162,15 +198,24 @@ void add_finalize_command(CLI::App& parser, application& app) {
     auto chosen = std::make_shared<options>();
     auto* const command =
         parser.add_subcommand("finalize", "Make a job that nodes can run out of a workflow and its source files");
-    command->add_option("--workflow", chosen->workflow, "The workflow document")->type_name("FILE")->required();
-    auto* const files = command->add_option("--file", chosen->files, "Source files, paths or URLs")->type_name("FILE");
+    command->add_option("--workflow", chosen->workflow, "The workflow document")
+        ->type_name("FILE")
+        ->required()
+        ->check(refuse_empty);
+    auto* const files = command->add_option("--file", chosen->files, "Source files, paths or URLs")
+                            ->type_name("FILE")
+                            ->check(refuse_empty);
     command->add_option("--source", chosen->source, "A source document instead of files")
         ->type_name("FILE")
-        ->excludes(files);
-    command->add_option("-o,--output", chosen->job, "The job file to write")->type_name("JOB")->required();
+        ->excludes(files)
+        ->check(refuse_empty);
+    command->add_option("-o,--output", chosen->job, "The job file to write")
+        ->type_name("JOB")
+        ->required()
+        ->check(refuse_empty);
     add_settings(*command, *chosen);
-    command->footer(
-        "Example:\n  kx finalize --workflow news.xml --file clip.mov --as-resources --name News -o news.job\n");
+    command->footer("Without files and without a source the workflow alone becomes a job.\n\nExample:\n  kx finalize "
+                    "--workflow news.xml --file clip.mov --as-resources --name News -o news.job\n");
     command->callback([&app, chosen] { run(app, *chosen); });
 }
 

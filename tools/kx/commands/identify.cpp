@@ -1,5 +1,6 @@
 #include "../application.h"
 #include "../document.h"
+#include "../shown.h"
 #include "commands.h"
 
 #include <kxbase/buffer.h>
@@ -25,8 +26,8 @@ struct identity {
 };
 
 identity identify(application& app, std::string const& file) {
-    if (is_preset(file)) return {"task", std::nullopt, "setting"};
     if (is_job_file(app, file)) return {"job", std::nullopt, "job"};
+    if (is_preset(file)) return {"task", std::nullopt, "setting"};
     kxbase::buffer content;
     kxcore::ioutil::get_file_content(kxbase::url_create_from_url_or_path(file, ""), content,
                                      app.installation().get_plugins());
@@ -47,17 +48,18 @@ identity identify(application& app, std::string const& file) {
 void run(application& app, options const& chosen) {
     json all = json::array();
     for (auto const& file : chosen.files) {
-        app.run_on(file, [&] {
+        bool const done = app.run_on(file, [&] {
             auto const found = identify(app, file);
-            all.push_back({{"path", file},
+            all.push_back({{"path", without_password(file)},
                            {"type", found.type},
                            {"version", found.version ? json(*found.version) : json(nullptr)},
                            {"format", found.format}});
             if (app.wants_json) return;
             auto const version = found.version ? fmt::format(", version {}", *found.version) : "";
             auto const format = found.format == found.type ? "" : ", " + found.format;
-            application::print(fmt::format("{}: {}{}{}\n", file, found.type, version, format));
+            application::print(fmt::format("{}: {}{}{}\n", shown(file), found.type, version, format));
         });
+        if (!done) all.push_back({{"path", without_password(file)}, {"error", app.last_error()}});
     }
     if (app.wants_json) application::print_json(all);
 }

@@ -1,5 +1,6 @@
 #include "../application.h"
 #include "../document.h"
+#include "../shown.h"
 #include "../tree_json.h"
 #include "../tree_text.h"
 #include "commands.h"
@@ -30,26 +31,30 @@ void write(application& app, std::string const& out, kxcore::properties const& o
     kxclientutil::write_config_file(out, kxclientutil::config_submission, installation.get_plugins(),
                                     installation.get_constraints(), original, kxcore::configuration::format_xml);
     if (app.wants_json) {
-        application::print_json(json{{"path", out}, {"type", "submission"}, {"version", 7}, {"format", "xml"}});
+        application::print_json(
+            json{{"path", without_password(out)}, {"type", "submission"}, {"version", 7}, {"format", "xml"}});
     } else {
-        application::print(fmt::format("{}: submission, version 7, xml\n", out));
+        application::print(fmt::format("{}: submission, version 7, xml\n", shown(out)));
+    }
+}
+
+void show(application const& app, kxcore::properties const& original, bool reveal) {
+    auto const visible = reveal ? original : without_credentials(original);
+    if (app.wants_json) {
+        application::print_json(to_json(visible));
+    } else {
+        application::print(to_text(visible));
     }
 }
 
 void run(application& app, options const& chosen) {
-    app.run_on(chosen.job, [&] {
-        auto const original = read_original(app, chosen.job);
-        if (!chosen.out.empty()) {
-            write(app, chosen.out, original);
-            return;
-        }
-        auto const shown = chosen.reveal ? original : without_credentials(original);
-        if (app.wants_json) {
-            application::print_json(to_json(shown));
-        } else {
-            application::print(to_text(shown));
-        }
-    });
+    kxcore::properties original(false);
+    if (!app.run_on(chosen.job, [&] { original = read_original(app, chosen.job); })) return;
+    if (chosen.out.empty()) {
+        show(app, original, chosen.reveal);
+    } else {
+        app.run_on(chosen.out, [&] { write(app, chosen.out, original); });
+    }
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "../application.h"
 #include "../document.h"
+#include "../shown.h"
 #include "commands.h"
 
 #include <kxclientutil/validation.h>
@@ -26,29 +27,33 @@ json to_json(kxclientutil::document_problem const& problem) {
 
 void tell(application& app, std::string const& file, std::vector<kxclientutil::document_problem> const& problems) {
     if (problems.empty()) {
-        if (!app.wants_json) application::print(file + ": valid\n");
+        if (!app.wants_json) application::print(shown(file) + ": valid\n");
         return;
     }
     app.fail();
     if (app.wants_json) return;
     for (auto const& problem : problems) {
-        application::print(fmt::format("{}: {}{}\n", file, place_of(problem), problem.what));
+        application::print(fmt::format("{}: {}{}\n", shown(file), place_of(problem), on_one_line(problem.what)));
     }
 }
 
 void run(application& app, options const& chosen) {
     json all = json::array();
     for (auto const& file : chosen.files) {
-        app.run_on(file, [&] {
+        auto const add = [&](bool valid, json problems) {
+            all.push_back({{"path", without_password(file)}, {"valid", valid}, {"problems", std::move(problems)}});
+        };
+        bool const done = app.run_on(file, [&] {
             auto const& installation = app.installation();
             auto const problems =
                 kxclientutil::find_document_problems(file, installation.get_plugins(), installation.get_constraints());
             json list = json::array();
             for (auto const& problem : problems)
                 list.push_back(to_json(problem));
-            all.push_back({{"path", file}, {"valid", problems.empty()}, {"problems", std::move(list)}});
+            add(problems.empty(), std::move(list));
             tell(app, file, problems);
         });
+        if (!done) add(false, json::array({{{"path", ""}, {"what", app.last_error()}}}));
     }
     if (app.wants_json) application::print_json(all);
 }

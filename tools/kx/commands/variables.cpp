@@ -30,6 +30,11 @@ void print_table(application const& app) {
         application::print(fmt::format("{:{}}  {}\n", name, width, uri));
 }
 
+// A text from the command line need not be UTF-8.
+std::string quoted(std::string const& text) {
+    return json(text).dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
 void print_split(application const& app, std::string const& text) {
     json pieces = json::array();
     auto const list = kxclientutil::get_dollar_variable_list(text);
@@ -41,7 +46,7 @@ void print_split(application const& app, std::string const& text) {
         pieces.push_back(std::move(entry));
         if (app.wants_json) continue;
         application::print(is_variable ? fmt::format("variable  {}  {}\n", piece, kxclientutil::get_variable(piece))
-                                       : fmt::format("text      {}\n", json(piece).dump()));
+                                       : fmt::format("text      {}\n", quoted(piece)));
     }
     if (app.wants_json) application::print_json(pieces);
 }

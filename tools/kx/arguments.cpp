@@ -1,0 +1,24 @@
+#include "arguments.h"
+
+#include <CLI/CLI.hpp>
+
+#include <charconv>
+
+namespace kx {
+
+std::string refuse_empty(std::string const& value) {
+    return value.empty() ? "an empty path names no file" : "";
+}
+
+// The parser's own conversion takes the nearest number that fits, and says nothing.
+std::int64_t whole_number(std::string const& option, std::string const& value) {
+    std::int64_t number = 0;
+    char const* const end = value.data() + value.size();
+    auto const parsed = std::from_chars(value.data(), end, number);
+    if (parsed.ec != std::errc() || parsed.ptr != end) {
+        throw CLI::ValidationError(option, "'" + value + "' is no whole number of 64 bits");
+    }
+    return number;
+}
+
+} // namespace kx

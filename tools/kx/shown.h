@@ -1,0 +1,21 @@
+#pragma once
+
+/// @file
+/// Texts of somebody else (paths, URLs, names) as they may appear on a terminal and in the data that the tool prints.
+
+#include <string>
+#include <string_view>
+
+namespace kx {
+
+/// A path or URL as given, but for the password of a URL.
+[[nodiscard]] std::string without_password(std::string_view path_or_url);
+
+/// The text on one line: control characters, line ends among them, as `\n`, `\t` or `\xNN`, so that no name forges a line
+/// or moves the cursor.
+[[nodiscard]] std::string on_one_line(std::string_view text);
+
+/// Both of these.
+[[nodiscard]] std::string shown(std::string_view path_or_url);
+
+} // namespace kx
