@@ -54,7 +54,7 @@ void finalize(benchmark::State& state, submission_size size) {
 }
 
 void deflate_alone(benchmark::State& state, submission_size size) {
-    std::string const bytes = kxcore_peer::encode(kxcore_peer::build(make_submission(size.tasks, size.files)));
+    kxbase::buffer const bytes = kxcore_peer::encode(kxcore_peer::build(make_submission(size.tasks, size.files)));
     std::string out(compressBound(bytes.size()), '\0');
     for (auto _ : state) {
         uLongf out_size = out.size();

@@ -15,6 +15,7 @@ namespace kxbench {
 /// This library.
 struct kxcore_peer {
     using tree = kxcore::properties;
+    using document_text = kxbase::buffer;
 
     static char const* name() { return "kxcore"; }
 
@@ -38,32 +39,31 @@ struct kxcore_peer {
                                    kxbase::make_refcount<kxcore::property_int>(value));
     }
 
-    static std::string encode(tree const& from) {
+    static kxbase::buffer encode(tree const& from) {
         kxbase::buffer out;
         out.set_aggressive(true);
         kxcore::encoder_network encoder(out);
         from.encode(encoder);
-        return std::string(out.text());
+        return out;
     }
 
-    static tree decode(std::string const& bytes) {
-        kxcore::decoder_network decoder(std::as_bytes(std::span(bytes)));
+    static tree decode(kxbase::buffer const& bytes) {
+        kxcore::decoder_network decoder(bytes);
         tree out(false);
         out.decode(decoder);
         return out;
     }
 
-    static std::string write_xml(tree const& from) {
+    static kxbase::buffer write_xml(tree const& from) {
         kxcore::configuration document(kxcore::constraint_db(), {"submission", 7});
         document.set_config(from);
         kxbase::buffer out;
         out.set_aggressive(true);
         document.write_config(out, kxcore::configuration::format_xml);
-        return std::string(out.text());
+        return out;
     }
 
-    static tree read_xml(std::string const& text) {
-        kxbase::buffer const in{std::string_view(text)};
+    static tree read_xml(kxbase::buffer const& in) {
         kxcore::configuration document;
         static_cast<void>(document.read_config(kxcore::constraint_db(), {{"submission", 7}}, in, nullptr));
         return document.get_config();

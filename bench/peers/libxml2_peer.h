@@ -15,6 +15,7 @@ struct libxml2_peer {
         void operator()(xmlDoc* document) const { xmlFreeDoc(document); }
     };
     using tree = std::unique_ptr<xmlDoc, deleter>;
+    using document_text = std::string;
 
     static char const* name() { return "libxml2"; }
 

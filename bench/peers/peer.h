@@ -8,9 +8,9 @@
 //   copy(tree const&) -> tree
 //   find(tree const&) -> std::int64_t               the leaf at deep_leaf_steps()
 //   set(tree&, std::int64_t)                        changes that leaf
-//   encode(tree const&) -> std::string              to the library's own compact binary form
-//   decode(std::string const&) -> tree
-//   write_xml(tree const&) -> std::string           the library's tree as an XML document
+//   encode(tree const&) -> BYTES                    to the library's own compact binary form
+//   decode(BYTES const&) -> tree
+//   write_xml(tree const&) -> document_text           the library's tree as an XML document
 //   read_xml(std::string const&) -> tree
 
 #include "../sample_data.h"

@@ -11,6 +11,7 @@ namespace kxbench {
 /// Elements named after the kind, with the key as an attribute: the shape of this library's own documents.
 struct pugixml_peer {
     using tree = std::unique_ptr<pugi::xml_document>;
+    using document_text = std::string;
 
     static char const* name() { return "pugixml"; }
 

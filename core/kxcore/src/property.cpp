@@ -30,9 +30,14 @@ void property::encode(encoder_network& out) const {
 }
 
 std::string_view property_kind_name(property_kind kind) noexcept {
-    auto const* const found =
-        std::find_if(kinds.begin(), kinds.end(), [kind](named_kind const& entry) { return entry.kind == kind; });
-    return found == kinds.end() ? std::string_view() : found->name;
+    static constexpr auto names = [] {
+        std::array<std::string_view, 9> by_number{};
+        for (named_kind const& each : kinds)
+            by_number[static_cast<std::size_t>(each.kind)] = each.name;
+        return by_number;
+    }();
+    auto const number = static_cast<std::size_t>(kind);
+    return number < names.size() ? names[number] : std::string_view();
 }
 
 bool property_kind_from_name(std::string_view name, property_kind& out) noexcept {

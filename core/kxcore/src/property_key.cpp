@@ -27,6 +27,20 @@ constexpr std::size_t most_bytes = std::size_t{2} * 1024 * 1024;
 constexpr std::size_t longest_shared = 256;
 constexpr std::size_t longest = std::size_t{1024} * 1024 * 1024;
 
+/// What a key may not hold, or not without a closer look.
+enum e_key_byte : std::uint8_t { path_sign = 1, not_ascii = 2 };
+
+constexpr std::array<std::uint8_t, 256> make_key_bytes() {
+    std::array<std::uint8_t, 256> table = {};
+    for (char const sign : {'{', '}', '[', ']'})
+        table[static_cast<unsigned char>(sign)] = path_sign;
+    for (std::size_t byte = 0x80; byte != table.size(); ++byte)
+        table[byte] = not_ascii;
+    return table;
+}
+
+constexpr std::array<std::uint8_t, 256> key_bytes = make_key_bytes();
+
 key_block const* find_shared(std::string_view text);
 key_block* write_block(void* memory, std::string_view text, std::uint32_t number) noexcept;
 
@@ -189,8 +203,12 @@ std::string_view property_key_fault(std::string_view text) {
 
 std::string_view detail::key_fault(std::string_view text, std::size_t longest_key) noexcept {
     if (text.size() > longest_key) return "is too long (limit key)";
-    if (text.find_first_of("{}[]") != std::string_view::npos) return "holds one of { } [ ]";
-    if (!kxbase::is_valid_utf8(text)) return "is not UTF-8";
+    // Asked for every member that is read or written, and nearly every key is a plain word.
+    unsigned int seen = 0;
+    for (char const c : text)
+        seen |= key_bytes[static_cast<unsigned char>(c)];
+    if ((seen & path_sign) != 0) return "holds one of { } [ ]";
+    if ((seen & not_ascii) != 0 && !kxbase::is_valid_utf8(text)) return "is not UTF-8";
     return {};
 }
 

@@ -1,4 +1,5 @@
 #include "document_formats.h"
+#include "key_compare.h"
 #include "xml_names.h"
 
 #include <kxcore/constraint.h>
@@ -323,7 +324,7 @@ property_key xml_reader::read_key(value_attributes const& attributes) {
         text = attributes.key;
     }
     if (text.size() > limits_.key) fail_limit("a key", limits_.key, "bytes", "key");
-    if (std::string_view const fault = property_key_fault(text); !fault.empty())
+    if (std::string_view const fault = detail::key_fault(text, limits_.key); !fault.empty())
         fail("the key " + quoted(text) + ": " + std::string(fault));
     if (builder().size() != 0 && builder().last_key().text() == text)
         fail("found the key \"" + std::string(text) + "\" twice");

@@ -1,4 +1,5 @@
 #include "document_formats.h"
+#include "key_compare.h"
 #include "xml_names.h"
 
 #include <kxcore/constraint.h>
@@ -15,6 +16,7 @@
 #include <kxbase/limits.h>
 #include <kxbase/utf8.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
@@ -70,10 +72,12 @@ private:
     void write_number(std::int64_t number);
 
     void open_tag(std::string_view name, write_step const& step, std::size_t level);
+    void append_plain_tag(std::string_view name, std::string_view key, std::size_t level);
     void close_element(std::string_view name);
     void indent(std::size_t level);
 
     void append(std::string_view text) { out_.append(text); }
+    [[nodiscard]] char* append_unset(std::size_t count) { return reinterpret_cast<char*>(out_.append_unset(count)); }
     void append_escaped(std::string_view text, e_obstacle where);
     void append_base64(std::string_view bytes);
 
@@ -130,7 +134,7 @@ void xml_document_writer::write_members(properties const& tree, write_step const
         write_step const step{outer, member.key(), 0, false};
         if (member.key().size() > limits_.key)
             refuse(outer, "a key of more than " + std::to_string(limits_.key) + " bytes (limit key)");
-        if (std::string_view const fault = property_key_fault(member.key()); !fault.empty())
+        if (std::string_view const fault = detail::key_fault(member.key(), limits_.key); !fault.empty())
             refuse(outer, "the key " + quoted(member.key()) + ": " + std::string(fault));
         write_value(*member.value(), step, level);
     }
@@ -240,28 +244,41 @@ void xml_document_writer::write_number(std::int64_t number) {
 }
 
 void xml_document_writer::open_tag(std::string_view name, write_step const& step, std::size_t level) {
+    std::uint8_t const found = obstacles_in(step.key);
+    if (found == 0 && !step.in_list) return append_plain_tag(name, step.key, level);
     indent(level);
     append("<");
     append(name);
     if (step.in_list) return;
-    std::uint8_t const found = obstacles_in(step.key);
     if (!fits_xml(step.key, found)) {
         append(" key-base64=\"");
         append_base64(step.key);
     } else {
         append(" key=\"");
-        if ((found & escaped_in_attribute) == 0)
-            append(step.key);
-        else
-            append_escaped(step.key, escaped_in_attribute);
+        append_escaped(step.key, escaped_in_attribute);
     }
     append("\"");
 }
 
+/// Half of a document are such tags, so each is put together in one piece.
+void xml_document_writer::append_plain_tag(std::string_view name, std::string_view key, std::size_t level) {
+    constexpr std::string_view before_key = " key=\"";
+    char* at = append_unset(2 * level + 1 + name.size() + before_key.size() + key.size() + 1);
+    at = std::fill_n(at, 2 * level, ' ');
+    *at++ = '<';
+    at = std::copy(name.begin(), name.end(), at);
+    at = std::copy(before_key.begin(), before_key.end(), at);
+    at = std::copy(key.begin(), key.end(), at);
+    *at = '"';
+}
+
 void xml_document_writer::close_element(std::string_view name) {
-    append("</");
-    append(name);
-    append(">\n");
+    char* at = append_unset(name.size() + 4);
+    *at++ = '<';
+    *at++ = '/';
+    at = std::copy(name.begin(), name.end(), at);
+    *at++ = '>';
+    *at = '\n';
 }
 
 void xml_document_writer::indent(std::size_t level) {
