@@ -58,6 +58,8 @@ using resolver = property_handle(workflow_builder const&, variable const&);
 resolver source_value;
 resolver uuid_value;
 resolver workflow_value;
+resolver encoder_value;
+resolver deployment_value;
 resolver dynamic_value;
 resolver unsupported_value;
 resolver unknown_value;
@@ -75,11 +77,19 @@ constexpr std::array<variable_family, 7> families{{
     {"source.", source_value},
     {"uuid", uuid_value},
     {"workflow.", workflow_value},
-    {"encoder.", unsupported_value},
+    {"encoder.", encoder_value},
     {"mbr.", unsupported_value},
-    {"deployment.", unsupported_value},
+    {"deployment.", deployment_value},
     {"dynamic.", dynamic_value},
 }};
+
+/// What is known of the encoder, beside everything that begins with "input-" or "output-".
+constexpr std::array<std::string_view, 3> encoder_names{"name", "status", "media-info-xml-url"};
+
+/// How the names of what is known of a deployment end.
+constexpr std::array<std::string_view, 7> deployment_endings{
+    "dest-url", "outfile-path", "outfile-name", "outfile-extension", "outfile-file", "name", "status",
+};
 
 /// Context variables of the job that bear the name of their variable.
 constexpr std::array<std::string_view, 15> dynamic_contexts{
@@ -123,6 +133,19 @@ property_handle uuid_value(workflow_builder const&, variable const& of) {
 property_handle workflow_value(workflow_builder const& builder, variable const& of) {
     if (of.name == "workflow.name") return make_refcount<property_string>(builder.get_workflow_name());
     return context(of.query.empty() ? of.name : of.name + "?" + of.query);
+}
+
+property_handle encoder_value(workflow_builder const& builder, variable const& of) {
+    std::string_view const rest = std::string_view(of.name).substr(std::string_view("encoder.").size());
+    bool const known = rest.starts_with("input-") || rest.starts_with("output-") ||
+                       std::ranges::find(encoder_names, rest) != encoder_names.end();
+    return (known ? unsupported_value : unknown_value)(builder, of);
+}
+
+property_handle deployment_value(workflow_builder const& builder, variable const& of) {
+    bool const known =
+        std::ranges::any_of(deployment_endings, [&](std::string_view ending) { return of.name.ends_with(ending); });
+    return (known ? unsupported_value : unknown_value)(builder, of);
 }
 
 property_handle dynamic_value(workflow_builder const& builder, variable const& of) {
