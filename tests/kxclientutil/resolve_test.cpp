@@ -1,5 +1,6 @@
 #include <kxclientutil/resolve.h>
 
+#include "kxclientutil/support/many_threads.h"
 #include "kxclientutil/support/trees.h"
 
 #include <kxbase/env.h>
@@ -146,6 +147,15 @@ TEST(resolve_url, leaves_a_url_without_placeholder_as_it_is) {
     for (char const* url : {"", "file:/clips/a%20b.mov", "http://host", "kxrc:/#!create-dir", "rtsp://server/live?x#y",
                             "smb://server/share/a.mov", "kxvar:/?url.path_name#workflow.spawn-value"})
         EXPECT_EQ(resolve_url_path(url), url) << url;
+}
+
+TEST(resolve_url, goes_on_in_many_threads_once_the_table_is_there) {
+    placeholder_override const media("$MEDIA$", "/mnt/media");
+    kx_test::run_in_threads([] {
+        EXPECT_EQ(resolve_path("$MEDIA$/$PRODLONG$"), "/mnt/media/Vostrel");
+        EXPECT_EQ(resolve_url_path("file:$MEDIA$//a.mov"), "file:/mnt/media/a.mov");
+        EXPECT_EQ(create_resource_uri("file:$MEDIA$/a.mov", "n1", true), "kxrc:/mnt/media/a.mov#n1");
+    });
 }
 
 TEST(resolve_url, takes_a_text_without_scheme_for_a_path) {

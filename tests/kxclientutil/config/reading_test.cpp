@@ -1,4 +1,5 @@
 #include "kxclientutil/support/config_fixture.h"
+#include "kxclientutil/support/many_threads.h"
 #include "kxclientutil/support/trees.h"
 #include "support/captured_report.h"
 
@@ -270,6 +271,9 @@ TEST_F(reading, normalizes_urls_by_their_path) {
     } const cases[] = {
         {"kxrc:/media//in/a.mov", "file:/media/in/a.mov"},
         {"kxrc:/media/a%20b.mov?query#node", "file:/media/a%20b.mov"},
+        {"kxrc://server/share/a.mov", "file:/share/a.mov"},
+        {"kxrc:/$PRODLONG$/a.mov", "file:/" + product + "/a.mov"},
+        {"kxrc:/#!create-dir", "file:/"},
         {"file:/$PRODLONG$//a.mov", "file:/" + product + "/a.mov"},
         {"ftp://u:p@host/$PRODLONG$/a.mov#x", "ftp://u:p@host/" + product + "/a.mov#x"},
         {"http://host/x/../y", "http://host/y"},
@@ -328,6 +332,19 @@ TEST_F(reading, normalizes_leaves_whose_path_is_too_long_to_be_named) {
     auto const document = tree({{key.c_str(), tree({{key.c_str(), tree({{"source-url", text("kxrc:/a//b")}})}})}});
     static_cast<void>(read(stored("task", *document)));
     EXPECT_EQ(out, *tree({{key.c_str(), tree({{key.c_str(), tree({{"source-url", text("file:/a/b")}})}})}}));
+}
+
+TEST_F(reading, goes_on_in_many_threads_at_once) {
+    auto const document = tree({{"configuration", tree({{"source-url", text("kxrc:/$PRODLONG$//b")}})},
+                                {"password", kxcore::property_special::create_wrapped_encrypted("secret")}});
+    auto const bytes = stored("task", *document);
+    auto const expected =
+        tree({{"configuration", tree({{"source-url", text("file:/Vostrel/b")}})}, {"password", text("secret")}});
+    kx_test::run_in_threads([&] {
+        properties own(false);
+        EXPECT_EQ(read_config(bytes, plugins, constraints, own, nullptr), config_task);
+        EXPECT_EQ(own, *expected);
+    });
 }
 
 TEST_F(reading, gives_equal_documents_for_equal_bytes) {

@@ -1,5 +1,6 @@
 #include "config/variables.h"
 
+#include "kxclientutil/support/many_threads.h"
 #include "kxclientutil/support/trees.h"
 
 #include <kxclientutil/config.h>
@@ -149,6 +150,15 @@ TEST(variables, do_not_know_legacy_names) {
 TEST(variables, do_not_know_their_own_uris) {
     EXPECT_FALSE(is_recognized_variable("kxvar:/#uuid"));
     EXPECT_EQ(get_variable("kxvar:/#uuid"), "kxvar:/#uuid");
+}
+
+// In a process of its own, as ctest runs it, the map does not exist before.
+TEST(variables, may_be_asked_for_first_by_many_threads) {
+    kx_test::run_in_threads([] {
+        EXPECT_EQ(get_variable("$encoder.name$"), "kxvar:/#encoder.name");
+        EXPECT_EQ(get_variable_map().size(), 68U);
+        EXPECT_EQ(get_dollar_variable_list("$uuid$-x")->size(), 2U);
+    });
 }
 
 TEST(dollar_variables, split_a_text) {

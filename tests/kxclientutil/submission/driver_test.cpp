@@ -1,3 +1,4 @@
+#include "kxclientutil/support/many_threads.h"
 #include "kxclientutil/support/submission_fixture.h"
 
 #include <kxbase/errors.h>
@@ -97,6 +98,26 @@ TEST_F(driver, raises_for_a_submission_without_workflow) {
         EXPECT_FALSE(submission_is_finalized(submission));
         EXPECT_FALSE(submission.is_present("workflow"));
     }
+}
+
+TEST_F(driver, raises_for_a_workflow_that_is_none) {
+    for (auto const& none : {text("x"), list({}), kx_test::deferred(), kx_test::bytes("x")}) {
+        submission["workflow"] = none;
+        properties const before = submission;
+        EXPECT_THROW(finalize(), es::arg);
+        EXPECT_EQ(submission, before);
+    }
+}
+
+TEST_F(driver, finalizes_in_many_threads_what_they_share) {
+    submission_add_files({"http://host/a.mov", "file:/a.mov"}, "Files", submission);
+    properties const shared = submission;
+    kx_test::run_in_threads([&] {
+        properties own = shared;
+        kxcore::property_list own_resources;
+        submission_finalize(own, own_resources, settings, plugins, constraints);
+        EXPECT_EQ(*submission_get_unfinalized_submission(own), shared);
+    });
 }
 
 TEST_F(driver, takes_the_first_source_only) {
