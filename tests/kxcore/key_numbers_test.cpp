@@ -16,7 +16,9 @@ TEST(key_numbers, come_in_the_order_in_which_keys_are_added_and_can_be_taken_bac
             EXPECT_EQ(numbers.find(key), 0U);
             numbers.add(key);
             EXPECT_EQ(numbers.find(key), numbers.size());
-            EXPECT_EQ(numbers.key_of(numbers.size())->text(), key.text());
+            property_key const* const found = numbers.key_of(numbers.size());
+            ASSERT_NE(found, nullptr);
+            EXPECT_EQ(found->text(), key.text());
         }
         EXPECT_EQ(numbers.find(property_key(std::string(300, 'k'))), 3U);
         EXPECT_EQ(numbers.key_of(0), nullptr);
