@@ -94,8 +94,10 @@ constexpr named_uri all_variables[] = {
 std::vector<std::string> pieces_of(std::string const& text) {
     std::vector<std::string> pieces;
     auto const list = get_dollar_variable_list(text);
-    for (auto const& piece : *list)
-        pieces.emplace_back(kxcore::property_cast<kxcore::property_string>(piece.get())->value());
+    for (auto const& piece : *list) {
+        auto const* const string = kxcore::property_cast<kxcore::property_string>(piece.get());
+        pieces.emplace_back(string == nullptr ? "(no string)" : string->value());
+    }
     return pieces;
 }
 
