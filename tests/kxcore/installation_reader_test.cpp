@@ -204,13 +204,13 @@ TEST(installation_reader, tells_files_of_a_million_levels_on_a_small_stack) {
         {"plugins/copy.xml", document("plugin", trees)},
         {"constraints/all.xml", constraints("", definitions)},
     };
-    for (auto const& [name, text] : cases) {
+    for (auto const& row : cases) {
         folder const it;
-        it.write(name, text);
+        it.write(row.name, row.text);
         kx_test::run_on_small_stack([&] {
             lines const problems = it.problems();
             ASSERT_EQ(problems.size(), 1U);
-            EXPECT_THAT(problems[0], testing::StartsWith(name));
+            EXPECT_THAT(problems[0], testing::StartsWith(row.name));
             EXPECT_THAT(problems[0], testing::HasSubstr("nesting deeper than 128 levels (limit nesting)"));
         });
     }
