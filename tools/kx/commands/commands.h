@@ -3,7 +3,7 @@
 /// @file
 /// The commands. Each adds itself to the command line, with its own options and help, and runs when it is chosen.
 
-namespace CLI {
+namespace CLI { // NOLINT(readability-identifier-naming): the parser's own
 class App;
 }
 

@@ -39,7 +39,9 @@ void print_split(application const& app, std::string const& text) {
     json pieces = json::array();
     auto const list = kxclientutil::get_dollar_variable_list(text);
     for (auto const& element : *list) {
-        std::string const piece(kxcore::property_cast<kxcore::property_string>(element.get())->value());
+        auto const* const string = kxcore::property_cast<kxcore::property_string>(element.get());
+        if (string == nullptr) continue;
+        std::string const piece(string->value());
         bool const is_variable = piece.size() > 1 && piece.front() == '$' && piece.back() == '$';
         json entry = {{"text", piece}};
         if (is_variable) entry["uri"] = kxclientutil::get_variable(piece);
