@@ -191,6 +191,8 @@ TEST(hostile_documents, of_the_binary_format_nest_a_million_levels_deep_on_a_sma
             } catch (kxbase::es::arg const& error) {
                 EXPECT_THAT(error.what(), HasSubstr("at most 128 levels (limit nesting)"));
             }
+            EXPECT_EQ(document.get_identifier(), "");
+            EXPECT_EQ(document.get_version(), 0U);
             EXPECT_TRUE(document.get_config().empty());
         }
     });

@@ -165,7 +165,12 @@ TEST(key_file, is_not_made_where_there_is_no_folder) {
     own_key_file const key;
     std::string const path = key.folder.file("no/such/key");
     kx_test::environment_setting const setting("KX_KEY_FILE", path.c_str());
-    EXPECT_THROW(static_cast<void>(credentials::wrap_text("x")), kxbase::es::call);
+    try {
+        static_cast<void>(credentials::wrap_text("x"));
+        FAIL() << "a key was made";
+    } catch (kxbase::es::call const& error) {
+        EXPECT_THAT(error.what(), HasSubstr("cannot make key file '" + path + "': "));
+    }
     kx_test::environment_setting const under_a_file("KX_KEY_FILE", (key.folder.write("f", "") + "/key").c_str());
     EXPECT_THROW(static_cast<void>(credentials::wrap_text("x")), kxbase::es::call);
 }

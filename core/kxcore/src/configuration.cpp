@@ -78,6 +78,7 @@ configuration::read_error configuration::read_config(constraint_db const& accept
         self.places.clear();
         self.tell(std::move(outcome.diagnostic));
         if (outcome.fault == e_document_fault::malformed) return read_invalid;
+        self.document = {};
         kxbase::es::arg::raise(self.diagnostic.to_string());
     }
     self.config = properties(self.document.tree);

@@ -93,7 +93,11 @@ void make_key_file(std::string const& path) {
         text.chars[2 * i + 1] = digit[fresh.bytes[i] & 15];
     }
     text.chars.back() = '\n';
-    static_cast<void>(file_io::create_file(path, {text.chars.data(), text.chars.size()}));
+    try {
+        static_cast<void>(file_io::create_file(path, {text.chars.data(), text.chars.size()}));
+    } catch (kxbase::es::call const& error) {
+        kxbase::es::call::raise("cannot make key file '" + path + "': " + error.message());
+    }
 }
 
 void check_owner_only(int fd, std::string const& path) {
