@@ -1,8 +1,8 @@
 #pragma once
 
 /// @file
-/// Configuration documents: the types there are, reading and writing them, and the workflow variables that
-/// their texts and values may hold.
+/// Configuration documents: the types there are, reading and writing them, the upgrade of those of earlier versions, the
+/// tags that a task or workflow requires of a node, and the workflow variables that texts and values may hold.
 
 #include <kxclientutil/export.h>
 
@@ -59,16 +59,19 @@ enum e_config_type : std::uint32_t {
 /// @param format       where to put the format that the document was stored in; null when nobody asks.
 /// @return             the type.
 ///
-/// An error leaves @p out as it was, except one about a document of an older version: it leaves the document there as
-/// it was stored, with its credentials unwrapped.
+/// A document of an earlier version is upgraded to version 7 first: see the upgrades below, and docs/documents.md for
+/// what they drop.
+///
+/// An error leaves @p out as it was, except where a document of an earlier version can't be upgraded or does not fit
+/// its constraint then: the document is there as it was stored, with its credentials unwrapped.
 ///
 /// @throws es::arg "Unexpected configuration data, data contains '%s'" for a document of a foreign identifier,
 ///         "Unknown configuration data" for what is no document, "Invalid configuration data" for a broken one (the log
 ///         has more), "failed to find constraint for ('%s')" when @p constraints has none for the identifier, "Invalid
 ///         configuration ('%s')" with the reason when the document does not fit its constraint or lacks a value, "Not
-///         implemented" for a filter, encoder, packetizer or exporter of an older version than 7, and a message that
-///         names the version for any other document of an older version: they can't be read yet; besides, what the
-///         reader says beyond its limits, and the unwrapping of a credential that can't be unwrapped
+///         implemented" for a filter, encoder, packetizer or exporter of an earlier version than 7; besides, what the
+///         reader says beyond its limits, what unwrapping says of a credential that can't be unwrapped, and what the
+///         upgrade says of a document that lacks what it needs
 KXCLIENTUTIL_EXPORT e_config_type read_config(kxbase::buffer const& data, kxcore::plugin_db const& plugins,
                                               kxcore::constraint_db const& constraints, kxcore::properties& out,
                                               kxcore::configuration::format* format);
@@ -118,6 +121,79 @@ KXCLIENTUTIL_EXPORT void write_config(e_config_type type, kxcore::constraint_db 
 KXCLIENTUTIL_EXPORT void write_config_file(std::string const& path_or_url, e_config_type type,
                                            kxcore::plugin_db const& plugins, kxcore::constraint_db const& constraints,
                                            kxcore::properties const& document, kxcore::configuration::format format);
+
+/// @name Upgrades
+/// The upgrade of one type of document from an earlier version. read_config() does it with every document that is older
+/// than version 7; call these for a tree that came another way.
+///
+/// @param document      as version @p from_version has it, its credentials unwrapped. It is not changed, and the result
+///                      shares every value that no step touches.
+/// @param from_version  the version of the document; 0 is upgraded as 1 is.
+/// @param to_version    the version to come to, at most 7. When it is not above @p from_version nothing is changed.
+/// @return              a new tree.
+///
+/// What an upgrade drops and what it makes up is told version by version in docs/documents.md, chapter "Versions". None
+/// of them checks the document against a constraint.
+///
+/// @throws es::arg naming the key when a member that a step needs is missing or of another kind
+/// @{
+
+/// Brings up to date what a task calls its source and its name, and the variables in its texts.
+[[nodiscard]] KXCLIENTUTIL_EXPORT kxbase::ptr_refcount<kxcore::properties>
+update_task(kxcore::properties const& document, unsigned int from_version, unsigned int to_version,
+            kxcore::plugin_db const& plugins, kxcore::constraint_db const& constraints);
+
+/// From version 1 the workflow is built anew: deliveries of encoders become tasks and connections of their own. Tasks of
+/// other plugins than the encoder, the upload and YouTube are not carried over, nor is the name of the workflow.
+[[nodiscard]] KXCLIENTUTIL_EXPORT kxbase::ptr_refcount<kxcore::properties>
+update_workflow(kxcore::properties const& document, unsigned int from_version, unsigned int to_version,
+                kxcore::plugin_db const& plugins, kxcore::constraint_db const& constraints);
+
+/// Upgrades the workflow and the source in it, version by version.
+[[nodiscard]] KXCLIENTUTIL_EXPORT kxbase::ptr_refcount<kxcore::properties>
+update_submission(kxcore::properties const& document, unsigned int from_version, unsigned int to_version,
+                  kxcore::plugin_db const& plugins, kxcore::constraint_db const& constraints);
+
+/// From version 1 the source is built anew of its name, its "ext-meta" and the URL and "workflow-meta" of its files.
+[[nodiscard]] KXCLIENTUTIL_EXPORT kxbase::ptr_refcount<kxcore::properties>
+update_file_source(kxcore::properties const& document, unsigned int from_version, unsigned int to_version,
+                   kxcore::plugin_db const& plugins, kxcore::constraint_db const& constraints);
+
+/// To version 7 the source is built anew, from whatever version: it must be in the form of an earlier one.
+///
+/// @throws es::arg also with "No rule found in monitor source, failed to update"
+[[nodiscard]] KXCLIENTUTIL_EXPORT kxbase::ptr_refcount<kxcore::properties>
+update_monitor_source(kxcore::properties const& document, unsigned int from_version, unsigned int to_version,
+                      kxcore::plugin_db const& plugins, kxcore::constraint_db const& constraints);
+
+/// A copy: no version has changed this type.
+[[nodiscard]] KXCLIENTUTIL_EXPORT kxbase::ptr_refcount<kxcore::properties>
+update_edl_source(kxcore::properties const& document, unsigned int from_version, unsigned int to_version,
+                  kxcore::plugin_db const& plugins, kxcore::constraint_db const& constraints);
+
+/// A copy: no version has changed this type.
+[[nodiscard]] KXCLIENTUTIL_EXPORT kxbase::ptr_refcount<kxcore::properties>
+update_iseq_source(kxcore::properties const& document, unsigned int from_version, unsigned int to_version,
+                   kxcore::plugin_db const& plugins, kxcore::constraint_db const& constraints);
+
+/// @}
+
+/// Lets only nodes with, or only nodes without, a tag run a task or a workflow. A tag that is there already is replaced.
+/// Constraints that the document shares with others are copied, never changed.
+///
+/// @param document  a task or a workflow; its "requirements" is made when it has none.
+/// @param tag       any text.
+/// @param required  true for nodes that have the tag, false for nodes that don't.
+///
+/// @throws es::arg with the message `"requirements" is not a constraint db`, its quotes included, also when it is no
+///         constraint at all, and the same of "tags" when that is in it and is none; the document is unchanged then
+KXCLIENTUTIL_EXPORT void add_task_or_workflow_tag(kxcore::properties& document, std::string const& tag, bool required);
+
+/// Takes a tag back, required or excluded. With the last tag "tags" goes as well, and with that "requirements" when it
+/// holds nothing else. A tag that is not there is no error.
+///
+/// @throws es::arg as add_task_or_workflow_tag() does
+KXCLIENTUTIL_EXPORT void remove_task_or_workflow_tag(kxcore::properties& document, std::string const& tag);
 
 /// The workflow variables: from name ("source.filename") to the "kxvar:/" URI that stands for it in a task.
 /// The reference stays valid until the library is unloaded. May be called from any thread.
