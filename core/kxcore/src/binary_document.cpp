@@ -4,6 +4,7 @@
 #include "bounded_encoding.h"
 #include "byte_reader.h"
 #include "document_formats.h"
+#include "limit_error.h"
 
 #include <kxcore/network_encoding.h>
 #include <kxcore/properties.h>
@@ -83,7 +84,7 @@ document_outcome decode_tree(std::string_view bytes, std::string_view tree, docu
         decoder.expect_end();
         out.tree = std::move(decoded);
     } catch (kxbase::es::arg const& error) {
-        outcome.fault = is_about_limit(error.what()) ? e_document_fault::beyond_limit : e_document_fault::malformed;
+        outcome.fault = limit_error::is_one(error) ? e_document_fault::beyond_limit : e_document_fault::malformed;
         outcome.diagnostic.message = error.what();
         outcome.diagnostic.offset = decoder.position();
     }

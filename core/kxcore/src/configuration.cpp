@@ -155,10 +155,6 @@ std::string_view identifier_fault(std::string_view identifier) noexcept {
     return {};
 }
 
-bool is_about_limit(std::string_view message) noexcept {
-    return message.find("(limit ") != std::string_view::npos;
-}
-
 void configuration::state::forget() {
     document = {};
     config.clear();

@@ -1,6 +1,7 @@
 #include <kxcore/constraint.h>
 
 #include "constraint_nearest.h"
+#include "limit_error.h"
 
 #include <kxbase/errors.h>
 #include <kxbase/limits.h>
@@ -63,10 +64,10 @@ std::size_t constraint::deepest_nesting() noexcept {
 void constraint::check_extent(std::uint64_t depth, std::uint64_t parts) {
     std::size_t const deepest = deepest_nesting();
     if (depth > deepest)
-        kxbase::es::arg::raise("constraints nested deeper than " + std::to_string(deepest) + " levels (limit nesting)");
+        limit_error::raise("constraints nested deeper than " + std::to_string(deepest) + " levels (limit nesting)");
     std::size_t const most_parts = kxbase::current_limits().members;
     if (parts > most_parts)
-        kxbase::es::arg::raise("a constraint of more than " + std::to_string(most_parts) + " parts (limit members)");
+        limit_error::raise("a constraint of more than " + std::to_string(most_parts) + " parts (limit members)");
 }
 
 void constraint::adopt(constraint const& part) {

@@ -1,6 +1,7 @@
 #include <kxcore/constraint_property.h>
 
 #include "constraint_words.h"
+#include "limit_error.h"
 #include "property_text.h"
 
 #include <kxbase/errors.h>
@@ -125,8 +126,8 @@ namespace {
 
 extent extent_of(property const& value, std::size_t level, std::size_t deepest) {
     if (level > deepest)
-        kxbase::es::arg::raise("a constraint's value is nested deeper than " + std::to_string(deepest) +
-                               " levels (limit nesting)");
+        limit_error::raise("a constraint's value is nested deeper than " + std::to_string(deepest) +
+                           " levels (limit nesting)");
     extent all;
     auto const add = [&](extent const& inside) {
         all.depth = std::max(all.depth, inside.depth + 1);

@@ -1,9 +1,9 @@
 #include "constraint_tree_reader.h"
 
 #include "constraint_found.h"
-#include "constraint_nearest.h"
 #include "constraint_short_text.h"
 #include "constraint_words.h"
+#include "limit_error.h"
 
 #include <kxbase/errors.h>
 #include <kxcore/constraint_enum.h>
@@ -12,9 +12,11 @@
 #include <kxcore/constraint_property.h>
 #include <kxcore/constraint_string.h>
 #include <kxcore/constraint_values.h>
+#include <kxcore/nearest_text.h>
 #include <kxcore/properties.h>
 #include <kxcore/property_list.h>
 #include <kxcore/property_values.h>
+#include <kxcore/shown_value.h>
 
 #include <algorithm>
 #include <array>
@@ -120,12 +122,12 @@ part constraint_tree_reader::read_text(std::string_view text, std::size_t level)
         });
     } catch (kxbase::es::arg const& error) {
         if (is_foreign) throw;
-        refuse(error.message());
+        refuse_as(error);
     }
 }
 
 part constraint_tree_reader::read_reference(std::string_view name, std::size_t level) {
-    if (level > deepest_) refuse("nesting deeper than " + std::to_string(deepest_) + " levels (limit nesting)");
+    if (level > deepest_) refuse_depth();
     if (definitions_.named.contains(name)) return read_definition(name, level + 1);
     std::string why = "there is no definition of ";
     words::append_shown(why, name.substr(0, 200));
@@ -142,7 +144,7 @@ part constraint_tree_reader::read_reference(std::string_view name, std::size_t l
 
 part constraint_tree_reader::read_tree(properties const& tree, std::size_t level,
                                        std::span<std::string_view const> more_keys) {
-    if (level > deepest_) refuse("nesting deeper than " + std::to_string(deepest_) + " levels (limit nesting)");
+    if (level > deepest_) refuse_depth();
     std::string_view const name = text_member(tree, "type");
     auto const* const type =
         std::find_if(std::begin(types), std::end(types), [name](type_row const& each) { return each.name == name; });
@@ -340,12 +342,24 @@ constraint_tree_reader::step::~step() {
 }
 
 void constraint_tree_reader::refuse(std::string_view what) const {
+    kxbase::es::arg::raise(located(what));
+}
+
+void constraint_tree_reader::refuse_depth() const {
+    limit_error::raise(located("nesting deeper than " + std::to_string(deepest_) + " levels (limit nesting)"));
+}
+
+void constraint_tree_reader::refuse_as(kxbase::es::arg const& cause) const {
+    limit_error::raise_as(cause, located(cause.message()));
+}
+
+std::string constraint_tree_reader::located(std::string_view what) const {
     std::string message;
     words::append_shown(message, path_);
     message = path_.empty() ? "the constraint" : message.substr(1, message.size() - 2);
     message += ": ";
     message += what;
-    kxbase::es::arg::raise(message);
+    return message;
 }
 
 void constraint_tree_reader::refuse_kind(std::string_view expected, property const& found) const {

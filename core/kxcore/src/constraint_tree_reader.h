@@ -106,11 +106,14 @@ private:
         try {
             return make();
         } catch (kxbase::es::arg const& error) {
-            refuse(error.message());
+            refuse_as(error);
         }
     }
 
     [[noreturn]] void refuse(std::string_view what) const;
+    [[noreturn]] void refuse_depth() const;
+    [[noreturn]] void refuse_as(kxbase::es::arg const& cause) const;
+    [[nodiscard]] std::string located(std::string_view what) const;
     [[noreturn]] void refuse_kind(std::string_view expected, property const& found) const;
 
     constraint_definitions::state& definitions_;

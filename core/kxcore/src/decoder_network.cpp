@@ -154,8 +154,8 @@ void decoder_network::state::read_tagged(property_key key, std::size_t offset, u
 
 void decoder_network::state::begin_container(property_key key, std::size_t offset, bool is_tree, std::uint64_t count) {
     if (open.size() >= limits.nesting) {
-        network_reader::refuse(offset, "at most " + std::to_string(limits.nesting) + " levels (limit nesting)",
-                               "one more");
+        network_reader::refuse_over_limit(
+            offset, "at most " + std::to_string(limits.nesting) + " levels (limit nesting)", "one more");
     }
     // A member takes two bytes at least, an element one: a claim beyond that is refused before it costs anything.
     std::uint64_t const most = is_tree ? bytes.left() / 2 : bytes.left();
@@ -164,8 +164,8 @@ void decoder_network::state::begin_container(property_key key, std::size_t offse
                                std::to_string(count));
     }
     if (count > limits.members) {
-        network_reader::refuse(offset, "at most " + std::to_string(limits.members) + " members (limit members)",
-                               std::to_string(count));
+        network_reader::refuse_over_limit(
+            offset, "at most " + std::to_string(limits.members) + " members (limit members)", std::to_string(count));
     }
     builder.begin(std::move(key), is_tree ? property_kind::properties : property_kind::list);
     open.push_back({count, is_tree, false, offset});
@@ -183,7 +183,7 @@ void decoder_network::state::end_container() {
     try {
         made = constraint_from_tree(tree);
     } catch (kxbase::es::arg const& error) {
-        network_reader::refuse(ended.offset, "the tree form of a constraint", error.message());
+        network_reader::refuse(ended.offset, "the tree form of a constraint", error);
     }
     if (*constraint_to_tree(*made) != tree) {
         network_reader::refuse(ended.offset, "the one tree form of a constraint", "another way to write it");
@@ -198,8 +198,8 @@ property_key decoder_network::state::read_key() {
     if (number == network::new_key) {
         std::uint64_t const size = bytes.get_varint("the size of a key");
         if (size > limits.key) {
-            network_reader::refuse(offset, "a key of at most " + std::to_string(limits.key) + " bytes (limit key)",
-                                   std::to_string(size));
+            network_reader::refuse_over_limit(
+                offset, "a key of at most " + std::to_string(limits.key) + " bytes (limit key)", std::to_string(size));
         }
         std::string_view const text = bytes.get_bytes(offset, size, "a key");
         std::string_view const fault = detail::key_fault(text, limits.key);
@@ -278,7 +278,7 @@ property_handle decoder_network::state::read_special(std::size_t offset) {
             static_cast<property_special::e_type>(type), static_cast<property_special::e_sub_type>(sub_type),
             static_cast<property_kind>(value_kind), static_cast<property_string const&>(*text).value());
     } catch (kxbase::es::arg const& error) {
-        network_reader::refuse(offset, "a special", error.message());
+        network_reader::refuse(offset, "a special", error);
     }
 }
 
@@ -291,8 +291,8 @@ std::uint64_t decoder_network::state::read_long(std::size_t offset, std::uint64_
 
 void decoder_network::state::check_string_size(std::size_t offset, std::uint64_t size) const {
     if (size > limits.string) {
-        network_reader::refuse(offset, "at most " + std::to_string(limits.string) + " bytes (limit string)",
-                               std::to_string(size));
+        network_reader::refuse_over_limit(offset, "at most " + std::to_string(limits.string) + " bytes (limit string)",
+                                          std::to_string(size));
     }
 }
 

@@ -52,7 +52,4 @@ void write_binary_document(std::string_view identifier, unsigned int version, pr
 /// Why a text cannot be the identifier of a document; the empty text when it can.
 [[nodiscard]] std::string_view identifier_fault(std::string_view identifier) noexcept;
 
-/// Whether an error is about a limit: such errors say so, since all of them name the limit that they met.
-[[nodiscard]] bool is_about_limit(std::string_view message) noexcept;
-
 } // namespace kxcore

@@ -1,6 +1,6 @@
 #include "network_reader.h"
 
-#include <kxbase/errors.h>
+#include "limit_error.h"
 
 namespace kxcore {
 
@@ -29,9 +29,25 @@ std::uint64_t network_reader::get_long_varint(char const* expected) {
     refuse(offset_before, "a number of 64 bits", "a larger one");
 }
 
+namespace {
+
+std::string message_of(std::size_t offset, std::string const& expected, std::string_view found) {
+    return "network encoding, byte " + std::to_string(offset) + ": expected " + expected + ", found " +
+           std::string(found);
+}
+
+} // namespace
+
 void network_reader::refuse(std::size_t offset, std::string const& expected, std::string const& found) {
-    kxbase::es::arg::raise("network encoding, byte " + std::to_string(offset) + ": expected " + expected + ", found " +
-                           found);
+    kxbase::es::arg::raise(message_of(offset, expected, found));
+}
+
+void network_reader::refuse_over_limit(std::size_t offset, std::string const& expected, std::string const& found) {
+    limit_error::raise(message_of(offset, expected, found));
+}
+
+void network_reader::refuse(std::size_t offset, std::string const& expected, kxbase::es::arg const& cause) {
+    limit_error::raise_as(cause, message_of(offset, expected, cause.message()));
 }
 
 void network_reader::refuse_end(char const* expected) const {

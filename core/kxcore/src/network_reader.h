@@ -3,6 +3,8 @@
 /// @file
 /// Reading encoded bytes. Nothing is read beyond the end; what does not fit raises with its offset.
 
+#include <kxbase/errors.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -48,6 +50,9 @@ public:
 
     /// @throws es::arg with the offset, what was expected there and what was found
     [[noreturn]] static void refuse(std::size_t offset, std::string const& expected, std::string const& found);
+    [[noreturn]] static void refuse_over_limit(std::size_t offset, std::string const& expected,
+                                               std::string const& found);
+    [[noreturn]] static void refuse(std::size_t offset, std::string const& expected, kxbase::es::arg const& cause);
 
 private:
     [[nodiscard]] std::uint64_t get_long_varint(char const* expected);

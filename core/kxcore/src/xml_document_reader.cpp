@@ -1,5 +1,6 @@
 #include "document_formats.h"
 #include "key_compare.h"
+#include "limit_error.h"
 #include "xml_names.h"
 
 #include <kxcore/constraint.h>
@@ -435,7 +436,7 @@ property_handle xml_reader::make_constraint() {
         return kxbase::make_refcount<property_constraint>(constraint_from_tree(*tree));
     } catch (kxbase::es::arg const& error) {
         fail(std::string("not a constraint: ") + error.what(),
-             is_about_limit(error.what()) ? e_document_fault::beyond_limit : e_document_fault::malformed);
+             limit_error::is_one(error) ? e_document_fault::beyond_limit : e_document_fault::malformed);
     }
 }
 
