@@ -189,7 +189,7 @@ TEST(configuration, forgets_what_was_read_before) {
     configuration document;
     document.keep_places(true);
     ASSERT_EQ(read(document, xml_document("<int key=\"a\">1</int>")), configuration::read_ok);
-    EXPECT_EQ(document.get_places().size(), 1U);
+    EXPECT_EQ(document.get_places().size(), 2U);
     ASSERT_EQ(read(document, "nothing"), configuration::read_unknown);
     EXPECT_EQ(document.get_identifier(), "");
     EXPECT_EQ(document.get_version(), 0U);

@@ -22,6 +22,9 @@ TEST(document_places, finds_a_path_or_what_is_around_it) {
     EXPECT_EQ(places.find_nearest("a"), (document_place{1, 2}));
     EXPECT_FALSE(places.find_nearest("b{a}"));
     EXPECT_FALSE(places.find_nearest(""));
+    places.set("", {9, 1});
+    EXPECT_EQ(places.find_nearest("b{a}"), (document_place{9, 1})) << "the root is around everything";
+    EXPECT_EQ(places.find_nearest(""), (document_place{9, 1}));
     places.clear();
     EXPECT_TRUE(places.empty());
 }

@@ -245,9 +245,8 @@ TEST(installation_reader, tells_members_of_a_wrong_kind_with_line_and_path) {
         it.problems(),
         ElementsAre(
             "plugins/x.xml: line 11, column 1, outputs: found the int 5, must be a tree",
-            "plugins/x.xml: line 7, column 5, inputs{source-url}{kind}: found the string \"sting\", must be a string "
-            "equal to one of string \"binary\", string \"bool\", string \"int\", string \"list\", string "
-            "\"properties\", string \"string\" (did you mean \"string\"?)",
+            "plugins/x.xml: line 7, column 5, inputs{source-url}{kind}: found the string \"sting\", must be one of "
+            "\"binary\", \"bool\", \"int\", \"list\", \"properties\", \"string\" (did you mean \"string\"?)",
             "plugins/x.xml: line 8, column 5, inputs{source-url}{required}: found the string \"true\", must be a "
             "bool (did you mean true?)"));
 }
@@ -340,7 +339,7 @@ TEST(installation_reader, tells_a_constraint_document_that_describes_no_database
         char const* problem;
     } const cases[] = {
         {"<string key=\"type\">bool</string>\n", "constraints/b.xml: line 3, column 1, type: must be \"database\""},
-        {"", "constraints/b.xml: type: missing, expected a string"},
+        {"", "constraints/b.xml: line 2, column 1, type: missing, expected a string"},
         {"<string key=\"type\">database</string>\n<int key=\"definitions\">1</int>\n",
          "constraints/b.xml: line 4, column 1, definitions: must be a tree of names and forms"},
         {"<string key=\"type\">database</string>\n<int key=\"members\">1</int>\n",

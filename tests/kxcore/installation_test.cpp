@@ -157,13 +157,12 @@ TEST(installation, judges_configurations_by_their_plugins) {
     configuration.set_property("overwrite", make_refcount<property_string>("replce"));
     configuration.set_property("retrys", make_refcount<property_int>(1));
     configuration.erase("source-url");
-    EXPECT_EQ(
-        findings("task/regular/move/1.0", 30),
-        "overwrite: found the string \"replce\", must be a string equal to one of string \"fail\", string \"rename\", "
-        "string \"replace\" (did you mean \"replace\"?)\n"
-        "retrys: unknown key, must be one of \"create-folders\", \"dest-dir-url\", \"extra-source-urls\", "
-        "\"overwrite\", \"retries\", \"retry-wait-s\", \"source-url\"\n"
-        "source-url: missing, must be a string of at least 1 character\n");
+    EXPECT_EQ(findings("task/regular/move/1.0", 30),
+              "overwrite: found the string \"replce\", must be one of \"fail\", \"rename\", "
+              "\"replace\" (did you mean \"replace\"?)\n"
+              "retrys: unknown key, must be one of \"create-folders\", \"dest-dir-url\", \"extra-source-urls\", "
+              "\"overwrite\", \"retries\", \"retry-wait-s\", \"source-url\"\n"
+              "source-url: missing, must be a string of at least 1 character\n");
 }
 
 } // namespace

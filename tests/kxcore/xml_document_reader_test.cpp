@@ -171,6 +171,18 @@ TEST(xml_reading, gives_the_byte_offset_too) {
     EXPECT_EQ(document.get_diagnostic().line, 3U);
     EXPECT_EQ(document.get_diagnostic().column, 2U);
     EXPECT_EQ(document.get_diagnostic().offset, head.size() + 3);
+    EXPECT_EQ(document.get_diagnostic().path, "");
+}
+
+TEST(xml_reading, names_the_element_that_was_open) {
+    configuration document;
+    ASSERT_EQ(read(document, xml_document("<list key=\"l\"><int>1</int><int>x</int></list>")),
+              configuration::read_invalid);
+    EXPECT_EQ(document.get_diagnostic().path, "l[1]");
+    EXPECT_EQ(document.get_diagnostic().message, "l[1]: expected an integer of 64 bits in decimal");
+    ASSERT_EQ(read(document, xml_document("<list key=\"l\"><int>1</lint></list>")), configuration::read_invalid);
+    EXPECT_EQ(document.get_diagnostic().path, "l[0]");
+    EXPECT_THAT(document.get_diagnostic().message, testing::StartsWith("not well-formed XML: "));
 }
 
 TEST(xml_reading, keeps_places_when_asked_for) {
@@ -184,7 +196,8 @@ TEST(xml_reading, keeps_places_when_asked_for) {
     ASSERT_EQ(read(document, bytes), configuration::read_ok);
     kxcore::document_places const& places = document.get_places();
     using place = kxcore::document_place;
-    EXPECT_EQ(places.size(), 6U);
+    EXPECT_EQ(places.size(), 7U);
+    EXPECT_EQ(places.find(""), (place{1, 1})) << "the root";
     EXPECT_EQ(places.find("a"), (place{2, 1}));
     EXPECT_EQ(places.find("t"), (place{3, 3}));
     EXPECT_EQ(places.find("t{l}"), (place{4, 1}));

@@ -1,14 +1,17 @@
 #include "constraint_findings.h"
 
 #include "constraint_found.h"
-#include "constraint_nearest.h"
 #include "constraint_words.h"
 
 #include <kxcore/constraint_db.h>
+#include <kxcore/constraint_enum.h>
 #include <kxcore/constraint_list.h>
 #include <kxcore/constraint_one_of.h>
+#include <kxcore/nearest_text.h>
 #include <kxcore/properties.h>
 #include <kxcore/property_list.h>
+#include <kxcore/property_values.h>
+#include <kxcore/shown_value.h>
 
 #include <algorithm>
 
@@ -52,7 +55,21 @@ private:
     bool secret_ = false;
 };
 
+// An enumeration is described shorter than it describes itself: whoever looks for the right word wants the words.
+std::string values_of(constraint_enum const& of) {
+    std::string text;
+    for (auto const& value : of.allowed()) {
+        text += text.empty() ? (of.allowed().size() > 1 ? "one of " : "") : ", ";
+        words::append_shown(text, static_cast<property_string const&>(*value).value());
+    }
+    return text;
+}
+
 std::string description(constraint const& of) {
+    if (of.kind() == constraint_kind::enumeration) {
+        auto const& values = static_cast<constraint_enum const&>(of);
+        if (!values.allowed().empty()) return values_of(values);
+    }
     std::string text = constraint_description(of);
     // Enumerations of several values describe themselves with a blank at the end, empty ones with one at the beginning.
     text.erase(text.find_last_not_of(' ') + 1);

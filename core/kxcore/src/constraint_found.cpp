@@ -3,78 +3,13 @@
 #include "constraint_nearest.h"
 #include "constraint_words.h"
 
-#include <kxbase/urls.h>
-#include <kxbase/utf8.h>
 #include <kxcore/constraint.h>
 #include <kxcore/constraint_finding.h>
-#include <kxcore/properties.h>
-#include <kxcore/property_list.h>
-#include <kxcore/property_special.h>
+#include <kxcore/nearest_text.h>
 #include <kxcore/property_values.h>
-
-#include <algorithm>
+#include <kxcore/shown_value.h>
 
 namespace kxcore {
-
-namespace {
-
-constexpr std::size_t longest_shown = 60;
-
-std::string shown_text(std::string_view text);
-std::string without_passwords(std::string_view text);
-
-std::string_view article_and_kind(property_kind kind) {
-    switch (kind) {
-    case property_kind::special: return "a special value";
-    case property_kind::string: return "a string";
-    case property_kind::boolean: return "a bool";
-    case property_kind::integer: return "an int";
-    case property_kind::binary: return "a binary value";
-    case property_kind::properties: return "a tree";
-    case property_kind::constraint: return "a constraint";
-    case property_kind::list: return "a list";
-    }
-    return "a value";
-}
-
-std::string special_text(property_special const& special) {
-    switch (special.sub_type()) {
-    case property_special::e_sub_type::plain: return "a deferred value";
-    case property_special::e_sub_type::context:
-        return "a reference to the context variable " + shown_text(special.value());
-    case property_special::e_sub_type::variable: return "a reference to the output " + shown_text(special.value());
-    case property_special::e_sub_type::credential: break;
-    }
-    return "a wrapped credential";
-}
-
-} // namespace
-
-bool is_secret_name(std::string_view key) {
-    constexpr std::string_view words[] = {"password", "passwd",  "passphrase", "passcode",   "secret",
-                                          "token",    "api-key", "access-key", "credential", "private-key"};
-    auto const same = [](char a, char b) { return (a >= 'A' && a <= 'Z' ? static_cast<char>(a - 'A' + 'a') : a) == b; };
-    return std::any_of(std::begin(words), std::end(words), [&](std::string_view word) {
-        return std::search(key.begin(), key.end(), word.begin(), word.end(), same) != key.end();
-    });
-}
-
-std::string found_text(property const& value, bool secret) {
-    if (auto const* special = property_cast<property_special>(&value)) return special_text(*special);
-    if (secret) return std::string(article_and_kind(value.kind())) + " (not shown)";
-    switch (value.kind()) {
-    case property_kind::string: return "the string " + shown_text(static_cast<property_string const&>(value).value());
-    case property_kind::boolean: return "the bool " + value.to_string();
-    case property_kind::integer: return "the int " + value.to_string();
-    case property_kind::binary:
-        return "a binary value of " + words::counted(static_cast<property_binary const&>(value).value().size(), "byte");
-    case property_kind::properties:
-        return "a tree of " + words::counted(static_cast<properties const&>(value).size(), "member");
-    case property_kind::list:
-        return "a list of " + words::counted(static_cast<property_list const&>(value).size(), "element");
-    default: return std::string(article_and_kind(value.kind()));
-    }
-}
 
 std::string suggestion_text(constraint const& of, property const& value) {
     property_handle const nearest = nearest_valid_value(of, &value);
@@ -107,39 +42,5 @@ std::string finding::to_string() const {
     if (!suggestion.empty()) text += " (did you mean " + suggestion + "?)";
     return text;
 }
-
-namespace {
-
-std::string shown_text(std::string_view text) {
-    std::string const safe = without_passwords(text);
-    std::string out;
-    if (safe.size() <= longest_shown) {
-        words::append_shown(out, safe);
-        return out;
-    }
-    std::string_view head = std::string_view(safe).substr(0, longest_shown);
-    // Not in the middle of a character, unless there are none.
-    std::size_t const whole = kxbase::valid_utf8_prefix(head);
-    if (longest_shown - whole < 4) head = head.substr(0, whole);
-    words::append_shown(out, head);
-    return out + "...";
-}
-
-// The text as a URL, and then every URL within the text: from "://" to the last '@' before a blank or a quote, a
-// password begins behind the first ':'. That may mask more than a password, never less.
-std::string without_passwords(std::string_view text) {
-    std::string out = kxbase::url_protected_output(text);
-    for (std::size_t at = out.find("://"); at != std::string::npos; at = out.find("://", at + 3)) {
-        std::size_t const begin = at + 3;
-        std::size_t const end = std::min(out.find_first_of(" \t\r\n\"'<>", begin), out.size());
-        std::size_t const host = out.rfind('@', end == 0 ? 0 : end - 1);
-        std::size_t const colon = out.find(':', begin);
-        if (host == std::string::npos || host < begin || colon == std::string::npos || colon > host) continue;
-        out.replace(colon + 1, host - colon - 1, "***");
-    }
-    return out;
-}
-
-} // namespace
 
 } // namespace kxcore

@@ -1,6 +1,5 @@
 #include "constraint_short_text.h"
 
-#include "constraint_nearest.h"
 #include "constraint_words.h"
 
 #include <kxbase/errors.h>
@@ -8,6 +7,7 @@
 #include <kxcore/constraint_list.h>
 #include <kxcore/constraint_property.h>
 #include <kxcore/constraint_values.h>
+#include <kxcore/nearest_text.h>
 #include <kxcore/property_values.h>
 
 #include <algorithm>

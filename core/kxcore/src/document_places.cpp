@@ -16,7 +16,7 @@ std::optional<document_place> document_places::find_nearest(std::string_view pat
     while (true) {
         if (std::optional<document_place> const found = find(path)) return found;
         std::size_t const last_step = path.find_last_of("{[");
-        if (last_step == std::string_view::npos) return std::nullopt;
+        if (last_step == std::string_view::npos) return find("");
         path = path.substr(0, last_step);
     }
 }

@@ -279,6 +279,7 @@ void xml_reader::start_root(std::string_view name, char const** attributes) {
     }
     if (!has_identifier) fail("the attribute \"identifier\" of <document> is missing");
     if (!has_version) fail("the attribute \"version\" of <document> is missing");
+    if (places_ != nullptr) places_->set({}, {out_.place.line, out_.place.column});
     nesting_ = 1;
     check_nesting();
 }
@@ -492,6 +493,7 @@ document_diagnostic xml_reader::diagnostic(std::string message) const {
     found.column = XML_GetCurrentColumnNumber(parser_.get()) + 1;
     XML_Index const offset = XML_GetCurrentByteIndex(parser_.get());
     found.offset = offset < 0 ? 0 : static_cast<std::size_t>(offset);
+    found.path = path();
     return found;
 }
 

@@ -35,6 +35,9 @@ struct document_diagnostic {
     std::size_t column = 0;
     /// The byte offset in the document, from 0.
     std::size_t offset = 0;
+    /// XML: the property path of the element that was open; empty for the root, and for a binary document. Where it is
+    /// not empty the message may begin with it.
+    std::string path = {};
 
     /// "line 3, column 14: MESSAGE" or "byte 27: MESSAGE"; the empty text when nothing was wrong.
     [[nodiscard]] KXCORE_EXPORT std::string to_string() const;
@@ -124,7 +127,7 @@ public:
     /// found. Costs time and memory with every property, therefore off at first.
     void keep_places(bool keep);
 
-    /// Where the properties of the document read last were found; empty when that was not asked
+    /// Where the properties of the document read last were found, its root under the empty path; empty when that was not asked
     /// for, for a binary document, and after an error.
     [[nodiscard]] document_places const& get_places() const noexcept;
 

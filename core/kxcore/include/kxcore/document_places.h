@@ -32,7 +32,7 @@ public:
     [[nodiscard]] std::optional<document_place> find(std::string_view path) const;
 
     /// Where the property begins, or else the nearest tree or list around it that is in the
-    /// table: for "a{b}[3]" that of "a{b}", then of "a". Nothing when none of them is.
+    /// table: for "a{b}[3]" that of "a{b}", then of "a", then of the root, the empty path. Nothing when none of them is.
     [[nodiscard]] std::optional<document_place> find_nearest(std::string_view path) const;
 
     [[nodiscard]] std::size_t size() const noexcept { return places_.size(); }

@@ -1,0 +1,26 @@
+#pragma once
+
+/// @file
+/// How a value or a text of a document is shown to people, who may not be the ones to see what it holds.
+
+#include <kxcore/property.h>
+
+#include <string>
+#include <string_view>
+
+namespace kxcore {
+
+/// Whether a key is named like something that holds a secret: "password", "smtp-password", "Token".
+[[nodiscard]] KXCORE_EXPORT bool is_secret_name(std::string_view key);
+
+/// Kind and value, shortened, escaped and on one line: `the string "abc"`, `the int 5`, `a tree of 3 members`. The
+/// passwords of URLs are masked; what a credential wraps is never shown.
+///
+/// @param secret shows the kind alone
+[[nodiscard]] KXCORE_EXPORT std::string found_text(property const& value, bool secret);
+
+/// The text in double quotes, shortened to 60 bytes and escaped, so that it stays on one line; passwords of URLs in it
+/// are masked.
+[[nodiscard]] KXCORE_EXPORT std::string shown_text(std::string_view text);
+
+} // namespace kxcore
