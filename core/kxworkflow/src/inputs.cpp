@@ -2,19 +2,10 @@
 
 #include <kxcore/property_list.h>
 #include <kxcore/property_special.h>
-#include <kxcore/references.h>
 
 #include <algorithm>
 
 namespace kxworkflow {
-
-bool is_possible_input(kxcore::plugin_info const& info, kxcore::properties const& configuration,
-                       std::string_view input) {
-    std::vector<kxcore::reference_step> steps;
-    if (!kxcore::split_reference(input, steps) || steps.front().is_index) return false;
-    std::string_view const first = steps.front().key;
-    return info.find_input(first) != nullptr || configuration.is_present(first);
-}
 
 bool waits_for_connection(kxcore::property const* value) {
     if (value == nullptr) return true;

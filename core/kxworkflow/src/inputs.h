@@ -1,8 +1,8 @@
 #pragma once
 
 /// @file
-/// Inputs and outputs of a task: which ones it has, and which inputs wait to be fed. An input is a path into the
-/// configuration.
+/// Inputs and outputs of a task: which inputs wait to be fed, and what a plugin publishes. Which ones a task has is told
+/// by kxworkflow/ports.h.
 
 #include <kxcore/plugin_info.h>
 #include <kxcore/properties.h>
@@ -10,11 +10,6 @@
 #include <string_view>
 
 namespace kxworkflow {
-
-/// Whether a task of that plugin with that configuration accepts the input: its path is there, or its first step is a
-/// declared input or a member of the configuration. False for a text that is no path.
-[[nodiscard]] bool is_possible_input(kxcore::plugin_info const& info, kxcore::properties const& configuration,
-                                     std::string_view input);
 
 /// Whether a value waits for a connection: it is missing, a plain deferred or a variable reference. An empty tree or list
 /// is a value like any other, and waits for nothing.

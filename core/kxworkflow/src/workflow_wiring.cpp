@@ -5,6 +5,7 @@
 #include "workflow_content.h"
 
 #include <kxcore/constraint.h>
+#include <kxworkflow/ports.h>
 #include <kxworkflow/workflow_builder.h>
 
 #include <algorithm>
@@ -15,7 +16,6 @@ namespace kxworkflow {
 
 namespace {
 
-bool has_output(task_record const& task, std::string_view output);
 kxcore::property_handle published_by_task(task_record const& task, std::string_view output);
 std::string describe_input(task_record const& task, std::string_view input);
 void require_status(task_record const& task, kxbase::ptr_refcount<kxcore::constraint const> const& status);
@@ -78,7 +78,8 @@ bool workflow_builder::connect(std::string_view from_wtid, std::string_view outp
     task_record* const from = content_->find(from_wtid);
     task_record* const to = content_->find(to_wtid);
     if (from == nullptr || to == nullptr || from == to) return false;
-    if (!has_output(*from, output) || !kxworkflow::is_possible_input(*to->info, *to->configuration, input))
+    if (!is_output(*from->info, from->document, output) ||
+        !kxworkflow::is_possible_input(*to->info, *to->configuration, input))
         return false;
     return content_->connect(*from, output, *to, input, {});
 }
@@ -119,11 +120,6 @@ void workflow_builder::add_kill_triggers(std::string_view wtid, std::set<std::st
 }
 
 namespace {
-
-bool has_output(task_record const& task, std::string_view output) {
-    return task.info->find_output(output) != nullptr || published_by_plugin(*task.info, output) ||
-           published_by_task(task, output);
-}
 
 kxcore::property_handle published_by_task(task_record const& task, std::string_view output) {
     auto const* const published =
