@@ -141,19 +141,43 @@ TEST(task_order, agrees_with_a_plain_search_on_random_graphs) {
 }
 
 TEST(task_order, survives_ever_more_insertions_at_one_place) {
-    // Each new vertex goes just before the same one: the labels between run out again and again.
+    // Each new vertex goes just before the same one, which has to stay where it is since others come after it: the labels
+    // in between run out again and again, and their neighbours' have to make room.
     task_order order;
-    auto const ends = add_many(order, 2);
-    vertex previous = ends[0];
+    auto const ends = add_many(order, 3);
+    ASSERT_TRUE(connect(order, ends[1], ends[2]));
+    std::vector<vertex> chain{ends[0]};
     for (int i = 0; i < 5000; ++i) {
         vertex const added = order.add();
         ASSERT_TRUE(connect(order, added, ends[1]));
-        ASSERT_TRUE(connect(order, previous, added));
-        previous = added;
+        ASSERT_TRUE(connect(order, chain.back(), added));
+        chain.push_back(added);
     }
-    EXPECT_TRUE(order.is_before(ends[0], previous));
-    EXPECT_TRUE(order.is_before(previous, ends[1]));
+    chain.push_back(ends[1]);
+    chain.push_back(ends[2]);
+    for (std::size_t i = 1; i < chain.size(); ++i)
+        ASSERT_TRUE(order.is_before(chain[i - 1], chain[i])) << i;
     EXPECT_FALSE(connect(order, ends[1], ends[0]));
+    EXPECT_LT(order.get_steps(), 100 * chain.size());
+}
+
+TEST(task_order, survives_ever_more_insertions_behind_one_vertex) {
+    // The same from the other side: what leads to the first keeps it in place, and each new vertex goes just behind it.
+    task_order order;
+    auto const fixed = add_many(order, 2);
+    ASSERT_TRUE(connect(order, fixed[0], fixed[1]));
+    vertex const last = order.add();
+    std::vector<vertex> found{last};
+    for (int i = 0; i < 2000; ++i) {
+        vertex const added = order.add();
+        ASSERT_TRUE(connect(order, fixed[1], added));
+        ASSERT_TRUE(connect(order, added, found.back()));
+        found.push_back(added);
+    }
+    for (std::size_t i = 1; i < found.size(); ++i) {
+        ASSERT_TRUE(order.is_before(found[i], found[i - 1])) << i;
+        ASSERT_TRUE(order.is_before(fixed[1], found[i])) << i;
+    }
 }
 
 TEST(task_order, survives_ever_more_insertions_at_the_front) {
