@@ -37,12 +37,19 @@ public:
     workflow_graph build();
 
 private:
+    /// A list in a task, null when it has none, and its path.
+    struct wiring {
+        property_list const* list = nullptr;
+        std::string path;
+    };
+
     void add_tasks();
     void add_task(properties const& task);
     void name_kind(properties const& task, graph_node& node) const;
     void add_drawn_connections();
     void add_drawn_connection(properties const& connection, std::string const& path);
     void add_wiring(properties const& task, std::size_t index);
+    wiring wiring_of(properties const& task, std::string_view key, std::size_t index);
     void add_input_connections(property_list const& connections, std::size_t to, std::string const& path);
     void add_run_dependencies(property_list const& dependencies, std::size_t to, std::string const& path);
     void add_kill_triggers(property_list const& triggers, std::size_t from, std::string const& path);
@@ -166,14 +173,19 @@ void graph_builder::add_drawn_connection(properties const& connection, std::stri
 }
 
 void graph_builder::add_wiring(properties const& task, std::size_t index) {
-    constexpr std::string_view keys[] = {"input-connections", "run-dependencies", "kill-triggers"};
-    constexpr decltype(&graph_builder::add_kill_triggers) steps[] = {
-        &graph_builder::add_input_connections, &graph_builder::add_run_dependencies, &graph_builder::add_kill_triggers};
-    for (std::size_t i = 0; i < std::size(keys); ++i) {
-        if (task.find(keys[i]) == nullptr) continue;
-        std::string const path = task_path(index) + '{' + std::string(keys[i]) + '}';
-        if (auto const* const list = list_at(task, keys[i], path)) (this->*steps[i])(*list, index, path);
-    }
+    if (auto const [list, path] = wiring_of(task, "input-connections", index); list != nullptr)
+        add_input_connections(*list, index, path);
+    if (auto const [list, path] = wiring_of(task, "run-dependencies", index); list != nullptr)
+        add_run_dependencies(*list, index, path);
+    if (auto const [list, path] = wiring_of(task, "kill-triggers", index); list != nullptr)
+        add_kill_triggers(*list, index, path);
+}
+
+graph_builder::wiring graph_builder::wiring_of(properties const& task, std::string_view key, std::size_t index) {
+    if (task.find(key) == nullptr) return {};
+    std::string path = task_path(index) + '{' + std::string(key) + '}';
+    property_list const* const list = list_at(task, key, path);
+    return {list, std::move(path)};
 }
 
 void graph_builder::add_input_connections(property_list const& connections, std::size_t to, std::string const& path) {
