@@ -11,6 +11,9 @@ namespace kxclientutil {
 /// The version of every document type.
 inline constexpr unsigned int current_version = 7;
 
+/// One of the upgrades of config.h.
+using upgrade_function = decltype(update_task);
+
 struct document_type {
     e_config_type type;
     char const* identifier;      ///< what a stored document is identified by
@@ -18,8 +21,8 @@ struct document_type {
     char const* printable_name;  ///< what type_c_str() gives
     char const* missing_message; ///< what writing says when the constraint is missing
     bool is_source;              ///< borrows a missing name from its file
-    bool is_media_component;     ///< cannot be upgraded from an older version
     bool drops_run_dependencies; ///< is stored without "run-dependencies"
+    upgrade_function* upgrade;   ///< brings an earlier version to the current one; null where there is no way
 };
 
 /// All types but config_unknown, by value.

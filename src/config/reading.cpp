@@ -1,5 +1,6 @@
 #include "config/document_types.h"
 #include "config/preset.h"
+#include "config/resource_url.h"
 #include "raising.h"
 
 #include <kxclientutil/config.h>
@@ -32,9 +33,10 @@ constexpr auto credentials = kxcore::property_special::e_sub_type::credential;
 
 constraint_db accepted_documents(constraint_db const& constraints);
 std::map<std::string, unsigned int> current_versions();
-e_config_type type_read(configuration::read_error result, configuration const& document, plugin_db const& plugins,
-                        properties& out);
-[[noreturn]] void refuse_old_version(configuration const& document, plugin_db const& plugins, properties& out);
+e_config_type type_read(configuration::read_error result, configuration& document, plugin_db const& plugins,
+                        constraint_db const& constraints, properties& out);
+e_config_type upgrade(configuration& document, plugin_db const& plugins, constraint_db const& constraints,
+                      properties& out);
 void validate(configuration const& document, constraint_db const& accepted);
 void normalize_urls(properties& document);
 void read_preset(std::string const& url, plugin_db const& plugins, constraint_db const& constraints,
@@ -48,7 +50,7 @@ e_config_type read_config(kxbase::buffer const& data, plugin_db const& plugins, 
     constraint_db const accepted = accepted_documents(constraints);
     configuration document;
     auto const result = document.read_config(accepted, current_versions(), data, format);
-    e_config_type const type = type_read(result, document, plugins, out);
+    e_config_type const type = type_read(result, document, plugins, constraints, out);
     validate(document, accepted);
 
     properties read = document.get_config();
@@ -97,14 +99,14 @@ std::map<std::string, unsigned int> current_versions() {
     return versions;
 }
 
-e_config_type type_read(configuration::read_error result, configuration const& document, plugin_db const& plugins,
-                        properties& out) {
+e_config_type type_read(configuration::read_error result, configuration& document, plugin_db const& plugins,
+                        constraint_db const& constraints, properties& out) {
     switch (result) {
     case configuration::read_ok: {
         document_type const* const row = find_document_type(document.get_identifier());
         return row ? row->type : config_unknown;
     }
-    case configuration::read_old_version: refuse_old_version(document, plugins, out);
+    case configuration::read_old_version: return upgrade(document, plugins, constraints, out);
     case configuration::read_unexpected:
         raise_from<es::arg>(config_source_path,
                             kxbase::string_with_format("Unexpected configuration data, data contains '%s'",
@@ -116,18 +118,19 @@ e_config_type type_read(configuration::read_error result, configuration const& d
     return config_unknown;
 }
 
-/// Leaves the stored document in `out`, its credentials unwrapped, for whoever wants to see what could not be used.
-void refuse_old_version(configuration const& document, plugin_db const& plugins, properties& out) {
+/// Brings the document to the current version. `out` gets it as it was stored, its credentials unwrapped, and the upgrade
+/// works on that.
+e_config_type upgrade(configuration& document, plugin_db const& plugins, constraint_db const& constraints,
+                      properties& out) {
     properties stored = document.get_config();
     kxcore::process_context::instance().resolve_properties(stored, plugins, credentials);
     out = std::move(stored);
 
     document_type const* const row = find_document_type(document.get_identifier());
-    if (row && row->is_media_component) raise_from<es::arg>(config_source_path, "Not implemented");
-    raise_from<es::arg>(config_source_path,
-                        kxbase::string_with_format("Version %u of '%s' is not supported, only version %u is",
-                                                   document.get_version(), document.get_identifier().c_str(),
-                                                   current_version));
+    if (!row) return config_unknown;
+    if (!row->upgrade) raise_from<es::arg>(config_source_path, "Not implemented");
+    document.set_config(*row->upgrade(out, document.get_version(), current_version, plugins, constraints));
+    return row->type;
 }
 
 void validate(configuration const& document, constraint_db const& accepted) {
@@ -156,8 +159,7 @@ void normalize_urls(properties& document) {
         if (!text || !kxbase::contains(path, "url}")) return leaf;
 
         std::string url(text->value());
-        // The resource of an earlier submission is a file of this machine to whoever reads the document.
-        if (kxbase::uri_scheme(url) == "kxrc") url = kxbase::url_new_path("file:", kxbase::url_path(url, true), true);
+        static_cast<void>(make_file_url_of_resource(url));
         return property_handle(make_refcount<property_string>(resolve_url_path(url)));
     });
 }

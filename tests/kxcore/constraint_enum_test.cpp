@@ -144,6 +144,27 @@ TEST(constraint_enum, explains_what_it_wants) {
     EXPECT_EQ(reason(constraint_enum(""), str("c")), "must be  [empty enum, always invalid]");
 }
 
+TEST(constraint_enum, explains_what_it_wants_even_of_a_value_that_it_accepts) {
+    constraint_enum const by("a|b");
+    EXPECT_EQ(reason(by, str("a")), "must be " + constraint_description(by));
+    EXPECT_EQ(reason(by, str("a"), 30), "must be " + constraint_description(by));
+}
+
+TEST(constraint_enum, appends_to_what_is_there) {
+    constraint_enum const by("a|b");
+    std::string text = "x|";
+    by.to_string(text);
+    EXPECT_EQ(text, "x|a|b");
+    constraint_enum("").to_string(text);
+    EXPECT_EQ(text, "x|a|b") << "no value, no bar to erase";
+    std::string why = "name ";
+    by.invalid_reason(str("c").get(), why, 0);
+    EXPECT_EQ(why, "name must be " + constraint_description(by));
+    std::string empty = "x";
+    constraint_enum("").describe(empty);
+    EXPECT_EQ(empty, "x [empty enum, always invalid]");
+}
+
 TEST(constraint_enum, describes_its_values) {
     std::string const string = constraint_description(constraint_string());
     std::string const a = str("a")->describe();

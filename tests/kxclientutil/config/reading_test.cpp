@@ -111,40 +111,6 @@ TEST_F(reading, refuses_a_newer_version_as_malformed) {
     EXPECT_TRUE(log.has("8"));
 }
 
-TEST_F(reading, refuses_an_old_media_component_with_the_stored_document_in_out) {
-    for (char const* identifier : {"filter", "encoder", "packetizer", "exporter"})
-        for (unsigned int const version : {0U, 1U, 6U}) {
-            out = before;
-            auto const document = tree({{"name", text(identifier)}});
-            EXPECT_EQ(message_of<es::arg>([&] { read(stored(identifier, *document, version)); }), "Not implemented");
-            EXPECT_EQ(out, *document) << identifier;
-        }
-}
-
-TEST_F(reading, refuses_other_old_documents_by_their_version) {
-    for (char const* identifier :
-         {"task", "workflow", "submission", "file-source", "monitor-source", "edl-source", "iseq-source"}) {
-        out = before;
-        auto const document = tree({{"name", text(identifier)}});
-        EXPECT_EQ(message_of<es::arg>([&] { read(stored(identifier, *document, 6)); }),
-                  "Version 6 of '" + std::string(identifier) + "' is not supported, only version 7 is");
-        EXPECT_EQ(out, *document) << identifier;
-    }
-}
-
-// The order of precedence: an old document is refused before anybody looks for its constraint.
-TEST_F(reading, refuses_an_old_document_before_it_looks_for_the_constraint) {
-    constraints.remove_constraint("media.component-description");
-    EXPECT_EQ(message_of<es::arg>([&] { read(stored("filter", *tree({{"name", text("x")}}), 6)); }), "Not implemented");
-}
-
-TEST_F(reading, unwraps_the_credentials_of_a_refused_old_document) {
-    auto const document = tree(
-        {{"password", kxcore::property_special::create_wrapped_encrypted("secret")}, {"later", kx_test::deferred()}});
-    EXPECT_EQ(message_of<es::arg>([&] { read(stored("exporter", *document, 1)); }), "Not implemented");
-    EXPECT_EQ(out, *tree({{"password", text("secret")}, {"later", kx_test::deferred()}}));
-}
-
 TEST_F(reading, misses_the_constraint_of_each_type_alone) {
     for (stored_type const& row : stored_types) {
         auto const bytes = stored(row.identifier, *tree({{"name", text("x")}}));
