@@ -191,5 +191,14 @@ TEST(xml_writer, refuses_what_is_out_of_order) {
               "the XML declaration comes before anything else");
 }
 
+TEST(xml_writer, numbers_names_that_must_differ) {
+    std::string text;
+    xml::writer one(text);
+    xml::writer other(text);
+    EXPECT_EQ(one.next_number(), 1U);
+    EXPECT_EQ(one.next_number(), 2U);
+    EXPECT_EQ(other.next_number(), 1U);
+}
+
 } // namespace
 } // namespace kxcore::constraint_tests

@@ -47,15 +47,8 @@ void constraint_list::to_string(std::string& out) const {
     words::append_part(out, *element_);
 }
 
-// RELAX NG can't count: of the bounds it says whether there may be none.
 void constraint_list::to_rng(xml::writer& out) const {
-    if (max_size_ == 0) {
-        out.empty_node("empty");
-        return;
-    }
-    out.start_node(min_size_ == 0 ? "zeroOrMore" : "oneOrMore");
-    write_rng_member(out, element_.get(), nullptr);
-    out.end_node();
+    write_rng_elements(out, *this);
 }
 
 void constraint_list::to_xsd(xml::writer& out) const {

@@ -62,7 +62,7 @@ void constraint_property::to_rng(xml::writer& out) const {
     case kxcore::property_kind::boolean: out.text_node("value", value_->to_string()); break;
     case kxcore::property_kind::integer: out.text_node("value", {{"type", "long"}}, value_->to_string()); break;
     case kxcore::property_kind::binary: out.text_node("value", {{"type", "base64Binary"}}, value_->to_string()); break;
-    default: out.empty_node("ref", "name", "any-content"); break;
+    default: out.empty_node("ref", "name", "any-" + std::string(property_kind_name(value_->kind()))); break;
     }
 }
 

@@ -1,6 +1,7 @@
 #include <kxcore/constraint_values.h>
 
 #include "constraint_words.h"
+#include "schema_text.h"
 
 #include <kxbase/errors.h>
 #include <kxcore/properties.h>
@@ -34,10 +35,12 @@ void constraint_any::to_string(std::string& out) const {
 }
 
 void constraint_any::to_rng(xml::writer& out) const {
-    out.empty_node("ref", "name", "any-content");
+    bool const is_known = of_ != kxcore::property_kind::special;
+    out.empty_node("ref", "name", is_known ? "any-" + std::string(property_kind_name(of_)) : "any-content");
 }
 
 void constraint_any::to_xsd(xml::writer& out) const {
+    if (is_simple_kind(of_)) return write_xsd_simple_kind(out, of_);
     out.start_node("xs:complexType");
     out.start_node("xs:complexContent");
     out.empty_node("xs:extension", "base", "any-content");
@@ -92,20 +95,11 @@ void constraint_bool::to_string(std::string& out) const {
 }
 
 void constraint_bool::to_rng(xml::writer& out) const {
-    // Not the schema type, which would take 1 and 0 as well.
-    out.start_node("choice");
-    out.text_node("value", "true");
-    out.text_node("value", "false");
-    out.end_node();
+    out.empty_node("ref", "name", "any-bool");
 }
 
 void constraint_bool::to_xsd(xml::writer& out) const {
-    out.start_node("xs:simpleType");
-    out.start_node("xs:restriction", "base", "xs:string");
-    out.empty_node("xs:enumeration", "value", "true");
-    out.empty_node("xs:enumeration", "value", "false");
-    out.end_node();
-    out.end_node();
+    write_xsd_simple_kind(out, kxcore::property_kind::boolean);
 }
 
 property_handle constraint_bool::suggest_value() const {
@@ -161,9 +155,14 @@ void constraint_int::to_string(std::string& out) const {
 }
 
 void constraint_int::to_rng(xml::writer& out) const {
+    if (min_ == least_int && max_ == greatest_int) {
+        out.empty_node("ref", "name", "any-int");
+        return;
+    }
     out.start_node("data", "type", "long");
     if (min_ != least_int) out.text_node("param", {{"name", "minInclusive"}}, std::to_string(min_));
     if (max_ != greatest_int) out.text_node("param", {{"name", "maxInclusive"}}, std::to_string(max_));
+    out.text_node("param", {{"name", "pattern"}}, int_pattern);
     out.end_node();
 }
 
@@ -172,6 +171,7 @@ void constraint_int::to_xsd(xml::writer& out) const {
     out.start_node("xs:restriction", "base", "xs:long");
     if (min_ != least_int) out.empty_node("xs:minInclusive", "value", std::to_string(min_));
     if (max_ != greatest_int) out.empty_node("xs:maxInclusive", "value", std::to_string(max_));
+    out.empty_node("xs:pattern", "value", int_pattern);
     out.end_node();
     out.end_node();
 }

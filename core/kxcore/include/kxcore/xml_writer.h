@@ -65,6 +65,9 @@ public:
     /// How many nodes are open.
     [[nodiscard]] std::size_t depth() const noexcept { return levels_.size() - 1; }
 
+    /// 1, 2, 3, ...: for names that must be no other's in what this writer writes.
+    [[nodiscard]] std::size_t next_number() noexcept { return ++number_; }
+
 private:
     struct level {
         std::string name;
@@ -83,6 +86,7 @@ private:
     unsigned int indentation_;
     // The first stands for what is outside of any node.
     std::vector<level> levels_;
+    std::size_t number_ = 0;
     // The start tag written last still lacks its '>'.
     bool tag_is_open_ = false;
 };
