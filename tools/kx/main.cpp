@@ -16,6 +16,7 @@ namespace {
 constexpr std::array commands = {
     kx::add_identify_command,  kx::add_show_command,     kx::add_validate_command, kx::add_convert_command,
     kx::add_variables_command, kx::add_finalize_command, kx::add_original_command,
+    kx::add_schema_command,
 };
 
 constexpr char const* common_help =
@@ -34,6 +35,8 @@ void describe_options(CLI::App& parser, kx::application& app) {
         "--verbose", [&app] { app.set_verbose(true); }, "Show the whole log on standard error");
     parser.set_version_flag("--version", KX_VERSION);
     parser.fallthrough();
+    // With one command found, a word that is named like another is a word: "kx schema workflow".
+    parser.require_subcommand(0, 1);
     parser.footer(common_help); // the commands take it over
 }
 

@@ -18,5 +18,6 @@ void add_convert_command(CLI::App& parser, application& app);
 void add_variables_command(CLI::App& parser, application& app);
 void add_finalize_command(CLI::App& parser, application& app);
 void add_original_command(CLI::App& parser, application& app);
+void add_schema_command(CLI::App& parser, application& app);
 
 } // namespace kx
