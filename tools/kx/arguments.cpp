@@ -10,6 +10,20 @@ std::string refuse_empty(std::string const& value) {
     return value.empty() ? "an empty path names no file" : "";
 }
 
+std::string refuse_empty_tag(std::string const& value) {
+    return value.empty() ? "an empty text is no tag" : "";
+}
+
+std::string refuse_empty_node(std::string const& value) {
+    return value.empty() ? "an empty text is no input and no output" : "";
+}
+
+void add_output_option(CLI::App& command, std::string& out) {
+    command.add_option("-o,--output", out, "Write the result to another file; the one given stays as it is")
+        ->type_name("OUT")
+        ->check(refuse_empty);
+}
+
 // The parser's own conversion takes the nearest number that fits, and says nothing.
 std::int64_t whole_number(std::string const& option, std::string const& value) {
     std::int64_t number = 0;

@@ -6,11 +6,22 @@
 #include <cstdint>
 #include <string>
 
+namespace CLI { // NOLINT(readability-identifier-naming): the parser's own
+class App;
+}
+
 namespace kx {
 
 /// A check for CLI::Option::check: a place for a document or a job has a name.
 /// @return the complaint; empty for a good value
 [[nodiscard]] std::string refuse_empty(std::string const& value);
+
+/// The same for a tag, and for an input or an output of a task.
+[[nodiscard]] std::string refuse_empty_tag(std::string const& value);
+[[nodiscard]] std::string refuse_empty_node(std::string const& value);
+
+/// Gives a command that changes a document the option to write the result elsewhere.
+void add_output_option(CLI::App& command, std::string& out);
 
 /// A decimal number of 64 bits.
 ///

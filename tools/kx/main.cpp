@@ -14,9 +14,9 @@
 namespace {
 
 constexpr std::array commands = {
-    kx::add_identify_command,  kx::add_show_command,     kx::add_validate_command, kx::add_convert_command,
-    kx::add_variables_command, kx::add_finalize_command, kx::add_original_command,
-    kx::add_schema_command,
+    kx::add_identify_command, kx::add_show_command,      kx::add_validate_command,
+    kx::add_convert_command,  kx::add_variables_command, kx::add_finalize_command,
+    kx::add_original_command, kx::add_schema_command,    kx::add_workflow_command,
 };
 
 constexpr char const* common_help =
@@ -43,8 +43,9 @@ void describe_options(CLI::App& parser, kx::application& app) {
 // The parser repeats what it did not understand, which may be a URL with a password.
 int refuse(CLI::App const& parser, CLI::ParseError const& error) {
     std::string const what = kx::on_one_line(kxbase::url_protected_output(error.what()));
-    auto const chosen = parser.get_subcommands();
-    std::string const command = chosen.empty() ? "" : " " + chosen.front()->get_name();
+    std::string command;
+    for (auto chosen = parser.get_subcommands(); !chosen.empty(); chosen = chosen.front()->get_subcommands())
+        command += " " + chosen.front()->get_name();
     std::fprintf(stderr, "kx: %s, see kx%s --help\n", what.c_str(), command.c_str());
     return static_cast<int>(kx::e_exit::bad_command);
 }

@@ -19,5 +19,6 @@ void add_variables_command(CLI::App& parser, application& app);
 void add_finalize_command(CLI::App& parser, application& app);
 void add_original_command(CLI::App& parser, application& app);
 void add_schema_command(CLI::App& parser, application& app);
+void add_workflow_command(CLI::App& parser, application& app);
 
 } // namespace kx

@@ -1,0 +1,127 @@
+#include "../application.h"
+#include "../arguments.h"
+#include "../shown.h"
+#include "../workflow_file.h"
+#include "workflow.h"
+
+#include <kxbase/errors.h>
+#include <kxclientutil/config.h>
+#include <kxcore/constraint_db.h>
+#include <kxcore/property_list.h>
+#include <kxcore/property_values.h>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+namespace kx {
+namespace {
+
+struct options {
+    std::string file;
+    std::string tag;
+    std::string task;
+    std::string out;
+    bool exclude = false;
+    bool untag = false;
+};
+
+bool has_tag(kxcore::properties const& document, std::string const& tag) {
+    auto const* const value = kxcore::property_cast<kxcore::property_constraint>(document.find("requirements"));
+    auto const* const requirements =
+        value == nullptr ? nullptr : dynamic_cast<kxcore::constraint_db const*>(value->value().get());
+    if (requirements == nullptr) return false;
+    auto const tags = requirements->get_constraint("tags");
+    auto const* const database = dynamic_cast<kxcore::constraint_db const*>(tags.get());
+    return database != nullptr && database->is_present(tag);
+}
+
+void change(application& app, options const& chosen, kxcore::properties& document) {
+    if (!chosen.untag) {
+        kxclientutil::add_task_or_workflow_tag(document, chosen.tag, !chosen.exclude);
+        return;
+    }
+    if (!has_tag(document, chosen.tag)) app.tell_warning(chosen.file, "there is no tag " + in_quotes(chosen.tag));
+    kxclientutil::remove_task_or_workflow_tag(document, chosen.tag);
+}
+
+// Gives what was changed, in words.
+std::string change_task(application& app, options const& chosen, kxcore::properties& workflow) {
+    auto task = find_task(workflow, chosen.task);
+    change(app, chosen, task.tree);
+    kxcore::property_list tasks(*workflow.get_list_value("tasks"));
+    tasks.set_element(task.index, kxbase::make_refcount<kxcore::properties>(task.tree));
+    workflow.set_property("tasks", kxbase::make_refcount<kxcore::property_list>(tasks));
+    return "task " + task.shown();
+}
+
+std::string change_document(application& app, options const& chosen, document& read) {
+    bool const is_workflow = read.config_type == kxclientutil::config_workflow;
+    if (!is_workflow && (read.config_type != kxclientutil::config_task || !chosen.task.empty())) {
+        kxbase::es::arg::raise(
+            fmt::format("a {} document, no workflow{}", read.type, chosen.task.empty() ? " and no task" : ""));
+    }
+    if (is_preset(chosen.file) && chosen.out.empty())
+        kxbase::es::arg::raise("a preset holds no tags; name a task document to write with -o");
+    if (!chosen.task.empty()) return change_task(app, chosen, read.tree);
+    change(app, chosen, read.tree);
+    return read.type;
+}
+
+std::string what_was_done(options const& chosen) {
+    if (chosen.untag) return "no longer asks for or refuses";
+    return chosen.exclude ? "refuses" : "asks for";
+}
+
+void run(application& app, options const& chosen) {
+    document read;
+    std::string changed;
+    bool const done = app.run_on(chosen.file, [&] {
+        read = read_document(app, chosen.file);
+        changed = change_document(app, chosen, read);
+    });
+    if (!done) return;
+    std::string const& out = chosen.out.empty() ? chosen.file : chosen.out;
+    app.run_on(out, [&] {
+        write_document(app, read, out);
+        if (app.wants_json) {
+            json const required = chosen.untag ? json(nullptr) : json(!chosen.exclude);
+            application::print_json(json{{"path", without_password(out)},
+                                         {"format", is_preset(chosen.file) ? "xml" : read.format},
+                                         {"changed", changed},
+                                         {"tag", chosen.tag},
+                                         {"required", required}});
+        } else {
+            application::print(fmt::format("{}: the {} {} nodes with the tag {}\n", shown(out), changed,
+                                           what_was_done(chosen), in_quotes(chosen.tag)));
+        }
+    });
+}
+
+CLI::App* add_command(CLI::App& parser, application& app, char const* name, char const* description,
+                      std::shared_ptr<options> const& chosen) {
+    auto* const command = parser.add_subcommand(name, description);
+    command->add_option("FILE", chosen->file, "A workflow document, or a task document")
+        ->required()
+        ->check(refuse_empty);
+    command->add_option("TAG", chosen->tag, "The tag")->required()->check(refuse_empty_tag);
+    command->add_option("--task", chosen->task, "A task of the workflow, its wtid or its name, instead of the whole")
+        ->type_name("TASK");
+    add_output_option(*command, chosen->out);
+    command->callback([&app, chosen] { run(app, *chosen); });
+    return command;
+}
+
+} // namespace
+
+void add_workflow_tag_commands(CLI::App& parser, application& app) {
+    auto tagging = std::make_shared<options>();
+    auto* const tag = add_command(parser, app, "tag", "Let only nodes with a tag run a workflow or a task", tagging);
+    tag->add_flag("--exclude", tagging->exclude, "Only nodes without the tag");
+    tag->footer("Examples:\n  kx workflow tag news.xml gpu --task 1080p\n"
+                "  kx workflow tag mail.xml studio --exclude\n");
+    auto untagging = std::make_shared<options>();
+    untagging->untag = true;
+    add_command(parser, app, "untag", "Take a tag back from a workflow or a task", untagging);
+}
+
+} // namespace kx
