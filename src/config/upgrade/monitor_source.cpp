@@ -17,8 +17,13 @@ using kxcore::property_string;
 
 void make_actions_of_choices(properties& result, upgrade_context const& context);
 
-constexpr std::array<upgrade_step, 1> monitor_source_steps{
+constexpr std::array<upgrade_step, 6> monitor_source_steps{
     make_actions_of_choices, // 1 to 2
+    nothing_changed,         // 2 to 3
+    nothing_changed,         // 3 to 4
+    nothing_changed,         // 4 to 5
+    nothing_changed,         // 5 to 6
+    nothing_changed,         // 6 to 7: rebuilt() does it, after the steps
 };
 
 /// The version whose layout has a filter in the place of rules. Whoever asks for it or a later one gets that layout,
@@ -81,7 +86,8 @@ property_handle filter_of(properties const& rule);
 
 // A rebuild begins with the document and not with what the steps have made of it, so the actions of the first step do
 // not survive it, and a document of version 1 that is read comes out with the choices still in its plugin's
-// configuration. This is meant: managers honour them there. Don't hand the result of the steps on.
+// configuration. This is meant: managers honour them there. Don't hand the result of the steps on. Nor is the document's
+// version asked, so one that has a filter already raises for want of a rule; a step to a version 8 has to go around that.
 kxbase::ptr_refcount<properties> update_monitor_source(properties const& document, unsigned int from_version,
                                                        unsigned int to_version, kxcore::plugin_db const& plugins,
                                                        kxcore::constraint_db const& constraints) {
