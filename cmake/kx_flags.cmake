@@ -53,6 +53,14 @@ if(KX_SANITIZE)
     list(APPEND kx_sanitize -fno-sanitize-recover=undefined)
   endif()
 endif()
+if(KX_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    message(FATAL_ERROR "KX_FUZZ needs clang, found ${CMAKE_CXX_COMPILER_ID}")
+  endif()
+  list(APPEND kx_sanitize -fsanitize=fuzzer-no-link)
+  # What -Wconversion means to GCC: clang counts changes of sign as well.
+  list(APPEND kx_warnings -Wno-sign-conversion)
+endif()
 
 # GCC reports null dereferences in the standard library's own code once sanitizers add their branches. The last option
 # is for clang-tidy, which reads the same command lines and knows fewer of them.
