@@ -27,13 +27,13 @@ struct KXCLIENTUTIL_EXPORT wf_connection {
     std::string result;
 
     /// A connection between an output and an input.
-    wf_connection(std::string from_wtid, std::string from_node, std::string to_wtid, std::string to_node);
+    wf_connection(std::string source_wtid, std::string source_node, std::string target_wtid, std::string target_node);
 
-    /// A dependency. The third text is the result and not, as in the form of four texts, a node: that is meant.
-    wf_connection(std::string from_wtid, std::string to_wtid, std::string result);
+    /// A dependency. The third text is the `result` and not, as in the form of four texts, a node: that is meant.
+    wf_connection(std::string source_wtid, std::string target_wtid, std::string outcome);
 
     /// A connection that says nothing but which tasks it joins.
-    wf_connection(std::string from_wtid, std::string to_wtid);
+    wf_connection(std::string source_wtid, std::string target_wtid);
 
     /// Reads the form that encode() writes.
     ///

@@ -74,7 +74,8 @@ database_handle copy_of_requirements(properties const& document) {
 /// Empty when there are none.
 database_handle copy_of_tags(constraint_db const& requirements) {
     auto const tags = requirements.get_constraint(tags_requirement);
-    return tags ? copy_of_database(tags, tags_requirement) : database_handle();
+    if (!tags) return {};
+    return copy_of_database(tags, tags_requirement);
 }
 
 database_handle copy_of_database(constraint_handle const& constraint, std::string_view name) {

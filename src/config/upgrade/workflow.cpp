@@ -131,9 +131,8 @@ property_handle configuration_with_deliveries(properties const& task, rebuilt_wo
     auto const found = from.deliveries.find(task.get_string_value("id"));
     if (found == from.deliveries.end()) return task.get_property("configuration");
 
-    auto const configuration = task.is_present("configuration")
-                                   ? make_refcount<properties>(*task.get_properties_value("configuration"))
-                                   : make_refcount<properties>(false);
+    auto const configuration = make_refcount<properties>(false);
+    if (task.is_present("configuration")) *configuration = *task.get_properties_value("configuration");
     for (delivery const& each : found->second) {
         check_target_node(each.target_node);
         configuration->set_create_referenced_property(each.target_node,
