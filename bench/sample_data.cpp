@@ -46,6 +46,10 @@ std::string wtid(std::size_t index) {
     return "wtid:task/regular/ogencoder/1.0#task-" + std::to_string(index);
 }
 
+std::string upload_wtid(std::size_t index) {
+    return "wtid:task/regular/upload/1.0#upload-" + std::to_string(index);
+}
+
 plain_value video(random_source& random) {
     return tree(
         {{"codec", text("h264")},
@@ -91,6 +95,40 @@ plain_value workflow(random_source& random, std::size_t tasks) {
     return tree({{"name", text("Benchmark")}, {"tasks", {std::move(list)}}});
 }
 
+plain_value delivery(char const* node, std::string const& to, char const* input) {
+    return tree({{"node-id", text(node)}, {"destinations", {plain_list{text("workflow:" + to + ">" + input)}}}});
+}
+
+plain_value old_encoder(random_source& random, std::size_t index) {
+    std::string const upload = upload_wtid(index);
+    return tree({{"id", text(wtid(index))},
+                 {"ext-meta", tree({{"name", text(word(random) + " " + std::to_string(index))}})},
+                 {"configuration", configuration(random)},
+                 {"post-actions",
+                  {plain_list{delivery("dest-url", upload, "source-url"),
+                              delivery("encoder.name", upload, "dest-filename[1]")}}}});
+}
+
+plain_value old_upload(random_source& random, std::size_t index) {
+    return tree({{"id", text(upload_wtid(index))},
+                 {"configuration", tree({{"name", text(word(random))},
+                                         {"source-url", text(file_url(random))},
+                                         {"dest-dir-url", text("kxvar:/#same-as-source")},
+                                         {"dest-filename", {plain_list{text("$source-filename$"), text("")}}},
+                                         {"overwrite", flag(random() % 2 == 0)}})}});
+}
+
+plain_value old_workflow(random_source& random, std::size_t encoders) {
+    plain_list tasks;
+    for (std::size_t index = 0; index < encoders; ++index) {
+        tasks.push_back(old_encoder(random, index));
+        tasks.push_back(old_upload(random, index));
+    }
+    return tree({{"name", text("Benchmark")},
+                 {"ext-meta", tree({{"comment", text(word(random) + " " + word(random))}})},
+                 {"tasks", {std::move(tasks)}}});
+}
+
 plain_value file(random_source& random, std::size_t tasks) {
     plain_list targets;
     for (std::size_t count = 1 + pick(random, 3); count != 0; --count) {
@@ -124,6 +162,14 @@ plain_value make_submission(std::size_t tasks, std::size_t files) {
     return tree({{"name", text("Benchmark")},
                  {"workflow", std::move(graph)},
                  {"file-source", tree({{"name", text("Files")}, {"files", {std::move(list)}}})}});
+}
+
+std::vector<plain_value> make_old_workflows(std::size_t count) {
+    random_source random(seed);
+    std::vector<plain_value> workflows;
+    for (std::size_t index = 0; index < count; ++index)
+        workflows.push_back(old_workflow(random, 1 + pick(random, 40)));
+    return workflows;
 }
 
 plain_value make_wide_tree() {

@@ -25,6 +25,10 @@ struct plain_value {
 /// source (a URL and one to three targets each).
 [[nodiscard]] plain_value make_submission(std::size_t tasks, std::size_t files);
 
+/// Workflows as version 1 wrote them: 1 to 40 encoders each, with their deliveries, and as many tasks that upload what
+/// they encode.
+[[nodiscard]] std::vector<plain_value> make_old_workflows(std::size_t count);
+
 /// A tree whose leaf at `deep_leaf_path` lies six levels down, in one of a thousand siblings of 27 leaves each.
 [[nodiscard]] plain_value make_wide_tree();
 
