@@ -71,6 +71,9 @@ public:
     /// Tells of something that may be wrong on standard error; the run goes on and does not fail.
     void tell_warning(std::string_view subject, std::string_view what);
 
+    /// The log, for what else is drawn on standard error.
+    [[nodiscard]] log& get_log() { return log_; }
+
     /// Lets the run fail, where the data itself says what is wrong.
     void fail() { exit_ = e_exit::bad_input; }
 

@@ -43,19 +43,34 @@ void log::set_verbose(bool verbose) {
     verbose_ = verbose;
 }
 
+void log::set_before_line(std::function<void()> before_line) {
+    std::lock_guard const lock(mutex_);
+    before_line_ = std::move(before_line);
+}
+
+void log::make_room() const {
+    if (before_line_) before_line_();
+}
+
 void log::write_line(std::string_view line) {
+    std::lock_guard const lock(mutex_);
+    make_room();
     writer_->logger.log(spdlog::level::err, line);
 }
 
 std::string log::settle(std::string_view exception) {
     std::lock_guard const lock(mutex_);
     auto const warning = std::exchange(held_back_warning_, {});
-    if (!warning.empty() && warning != exception) writer_->logger.warn("warning: {}", warning);
+    if (!warning.empty() && warning != exception) {
+        make_room();
+        writer_->logger.warn("warning: {}", warning);
+    }
     return std::exchange(held_back_error_, {});
 }
 
 void log::receive(kxbase::report_line const& line) {
     std::lock_guard const lock(mutex_);
+    if (verbose_ || (line.severity == severity_warning && !held_back_warning_.empty())) make_room();
     if (verbose_) {
         writer_->logger.log(level_of(line.severity), kxbase::report_text(line));
     } else if (line.severity == severity_warning) {

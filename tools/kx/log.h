@@ -3,6 +3,7 @@
 /// @file
 /// The log of the tool: what the library reports, on standard error, below the data that goes to standard output.
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -26,6 +27,9 @@ public:
 
     void set_verbose(bool verbose);
 
+    /// What to do before a line is written, to make room for it; an empty one for nothing.
+    void set_before_line(std::function<void()> before_line);
+
     /// Writes "kx: LINE" to standard error, as it is.
     void write_line(std::string_view line);
 
@@ -39,7 +43,10 @@ private:
     void receive(kxbase::report_line const& line);
 
     struct writer;
+    void make_room() const;
+
     std::unique_ptr<writer> writer_;
+    std::function<void()> before_line_;
     std::mutex mutex_;
     std::string held_back_warning_;
     std::string held_back_error_;

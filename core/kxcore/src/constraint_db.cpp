@@ -214,6 +214,10 @@ void constraint_db::to_documentation_xml(xml::writer& out, unsigned int levels) 
 }
 
 void constraint_db::to_documentation_html_xmlrpc(xml::writer& out, std::set<std::string>& documented) const {
+    if (empty()) {
+        out.append(closed_ ? "An empty tree" : "Any tree");
+        return;
+    }
     if (!documented.insert(constraint_text(*this)).second) {
         out.append("A tree as described before");
         return;

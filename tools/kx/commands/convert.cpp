@@ -1,6 +1,7 @@
 #include "../application.h"
 #include "../arguments.h"
 #include "../document.h"
+#include "../folder_conversion.h"
 #include "../shown.h"
 #include "commands.h"
 
@@ -48,6 +49,10 @@ void write_output(application& app, options const& chosen, document const& read)
 }
 
 void run(application& app, options const& chosen) {
+    if (auto const folder = existing_folder(chosen.in)) {
+        convert_folder(app, *folder, chosen.out, format_of(chosen.format));
+        return;
+    }
     document read;
     if (!app.run_on(chosen.in, [&] { read = read_input(app, chosen.in); })) return;
     app.run_on(chosen.out, [&] { write_output(app, chosen, read); });
@@ -57,9 +62,12 @@ void run(application& app, options const& chosen) {
 
 void add_convert_command(CLI::App& parser, application& app) {
     auto chosen = std::make_shared<options>();
-    auto* const command = parser.add_subcommand("convert", "Write a document again, at the current version");
-    command->add_option("IN", chosen->in, "A document or a preset")->required()->check(refuse_empty);
-    command->add_option("OUT", chosen->out, "The file to write; it appears whole or not at all")
+    auto* const command =
+        parser.add_subcommand("convert", "Write a document, or a folder of them, again at the current version");
+    command->add_option("IN", chosen->in, "A document or a preset, or a folder that holds some")
+        ->required()
+        ->check(refuse_empty);
+    command->add_option("OUT", chosen->out, "The file to write, or the folder; it appears whole or not at all")
         ->required()
         ->check(refuse_empty);
     command->add_option("--format", chosen->format, "xml or binary; without it the format of IN")
