@@ -2,7 +2,7 @@
 
 /// @file
 /// A workflow as a picture: its tasks and what leads from one to another, taken out of a document into plain values, and
-/// written as a drawing for Graphviz (DOT) or for Mermaid. docs/graphs.md shows what it looks like.
+/// written as a drawing for Graphviz (DOT) or for Mermaid. docs/workflows.md shows what it looks like.
 ///
 /// A picture shows what is wrong as well: a connection to a task that is not there leads to a dashed box that says so,
 /// and what cannot be drawn at all is told in words. No text of a document, whatever its bytes are, can add anything to a

@@ -11,6 +11,7 @@ void add_workflow_command(CLI::App& parser, application& app) {
     add_workflow_graph_command(*command, app);
     add_workflow_add_task_command(*command, app);
     add_workflow_connect_command(*command, app);
+    add_workflow_disconnect_command(*command, app);
     add_workflow_tag_commands(*command, app);
     // Asked here for the same reason as for a command of the first level.
     command->callback([command] {

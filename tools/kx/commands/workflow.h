@@ -14,6 +14,7 @@ class application;
 void add_workflow_graph_command(CLI::App& parser, application& app);
 void add_workflow_add_task_command(CLI::App& parser, application& app);
 void add_workflow_connect_command(CLI::App& parser, application& app);
+void add_workflow_disconnect_command(CLI::App& parser, application& app);
 void add_workflow_tag_commands(CLI::App& parser, application& app);
 
 } // namespace kx
