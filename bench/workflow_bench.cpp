@@ -1,5 +1,11 @@
 // What a workflow_builder costs as workflows grow: taking one apart, working on it the way finalization does, putting it
-// together again. Ten times the tasks should take about eleven times the time.
+// together again. Ten times the tasks should take about eleven times the time. And what a picture of a workflow costs beside
+// reading its document: less than a fifth.
+#include <kxclientutil/config.h>
+#include <kxclientutil/graph.h>
+#include <kxclientutil/wf_connection.h>
+
+#include <kxbase/buffer.h>
 #include <kxcore/constraint_db.h>
 #include <kxcore/constraint_enum.h>
 #include <kxcore/plugin_db.h>
@@ -137,5 +143,75 @@ void connect_chain(benchmark::State& state) {
     state.SetComplexityN(state.range(0));
 }
 BENCHMARK(connect_chain)->RangeMultiplier(10)->Range(10, 10000)->Unit(benchmark::kMillisecond)->Complexity();
+
+/// A chain with a connection by ports between each two tasks, and one on a result besides.
+properties make_connected_workflow(std::size_t tasks) {
+    properties workflow = make_workflow(tasks);
+    auto connections = make_refcount<property_list>();
+    for (std::size_t i = 1; i < tasks; ++i) {
+        std::string const from = id(i % 2 == 0 ? upload : encoder, (i - 1) / 2);
+        std::string const to = id(i % 2 == 0 ? encoder : upload, i / 2);
+        for (kxclientutil::wf_connection const& drawn :
+             {kxclientutil::wf_connection(from, "dest-url", to, "source-url"),
+              kxclientutil::wf_connection(from, to, i % 4 < 2 ? "success" : "failure")}) {
+            auto encoded = make_refcount<properties>();
+            drawn.encode(*encoded);
+            connections->push_back(encoded);
+        }
+    }
+    workflow.set_property("workflow-meta", make_refcount<properties>("connections", connections));
+    return workflow;
+}
+
+kxcore::constraint_db make_workflow_constraint() {
+    kxcore::constraint_db constraints(false);
+    constraints.add_constraint("node.workflow", make_refcount<kxcore::constraint_db>(false), true);
+    return constraints;
+}
+
+/// The peer of what follows: the same workflow, read from its document.
+void read_workflow(benchmark::State& state) {
+    auto const constraints = make_workflow_constraint();
+    auto const plugins = make_plugins();
+    kxbase::buffer document;
+    kxclientutil::write_config(kxclientutil::config_workflow, constraints,
+                               make_connected_workflow(static_cast<std::size_t>(state.range(0))), document,
+                               kxcore::configuration::format_xml);
+    for (auto _ : state) {
+        properties read;
+        kxclientutil::read_config(document, plugins, constraints, read, nullptr);
+        benchmark::DoNotOptimize(read);
+    }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(read_workflow)->Name("graph_workflow/reading alone")->Arg(10000)->Unit(benchmark::kMillisecond);
+
+using graph_writer = std::string(kxclientutil::workflow_graph const&, kxclientutil::graph_drawing const&);
+
+template <graph_writer* write>
+void graph_workflow(benchmark::State& state) {
+    properties const workflow = make_connected_workflow(static_cast<std::size_t>(state.range(0)));
+    auto const plugins = make_plugins();
+    for (auto _ : state) {
+        std::string drawing = write(kxclientutil::create_workflow_graph(workflow, plugins), {});
+        benchmark::DoNotOptimize(drawing);
+    }
+    state.SetComplexityN(state.range(0));
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(graph_workflow<kxclientutil::graph_to_dot>)
+    ->Name("graph_workflow/kxclientutil")
+    ->Arg(10000)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(graph_workflow<kxclientutil::graph_to_mermaid>)
+    ->Name("graph_as_mermaid")
+    ->Arg(10000)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(graph_workflow<kxclientutil::graph_to_dot>)
+    ->Name("graph_as_dot")
+    ->RangeMultiplier(10)
+    ->Range(10, 100000)
+    ->Unit(benchmark::kMillisecond)
+    ->Complexity();
 
 } // namespace
