@@ -25,7 +25,7 @@ namespace kx_test {
 [[nodiscard]] inline std::vector<std::string> version_examples() {
     std::vector<std::string> names;
     for (auto const& entry : std::filesystem::recursive_directory_iterator(version_examples_folder()))
-        if (entry.is_regular_file())
+        if (entry.is_regular_file() && entry.path().filename() != "README.md")
             names.push_back(
                 entry.path().lexically_relative(version_examples_folder()).replace_extension().generic_string());
     std::sort(names.begin(), names.end());
