@@ -1,23 +1,26 @@
 #include "config/document_types.h"
 #include "config/preset.h"
+#include "validation/connections.h"
+#include "validation/judged_document.h"
+#include "validation/members.h"
+#include "validation/problem_order.h"
+#include "validation/secrets.h"
+#include "validation/stored_form.h"
+#include "validation/variables.h"
 
 #include <kxclientutil/validation.h>
 
 #include <kxbase/buffer.h>
-#include <kxbase/text.h>
+#include <kxbase/errors.h>
 #include <kxbase/urls.h>
 #include <kxcore/constraint_db.h>
 #include <kxcore/document_places.h>
-#include <kxcore/installation.h>
 #include <kxcore/ioutil.h>
-#include <kxcore/plugin_db.h>
-#include <kxcore/plugin_info.h>
-#include <kxcore/properties.h>
-#include <kxcore/property_list.h>
-#include <kxcore/property_values.h>
-#include <kxworkflow/identifiers.h>
+#include <kxcore/shown_value.h>
 
 #include <algorithm>
+#include <functional>
+#include <optional>
 
 namespace kxclientutil {
 
@@ -25,30 +28,23 @@ namespace {
 
 using kxcore::configuration;
 using kxcore::constraint_db;
+using kxcore::document_place;
 using kxcore::plugin_db;
 using kxcore::properties;
-using problems = std::vector<document_problem>;
 
-/// What a document is judged by.
-struct judge {
-    plugin_db const& plugins;
-    constraint_db const& constraints;
-    kxcore::document_places const& places;
-};
+/// Where problems are in the text of the document.
+using place_finder = std::function<std::optional<document_place>(document_problem const&)>;
 
-problems find_problems(document_type const& type, properties const& tree, judge const& by);
-std::string whole_document_problem(configuration::read_error result, configuration const& document);
-void judge_type(document_type const& type, properties const& tree, judge const& by, problems& out);
-void judge_tasks(std::string const& path, properties const* workflow, judge const& by, problems& out);
-void judge_task(std::string const& path, properties const* task, judge const& by, problems& out);
-void judge_monitor(std::string const& path, properties const* source, judge const& by, problems& out);
-void judge_configuration(std::string const& plugin_path, std::string const& plugin_id,
-                         std::string const& configuration_path, properties const* configuration, judge const& by,
-                         problems& out);
-void add_finding(kxcore::finding const& found, judge const& by, problems& out);
-void add_problem(std::string path, std::string what, judge const& by, problems& out);
-properties const* member_tree(properties const* tree, std::string_view key);
-std::string below(std::string const& path, std::string_view key);
+document_problems judge(judged_document const& document, properties const& stored, place_finder const& find_place);
+document_problems judge_current(configuration const& read, plugin_db const& plugins, constraint_db const& constraints);
+document_problems judge_upgraded(configuration const& read, plugin_db const& plugins, constraint_db const& constraints);
+document_problem whole_document_problem(configuration::read_error result, configuration const& read,
+                                        std::string_view bytes);
+document_problem broken_document(configuration const& read, std::string_view bytes);
+std::string text_before(kxcore::document_diagnostic const& diagnostic, std::string_view bytes);
+document_problem failed_upgrade(configuration const& read, kxbase::es::base const& error);
+std::string quoted(std::string_view text);
+std::string on_one_line(std::string_view path);
 
 } // namespace
 
@@ -57,135 +53,196 @@ std::vector<document_problem> find_document_problems(kxbase::buffer const& data,
     std::map<std::string, unsigned int> versions;
     for (document_type const& row : document_types())
         versions.emplace(row.identifier, current_version);
-    configuration document;
-    document.keep_places(true);
-    auto const result = document.read_config(constraint_db(false), versions, data, nullptr);
-
-    if (result != configuration::read_ok) {
-        auto const& diagnostic = document.get_diagnostic();
-        return {{"", diagnostic.line, diagnostic.column, whole_document_problem(result, document)}};
+    configuration read;
+    read.keep_places(true);
+    switch (auto const result = read.read_config(constraint_db(false), versions, data, nullptr)) {
+    case configuration::read_ok: return judge_current(read, plugins, constraints);
+    case configuration::read_old_version: return judge_upgraded(read, plugins, constraints);
+    default: return {whole_document_problem(result, read, data.text())};
     }
-    judge const by{plugins, constraints, document.get_places()};
-    return find_problems(*find_document_type(document.get_identifier()), document.get_config(), by);
 }
 
 std::vector<document_problem> find_document_problems(std::string const& path_or_url, plugin_db const& plugins,
                                                      constraint_db const& constraints) {
     std::string const url = kxbase::url_create_from_url_or_path(path_or_url, "");
     if (is_preset_url(url)) {
-        kxcore::document_places const nowhere;
-        return find_problems(*find_document_type(config_task), create_preset_task(url, plugins),
-                             {plugins, constraints, nowhere});
+        properties const task = create_preset_task(url, plugins);
+        judged_document const document(*find_document_type(config_task), task, plugins, constraints);
+        return judge(document, task, [](document_problem const&) { return std::nullopt; });
     }
     kxbase::buffer data;
     kxcore::ioutil::get_file_content(url, data, plugins);
     return find_document_problems(data, plugins, constraints);
 }
 
+bool has_errors(std::vector<document_problem> const& problems) {
+    return std::ranges::any_of(problems,
+                               [](document_problem const& each) { return each.severity == e_problem_severity::error; });
+}
+
+std::string document_problem::message() const {
+    std::string text;
+    if (!path.empty()) text += on_one_line(path) + ": ";
+    text += found.empty() ? "missing" : "found " + found;
+    if (!allowed.empty()) text += (severity == e_problem_severity::error ? ", must be " : ", should be ") + allowed;
+    if (!suggestion.empty()) text += " (did you mean " + suggestion + "?)";
+    return text;
+}
+
+std::string document_problem::to_string() const {
+    std::string text;
+    if (line != 0) text += std::to_string(line) + ':' + std::to_string(column) + ": ";
+    text += severity == e_problem_severity::error ? "error: " : "warning: ";
+    if (!task.empty()) text += "task " + kxcore::shown_text(task) + ": ";
+    return text + message();
+}
+
 namespace {
 
-problems find_problems(document_type const& type, properties const& tree, judge const& by) {
-    problems out;
-    judge_type(type, tree, by, out);
-    properties const* const workflow = type.type == config_workflow ? &tree : member_tree(&tree, "workflow");
-    switch (type.type) {
-    case config_task: judge_task("", &tree, by, out); break;
-    case config_workflow: judge_tasks("tasks", workflow, by, out); break;
-    case config_monitor_source: judge_monitor("", &tree, by, out); break;
-    case config_submission:
-        judge_tasks("workflow{tasks}", workflow, by, out);
-        judge_monitor("monitor-source", member_tree(&tree, "monitor-source"), by, out);
-        break;
-    default: break;
+document_problems judge_current(configuration const& read, plugin_db const& plugins, constraint_db const& constraints) {
+    document_type const& type = *find_document_type(read.get_identifier());
+    judged_document const document(type, read.get_config(), plugins, constraints);
+    return judge(document, read.get_config(),
+                 [&read](document_problem const& problem) { return read.get_places().find_nearest(problem.path); });
+}
+
+document_problems judge_upgraded(configuration const& read, plugin_db const& plugins,
+                                 constraint_db const& constraints) {
+    document_type const& type = *find_document_type(read.get_identifier());
+    document_place const root = read.get_places().find("").value_or(document_place{});
+    if (type.upgrade == nullptr)
+        return {{.line = root.line,
+                 .column = root.column,
+                 .found = "version " + std::to_string(read.get_version()) + " of " + quoted(type.identifier),
+                 .allowed =
+                     "version " + std::to_string(current_version) + ", since documents of this type are not upgraded"}};
+    properties const stored = with_readable_credentials(read.get_config());
+    kxbase::ptr_refcount<properties> upgraded;
+    try {
+        upgraded = type.upgrade(stored, read.get_version(), current_version, plugins, constraints);
+    } catch (kxbase::es::base const& error) {
+        return {failed_upgrade(read, error)};
     }
-    return out;
+    judged_document const document(type, *upgraded, plugins, constraints);
+    stored_places const places(type.type, stored, *upgraded, read.get_places());
+    auto problems =
+        judge(document, read.get_config(), [&places](document_problem const& problem) { return places.find(problem); });
+    // The upgrade calls all tasks without a name the same, which tells nobody which one is meant.
+    for (document_problem& problem : problems)
+        if (judged_task const* const task = document.find_task_at(problem.path);
+            task != nullptr && problem.task == "Untitled" && !task->wtid.empty())
+            problem.task = task->wtid;
+    return problems;
 }
 
-std::string whole_document_problem(configuration::read_error result, configuration const& document) {
-    std::string const& detail = document.get_diagnostic().message;
-    std::string const& identifier = document.get_identifier();
-    switch (result) {
-    case configuration::read_unknown: return detail;
-    case configuration::read_unexpected:
-        return kxbase::string_with_format("a document of the unknown type \"%s\"", identifier.c_str());
-    case configuration::read_old_version:
-        return kxbase::string_with_format("version %u of \"%s\" is not supported, only version %u is",
-                                          document.get_version(), identifier.c_str(), current_version);
-    default: return "a broken document: " + detail;
+document_problems judge(judged_document const& document, properties const& stored, place_finder const& find_place) {
+    document_problems all;
+    judge_members(document, all);
+    judge_plugins(document, all);
+    judge_connections(document, all);
+    judge_variables(document, all);
+    judge_secrets(stored, all);
+    for (document_problem& problem : all) {
+        document_place const place = find_place(problem).value_or(document_place{});
+        problem.line = place.line;
+        problem.column = place.column;
+        if (judged_task const* const task = document.find_task_at(problem.path)) problem.task = task->name;
     }
+    sort_problems(all);
+    return all;
 }
 
-void judge_type(document_type const& type, properties const& tree, judge const& by, problems& out) {
-    auto const constraint = find_database(by.constraints, type.constraint);
-    if (!constraint) {
-        add_problem("", kxbase::string_with_format("the installation has no constraint \"%s\"", type.constraint), by,
-                    out);
-        return;
+document_problem whole_document_problem(configuration::read_error result, configuration const& read,
+                                        std::string_view bytes) {
+    auto const& diagnostic = read.get_diagnostic();
+    std::string const& identifier = read.get_identifier();
+    document_problem problem{.line = diagnostic.line, .column = diagnostic.column};
+    if (result == configuration::read_unknown) {
+        problem.found = "no document";
+        problem.allowed = "XML that begins with the element <document>, or the binary format";
+    } else if (result == configuration::read_unexpected) {
+        std::vector<std::string> names;
+        for (document_type const& row : document_types())
+            names.emplace_back(row.identifier);
+        problem.found = "a document of the unknown type " + quoted(identifier);
+        problem.allowed = one_of(names);
+        problem.suggestion = nearest_of(identifier, names);
+    } else if (find_document_type(identifier) != nullptr && read.get_version() > current_version) {
+        problem.found = "version " + std::to_string(read.get_version()) + " of " + quoted(identifier) +
+                        ", which a later version of this system wrote";
+        problem.allowed = "at most version " + std::to_string(current_version);
+    } else {
+        return broken_document(read, bytes);
     }
-    for (auto const& found : constraint->findings(tree, kxcore::validity::all))
-        add_finding(found, by, out);
+    return problem;
 }
 
-void judge_tasks(std::string const& path, properties const* workflow, judge const& by, problems& out) {
-    auto const* const tasks =
-        workflow == nullptr ? nullptr : kxcore::property_cast<kxcore::property_list>(workflow->find("tasks"));
-    if (tasks == nullptr) return;
-    for (std::size_t index = 0; index < tasks->size(); ++index)
-        judge_task(path + '[' + std::to_string(index) + ']', kxcore::property_cast<properties>((*tasks)[index].get()),
-                   by, out);
-}
-
-void judge_task(std::string const& path, properties const* task, judge const& by, problems& out) {
-    if (task == nullptr) return;
-    std::string const stated = task->get_string_value("plugin-id", "");
-    bool const by_id = stated.empty();
-    std::string const plugin_id = by_id ? kxworkflow::wtid_plid(task->get_string_value("id", "")) : stated;
-    judge_configuration(below(path, by_id ? "id" : "plugin-id"), plugin_id, below(path, "configuration"),
-                        member_tree(task, "configuration"), by, out);
-}
-
-void judge_monitor(std::string const& path, properties const* source, judge const& by, problems& out) {
-    auto const* const manager = member_tree(source, "manager-configuration");
-    if (manager == nullptr) return;
-    judge_configuration(below(below(path, "manager-configuration"), "plugin-id"),
-                        manager->get_string_value("plugin-id", ""), below(path, "plugin-configuration"),
-                        member_tree(source, "plugin-configuration"), by, out);
-}
-
-/// A plugin id that is missing is the business of the document's own constraint.
-void judge_configuration(std::string const& plugin_path, std::string const& plugin_id,
-                         std::string const& configuration_path, properties const* configuration, judge const& by,
-                         problems& out) {
-    if (plugin_id.empty()) return;
-    if (!by.plugins.describe_plugin(plugin_id)) {
-        add_problem(plugin_path, plugin_path + ": the installation has no plugin \"" + plugin_id + '"', by, out);
-        return;
+/// What the reader says begins with the path where there is one, and mostly reads "found X" or "expected X, found Y".
+document_problem broken_document(configuration const& read, std::string_view bytes) {
+    auto const& diagnostic = read.get_diagnostic();
+    std::string_view what = diagnostic.message;
+    if (std::string const prefix = diagnostic.path + ": "; what.starts_with(prefix)) what.remove_prefix(prefix.size());
+    document_problem problem{.path = diagnostic.path, .line = diagnostic.line, .column = diagnostic.column};
+    constexpr std::string_view found = "found ";
+    constexpr std::string_view expected = "expected ";
+    if (what.starts_with(found)) {
+        problem.found = what.substr(found.size());
+    } else if (what.starts_with(expected)) {
+        std::string const separator = ", " + std::string(found);
+        std::size_t const end = what.rfind(separator);
+        problem.allowed = what.substr(expected.size(), end == std::string_view::npos ? end : end - expected.size());
+        problem.found =
+            end == std::string_view::npos ? text_before(diagnostic, bytes) : what.substr(end + separator.size());
+    } else {
+        problem.found = "a broken document: " + std::string(what);
     }
-    if (configuration == nullptr) return;
-    for (kxcore::finding found :
-         kxcore::configuration_findings(by.constraints, plugin_id, *configuration, kxcore::validity::all)) {
-        std::string const inside = std::move(found.path);
-        auto const first_step = std::min(inside.find_first_of("{["), inside.size());
-        found.path = below(configuration_path, inside.substr(0, first_step)) + inside.substr(first_step);
-        add_finding(found, by, out);
+    return problem;
+}
+
+/// The text of the element that ended where the reader stopped. Which key it is the value of decides whether it is shown.
+std::string text_before(kxcore::document_diagnostic const& diagnostic, std::string_view bytes) {
+    std::string_view const before = bytes.substr(0, diagnostic.offset);
+    std::string_view text = before.substr(before.rfind('>') + 1);
+    constexpr std::string_view blanks = " \t\r\n";
+    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+    text = text.substr(0, text.find_last_not_of(blanks) + 1);
+    bool const is_element_end = bytes.substr(before.size(), 2) == "</";
+    return is_element_end && !kxcore::is_secret_name(diagnostic.path) ? kxcore::shown_text(text) : "something else";
+}
+
+/// What upgrades say begins with the path where they know it: "tasks[2]: member 'id' is missing".
+document_problem failed_upgrade(configuration const& read, kxbase::es::base const& error) {
+    std::string const what = error.message();
+    std::string path = what.substr(0, what.find(": "));
+    if (path == what || read.get_config().find_referenced(path) == nullptr) path.clear();
+    auto const place = read.get_places().find_nearest(path).value_or(document_place{});
+    std::string const why = path.empty() ? what : what.substr(path.size() + 2);
+    return {.path = std::move(path),
+            .line = place.line,
+            .column = place.column,
+            .found = "version " + std::to_string(read.get_version()) + " of " + quoted(read.get_identifier()) +
+                     ", which cannot be upgraded: " + why};
+}
+
+std::string quoted(std::string_view text) {
+    return kxcore::shown_text(text);
+}
+
+/// Keys may hold anything but brackets and braces.
+std::string on_one_line(std::string_view path) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string text;
+    for (char const c : path) {
+        auto const byte = static_cast<unsigned char>(c);
+        if (byte >= 0x20 && byte != 0x7F) {
+            text += c;
+        } else {
+            text += "\\x";
+            text += digits[byte >> 4U];
+            text += digits[byte & 15U];
+        }
     }
-}
-
-void add_finding(kxcore::finding const& found, judge const& by, problems& out) {
-    add_problem(found.path, found.to_string(), by, out);
-}
-
-void add_problem(std::string path, std::string what, judge const& by, problems& out) {
-    auto const place = by.places.find_nearest(path).value_or(kxcore::document_place{});
-    out.push_back({std::move(path), place.line, place.column, std::move(what)});
-}
-
-properties const* member_tree(properties const* tree, std::string_view key) {
-    return tree == nullptr ? nullptr : kxcore::property_cast<properties>(tree->find(key));
-}
-
-std::string below(std::string const& path, std::string_view key) {
-    return path.empty() ? std::string(key) : path + '{' + std::string(key) + '}';
+    return text;
 }
 
 } // namespace

@@ -143,7 +143,8 @@ TEST(installation_reader, tells_what_is_no_document_of_the_kind_with_its_place) 
         {document("plugin", "<int key=\"a\">ten</int>\n"),
          "plugins/x.xml: line 3, column 17: a: expected an integer of 64 bits in decimal"},
         {"<?xml version=\"1.0\"?>\n<document identifier=\"plugin\" version=\"7\">\n<string key=\"a\">cut",
-         "plugins/x.xml: line 3, column 20: not well-formed XML: no element found"},
+         "plugins/x.xml: line 3, column 20: not well-formed XML: no element found: the text ends before the document "
+         "does"},
         {"<?xml version=\"1.0\"?>\n<!DOCTYPE document>\n<document identifier=\"plugin\" version=\"7\"/>",
          "plugins/x.xml: line 2, column 19: found a DOCTYPE, which no document may have"},
     };

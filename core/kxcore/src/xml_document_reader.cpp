@@ -148,6 +148,17 @@ bool parse_number(std::string_view text, T& out) {
     return result.ec == std::errc() && result.ptr == end;
 }
 
+/// What the parser's own words leave to be guessed.
+char const* hint_for(XML_Error code) {
+    switch (code) {
+    case XML_ERROR_NO_ELEMENTS: return ": the text ends before the document does";
+    case XML_ERROR_INVALID_TOKEN: return ": in texts & is written as &amp; and < as &lt;, and all is UTF-8";
+    case XML_ERROR_TAG_MISMATCH: return ": another element is open than the one that ends here";
+    case XML_ERROR_JUNK_AFTER_DOC_ELEMENT: return ": a file holds one document and nothing behind it";
+    default: return "";
+    }
+}
+
 void XMLCALL on_start(void* reader, char const* name, char const** attributes) {
     auto& self = *static_cast<xml_reader*>(reader);
     self.guarded([&] { self.start(name, attributes); });
@@ -212,7 +223,8 @@ document_outcome xml_reader::read(std::string_view bytes) {
     if (status != XML_STATUS_OK) {
         XML_Error const code = XML_GetErrorCode(parser_.get());
         if (code == XML_ERROR_NO_MEMORY) throw std::bad_alloc();
-        return {e_document_fault::malformed, diagnostic(std::string("not well-formed XML: ") + XML_ErrorString(code))};
+        return {e_document_fault::malformed,
+                diagnostic(std::string("not well-formed XML: ") + XML_ErrorString(code) + hint_for(code))};
     }
     return {};
 }

@@ -15,26 +15,33 @@ struct options {
     std::vector<std::string> files;
 };
 
-std::string place_of(kxclientutil::document_problem const& problem) {
-    return problem.line == 0 ? "" : fmt::format("{}:{}: ", problem.line, problem.column);
+std::string_view severity_name(kxclientutil::e_problem_severity severity) {
+    return severity == kxclientutil::e_problem_severity::error ? "error" : "warning";
 }
 
+/// Always the same members, so that nobody has to ask which ones are there; without a place line and column are null.
 json to_json(kxclientutil::document_problem const& problem) {
-    json out = {{"path", problem.path}, {"what", problem.what}};
+    json out = {{"severity", severity_name(problem.severity)}, {"line", nullptr}, {"column", nullptr}};
     if (problem.line != 0) out.update({{"line", problem.line}, {"column", problem.column}});
+    out.update({{"task", problem.task},
+                {"path", problem.path},
+                {"found", problem.found},
+                {"allowed", problem.allowed},
+                {"suggestion", problem.suggestion},
+                {"what", problem.message()}});
     return out;
 }
 
+/// One line per problem, "FILE:LINE:COLUMN: error: ...", as compilers write and editors read it.
 void tell(application& app, std::string const& file, std::vector<kxclientutil::document_problem> const& problems) {
-    if (problems.empty()) {
-        if (!app.wants_json) application::print(shown(file) + ": valid\n");
-        return;
-    }
-    app.fail();
+    bool const valid = !has_errors(problems);
+    if (!valid) app.fail();
     if (app.wants_json) return;
     for (auto const& problem : problems) {
-        application::print(fmt::format("{}: {}{}\n", shown(file), place_of(problem), on_one_line(problem.what)));
+        std::string_view const separator = problem.line == 0 ? ": " : ":";
+        application::print(fmt::format("{}{}{}\n", shown(file), separator, on_one_line(problem.to_string())));
     }
+    if (valid) application::print(shown(file) + ": valid\n");
 }
 
 void run(application& app, options const& chosen) {
@@ -50,10 +57,10 @@ void run(application& app, options const& chosen) {
             json list = json::array();
             for (auto const& problem : problems)
                 list.push_back(to_json(problem));
-            add(problems.empty(), std::move(list));
+            add(!has_errors(problems), std::move(list));
             tell(app, file, problems);
         });
-        if (!done) add(false, json::array({{{"path", ""}, {"what", app.last_error()}}}));
+        if (!done) add(false, json::array({to_json({.found = app.last_error()})}));
     }
     if (app.wants_json) application::print_json(all);
 }
