@@ -21,6 +21,7 @@ using kx_test::sample_installation;
 using kx_test::stored_document;
 using kxcore::configuration;
 using kxcore::properties;
+using testing::Contains;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 
@@ -230,6 +231,41 @@ TEST_F(reading_examples, are_configured_as_their_plugins_say_once_they_are_read)
     EXPECT_GT(judged, 30U);
 }
 
+constexpr char const* presets[] = {"archive_master", "radio", "web-720p"};
+
+std::string expected_preset_file(std::string const& name) {
+    return kx_test::source_path("tests/kxclientutil/config/upgrade/expected/setting-" + name + ".xml");
+}
+
+TEST_F(reading_examples, that_are_presets_become_tasks_of_the_encoder) {
+    for (std::string const name : presets) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(read_file(kx_test::source_path("share/installation/examples/" + name + ".setting")), config_task);
+        EXPECT_EQ(out, kx_test::parse_document_file(expected_preset_file(name)).content);
+        EXPECT_THAT(findings_of(out, "plugin-id", "configuration"), IsEmpty());
+        expect_written_and_read_back(config_task, properties(out));
+    }
+}
+
+TEST_F(reading_examples, of_the_current_version_come_back_as_they_are_stored_and_as_they_were_read) {
+    std::map<std::string, std::size_t> seen;
+    for (auto const& entry : std::filesystem::directory_iterator(kx_test::source_path("share/installation/examples"))) {
+        if (entry.path().extension() == ".setting") {
+            EXPECT_THAT(presets, Contains(entry.path().stem().string()));
+        }
+        if (entry.path().extension() != ".xml") continue;
+        SCOPED_TRACE(entry.path());
+        stored_document const stored = kx_test::parse_document_file(entry.path());
+        e_config_type const type = read_file(entry.path());
+        EXPECT_EQ(stored.identifier, kx_test::stored_types[type - 1].identifier);
+        EXPECT_EQ(out, stored.content);
+        expect_written_and_read_back(type, stored.content);
+        ++seen[stored.identifier];
+    }
+    for (kx_test::stored_type const& row : kx_test::stored_types)
+        EXPECT_GE(seen[row.identifier], 1U) << row.identifier;
+}
+
 TEST_F(reading_examples, stand_in_the_table_and_their_outcomes_are_used) {
     std::vector<std::string> names;
     std::set<std::string> used;
@@ -241,6 +277,8 @@ TEST_F(reading_examples, stand_in_the_table_and_their_outcomes_are_used) {
         EXPECT_THAT(std::string(row.name), testing::HasSubstr("/v" + std::to_string(row.version))) << row.name;
         if (row.outcome == upgraded) used.insert(expected_file(row));
     }
+    for (char const* const preset : presets)
+        used.insert(expected_preset_file(preset));
     std::sort(names.begin(), names.end());
     EXPECT_THAT(kx_test::version_examples(), ElementsAreArray(names));
     for (auto const& entry :
