@@ -18,7 +18,6 @@ namespace kx_test {
 namespace {
 
 using kxcore::constraint_kind;
-using kxcore::property_special;
 
 /// Trees and lists below this depth hold no further ones that nobody asks for.
 constexpr int deepest_free = 4;
