@@ -134,15 +134,71 @@ TEST(kx_validate, tells_every_problem_with_its_place) {
 )");
     auto const result = run_kx({"--json", "validate", file});
     EXPECT_EQ(result.exit_code, 1);
-    auto const problems = result.json()[0]["problems"];
-    ASSERT_GE(problems.size(), 2U);
-    EXPECT_EQ(problems[0]["path"], "nmae");
-    EXPECT_EQ(problems[0]["line"], 6);
-    EXPECT_THAT(problems[0]["what"].get<std::string>(), HasSubstr("did you mean \"name\"?"));
+    auto const document = result.json()[0];
+    EXPECT_EQ(document["valid"], false);
+    auto const problems = document["problems"];
+    ASSERT_GE(problems.size(), 3U);
+    std::string const keys = R"(one of "configuration", "ext-meta", "flags", "id", "input-connections", )"
+                             R"("kill-triggers", "name", "name-absent", "plugin-id", "post-actions", )"
+                             R"("published-outputs", "requirements" and 1 more)";
+    EXPECT_EQ(problems.back(),
+              (nlohmann::json{{"severity", "error"},
+                              {"line", 6},
+                              {"column", 3},
+                              {"task", ""},
+                              {"path", "nmae"},
+                              {"found", "an unknown key"},
+                              {"allowed", keys},
+                              {"suggestion", "\"name\""},
+                              {"what", "nmae: found an unknown key, must be " + keys + " (did you mean \"name\"?)"}}));
     std::vector<std::string> paths;
     for (auto const& problem : problems)
         paths.push_back(problem["path"]);
     EXPECT_THAT(paths, testing::Contains("configuration{port}"));
+}
+
+TEST(kx_validate, tells_every_file_in_lines_that_editors_read) {
+    auto const corpus = [](std::string const& name) {
+        return kx_test::source_path("tests/kxclientutil/validation/corpus/" + name);
+    };
+    std::string const warned = corpus("connection-result-misspelt.xml");
+    std::string const wrong = corpus("upload-word-in-capitals.xml");
+    std::string const binary = corpus("binary-word-misspelt.bin");
+    auto const result = run_kx({"validate", warned, wrong, binary, example("task.xml")});
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_EQ(result.err, "");
+    std::string const words = R"(must be one of "fail", "rename", "replace" (did you mean "replace"?))";
+    EXPECT_EQ(result.out,
+              warned +
+                  ":47:9: warning: workflow-meta{connections}[1]{result}: found the string \"sucess\", which stands "
+                  "for whatever outcome, should be \"success\" or \"failure\" to wait for just that (did you mean "
+                  "\"success\"?)\n" +
+                  warned + ": valid\n" + wrong +
+                  ":5:5: error: task \"Web server\": configuration{overwrite}: found the string \"Replace\", " + words +
+                  "\n" + binary +
+                  ": error: task \"Web server\": tasks[1]{configuration}{overwrite}: found the string \"replaec\", " +
+                  words + "\n" + example("task.xml") + ": valid\n");
+}
+
+TEST(kx_validate, lets_warnings_pass) {
+    auto const file = kx_test::source_path("tests/kxclientutil/validation/corpus/variable-misspelt.xml");
+    EXPECT_EQ(run_kx({"validate", file}).exit_code, 0);
+    auto const result = run_kx({"--json", "validate", file});
+    EXPECT_EQ(result.exit_code, 0);
+    auto const document = result.json()[0];
+    EXPECT_EQ(document["valid"], true);
+    ASSERT_EQ(document["problems"].size(), 1U);
+    EXPECT_EQ(document["problems"][0]["severity"], "warning");
+}
+
+TEST(kx_validate, gives_an_error_as_a_problem_without_a_place) {
+    scratch_folder const folder;
+    auto const result = run_kx({"--json", "validate", folder.file("missing.xml")});
+    EXPECT_EQ(result.exit_code, 1);
+    auto const problem = result.json()[0]["problems"][0];
+    EXPECT_TRUE(problem["line"].is_null());
+    EXPECT_EQ(problem["severity"], "error");
+    EXPECT_THAT(problem["found"].get<std::string>(), HasSubstr("missing.xml"));
 }
 
 TEST(kx_convert, writes_either_format_and_loses_nothing) {
