@@ -49,8 +49,9 @@ void write_head(workflow_graph const& graph, std::string& out) {
         write_text(title, out);
         out += "</b><br/> >";
     }
-    out.append("];\n  node [shape=box, style=\"rounded,filled\", margin=\"0.18,0.1\", fontsize=11, penwidth=1.2, ")
-        .append(font);
+    out += "];\n";
+    out += R"(  node [shape=box, style="rounded,filled", margin="0.18,0.1", fontsize=11, penwidth=1.2, )";
+    out += font;
     out.append(", color=\"").append(look::faint).append("\", fillcolor=\"").append(look::box);
     out.append("\", fontcolor=\"").append(look::ink).append("\"];\n  edge [arrowsize=0.7, fontsize=8, ").append(font);
     out += "];\n";
@@ -65,7 +66,7 @@ void write_node(graph_node const& node, std::size_t index, std::string& out) {
     if (!node.problem.empty()) write_small(visible_text(node.problem, most_of_rest), look::wrong, out);
     out += '>';
     if (!node.problem.empty()) {
-        out.append(", style=\"rounded,dashed,filled\", fillcolor=white, color=\"").append(look::wrong).append("\"");
+        out.append(R"(, style="rounded,dashed,filled", fillcolor=white, color=")").append(look::wrong).append("\"");
     } else if (node.is_added) {
         out.append(", penwidth=2.4, fillcolor=\"").append(look::added_box).append("\", color=\"");
         out.append(look::added).append("\"");
@@ -97,20 +98,21 @@ void write_legend(workflow_graph const& graph, std::string& out) {
     if (used.added) write_legend_row(look::added, "\xE2\x96\xA0", "added", rows);
     if (used.wrong) write_legend_row(look::wrong, "\xE2\x96\xA1", "something is wrong", rows);
     if (rows.empty()) return;
-    out += "  legend [shape=plain, style=\"\", label=<<table border=\"0\" cellborder=\"0\" cellspacing=\"0\" "
-           "cellpadding=\"2\">\n";
+    out +=
+        R"(  legend [shape=plain, style="", label=<<table border="0" cellborder="0" cellspacing="0" cellpadding="2">)";
+    out += '\n';
     out += rows;
     out += "    </table>>];\n";
 }
 
 void write_legend_row(char const* color, std::string_view sample, std::string_view meaning, std::string& out) {
-    out.append("    <tr><td align=\"left\"><font point-size=\"9\" color=\"").append(color).append("\">").append(sample);
-    out.append("</font></td><td align=\"left\"><font point-size=\"9\">").append(meaning);
+    out.append(R"(    <tr><td align="left"><font point-size="9" color=")").append(color).append("\">").append(sample);
+    out.append(R"(</font></td><td align="left"><font point-size="9">)").append(meaning);
     out.append("</font></td></tr>\n");
 }
 
 void write_small(std::string_view text, char const* color, std::string& out) {
-    out.append("<br/><font point-size=\"9\" color=\"").append(color).append("\">");
+    out.append(R"(<br/><font point-size="9" color=")").append(color).append("\">");
     write_text(text, out);
     out += "</font>";
 }

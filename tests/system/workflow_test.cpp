@@ -97,6 +97,17 @@ TEST(kx_workflow_add_task, keeps_the_format_takes_presets_and_writes_elsewhere_w
     EXPECT_EQ(run_kx({"show", out, "--json"}).json()["tasks"].size(), 8U);
 }
 
+TEST(kx_workflow_add_task, upgrades_a_workflow_of_an_old_version) {
+    for (auto const* command : {"add-task", "tag"}) {
+        scratch_folder const folder;
+        auto const file = folder.write("old.xml", kx_test::read_file(example("versions/workflow/v1.xml")));
+        std::string const what = command == std::string("tag") ? "gpu" : example("versions/task-upload/v1.xml");
+        auto const result = run_kx({"workflow", command, file, what});
+        ASSERT_EQ(result.exit_code, 0) << result.err;
+        EXPECT_EQ(run_kx({"--json", "identify", file}).json()[0]["version"], 7);
+    }
+}
+
 TEST(kx_workflow_add_task, says_what_is_no_workflow_and_what_is_no_task) {
     own_workflow const workflow;
     expect_refused(workflow, {"workflow", "add-task", example("task.xml"), example("task.xml")},
@@ -175,6 +186,9 @@ TEST(kx_workflow_connect, refuses_what_a_node_would_stumble_over_unless_forced) 
     EXPECT_EQ(run_kx(connect({"1080p", "Web server", "--from-output", "x", "--to-input", "y", "--force"})).exit_code,
               0);
     EXPECT_EQ(workflow.connections().size(), 8U);
+    auto const judged = run_kx({"validate", workflow.file});
+    EXPECT_EQ(judged.exit_code, 1);
+    EXPECT_THAT(judged.out, HasSubstr("workflow-meta{connections}[7]"));
     // Who is not there cannot be named, forced or not.
     expect_refused(workflow, connect({"1080p", "Web servr", "--force"}), "no task");
 }

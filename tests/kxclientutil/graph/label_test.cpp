@@ -12,8 +12,6 @@ namespace {
 
 using kx_test::e_graph_edge;
 using kxclientutil::edge_label;
-using kxclientutil::graph_edge;
-using kxclientutil::graph_node;
 using kxclientutil::node_title;
 using kxclientutil::visible_text;
 
