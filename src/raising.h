@@ -1,5 +1,6 @@
 // How the functions of this library raise errors: with the library's own source paths, which are fixed texts, the same
-// on every system and without a file name (administrators filter logs by them), and with the real line.
+// on every system and without a file name (administrators filter logs by them), and with the real line, or with one that
+// is as fixed as the path.
 #pragma once
 
 #include <kxbase/errors.h>
@@ -17,6 +18,18 @@ template <typename Error>
 [[noreturn]] void raise_from(char const* source_path, std::string_view message,
                              kxbase::source_position where = kxbase::source_position::current()) {
     Error::raise(source_path, where.line(), message);
+}
+
+/// A place that clients and log filters know: it is kept whatever becomes of the source around it.
+struct fixed_place {
+    char const* source_path;
+    unsigned int line;
+};
+
+/// The same from a fixed place.
+template <typename Error>
+[[noreturn]] void raise_from(fixed_place where, std::string_view message) {
+    Error::raise(where.source_path, where.line, message);
 }
 
 } // namespace kxclientutil

@@ -2,9 +2,12 @@
 
 /// @file
 /// Configuration documents: the types there are, reading and writing them, the upgrade of those of earlier versions, the
-/// tags that a task or workflow requires of a node, and the workflow variables that texts and values may hold.
+/// tags that a task or workflow requires of a node, and the workflow variables that texts and values may hold. Ready-made
+/// tasks and monitor sources have headers of their own, which come with this one.
 
 #include <kxclientutil/export.h>
+#include <kxclientutil/monitor_source.h> // IWYU pragma: export
+#include <kxclientutil/user_task.h>      // IWYU pragma: export
 
 #include <kxcore/configuration.h>
 
