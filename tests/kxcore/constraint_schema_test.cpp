@@ -40,7 +40,7 @@ std::string const any_type =
     R"(<xs:complexType><xs:complexContent><xs:extension base="any-content"/></xs:complexContent></xs:complexType>)";
 
 // A plus sign, which the schema type would take.
-std::string const plain_digits = R"(<xs:pattern value="-?[0-9]+"/>)";
+std::string const plain_digits = R"(<xs:pattern value="\s*-?[0-9]+\s*"/>)";
 
 TEST(schema, fragments_of_single_values) {
     struct row {
@@ -67,7 +67,7 @@ TEST(schema, fragments_of_single_values) {
         {make<constraint_int>(), R"(<ref name="any-int"/>)", simple("xs:long", plain_digits)},
         {make<constraint_int>(-1, 5),
          R"(<data type="long"><param name="minInclusive">-1</param><param name="maxInclusive">5</param>)"
-         R"(<param name="pattern">-?[0-9]+</param></data>)",
+         R"(<param name="pattern">\s*-?[0-9]+\s*</param></data>)",
          simple("xs:long", R"(<xs:minInclusive value="-1"/><xs:maxInclusive value="5"/>)" + plain_digits)},
         {make<constraint_binary>(), R"(<data type="base64Binary"/>)", simple("xs:base64Binary", "")},
         {make<constraint_binary>(1U, 5U),

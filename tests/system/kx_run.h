@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -30,6 +31,23 @@ struct kx_result {
 /// The same without telling the tool which installation to use.
 [[nodiscard]] kx_result run_kx_bare(std::vector<std::string> const& arguments,
                                     std::map<std::string, std::string> const& environment = {});
+
+/// Runs any program the same way, found as a shell finds it; exit code 127 when there is none.
+[[nodiscard]] kx_result run_program(std::string const& program, std::vector<std::string> const& arguments,
+                                    std::map<std::string, std::string> const& environment = {});
+
+/// Runs kx as run_kx() does, with a terminal of 80 columns for standard error: what is drawn there is `err`.
+[[nodiscard]] kx_result run_kx_on_terminal(std::vector<std::string> const& arguments,
+                                           std::map<std::string, std::string> const& environment = {});
+
+/// Runs kx as run_kx() does, but for root's right to ignore the permissions of files, where the tests have it.
+[[nodiscard]] kx_result run_kx_bound_by_permissions(std::vector<std::string> const& arguments);
+
+/// Runs kx as run_kx() does and sends it a signal as soon as the condition holds, which is asked over and over.
+///
+/// @return the exit code, as in kx_result
+[[nodiscard]] int run_kx_until(std::vector<std::string> const& arguments, int signal,
+                               std::function<bool()> const& reached);
 
 /// The path of an example document of the sample installation.
 [[nodiscard]] std::string example(std::string const& name);

@@ -14,7 +14,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <map>
+#include <set>
 #include <vector>
 
 namespace kx {
@@ -199,16 +199,17 @@ void folder_conversion::consider(fs::path const& relative) {
 }
 
 void folder_conversion::check_names() {
-    std::map<fs::path, fs::path> taken;
+    std::set<fs::path> taken;
+    for (document_file const& each : documents_)
+        if (each.in == each.out) taken.insert(each.out);
     for (document_file& each : documents_) {
-        auto const [other, is_free] = taken.try_emplace(each.out, each.in);
+        if (each.in == each.out) continue;
         std::error_code ignored;
+        bool const is_free =
+            taken.insert(each.out).second && !(in_place_ && fs::exists(fs::symlink_status(out_ / each.out, ignored)));
         refuse(each, [&] {
             if (!is_free)
-                kxbase::es::arg::raise("would become '" + each.out.string() + "', and so would '" +
-                                       other->second.string() + "'");
-            if (in_place_ && each.in != each.out && fs::exists(fs::symlink_status(out_ / each.out, ignored)))
-                kxbase::es::arg::raise("would become '" + each.out.string() + "', which is there already");
+                kxbase::es::arg::raise("would become '" + each.out.string() + "', which is another file already");
         });
     }
 }

@@ -25,8 +25,9 @@ inline constexpr std::array schema_kinds = {
 /// What a key is, as a pattern.
 inline constexpr std::string_view key_pattern = R"([^{}\[\]]+)";
 
-/// How documents write ints: the schema type alone would take a plus sign as well.
-inline constexpr std::string_view int_pattern = "-?[0-9]+";
+/// How documents write ints: the schema type alone would take a plus sign as well. With the blanks that may stand around
+/// them, since some validators look for the pattern in the text as it stands.
+inline constexpr std::string_view int_pattern = R"(\s*-?[0-9]+\s*)";
 
 /// Whether the content of an element of that kind is text.
 [[nodiscard]] bool is_simple_kind(property_kind kind) noexcept;
