@@ -270,7 +270,7 @@ void connection_judge::judge_result(judged_connection const& connection) {
     out_.push_back({.severity = e_problem_severity::warning,
                     .path = below(connection.path, "result"),
                     .found = as_found(connection.tree, "result") + ", which stands for whatever outcome",
-                    .allowed = "\"success\" or \"failure\" to wait for just that",
+                    .allowed = R"("success" or "failure" to wait for just that)",
                     .suggestion = std::move(suggestion)});
 }
 

@@ -37,8 +37,8 @@ struct judged_task {
 /// A document of the current version. The tree must outlive it.
 class judged_document {
 public:
-    judged_document(document_type const& type, kxcore::properties const& tree, kxcore::plugin_db const& plugins,
-                    kxcore::constraint_db const& constraints);
+    judged_document(document_type const& of_type, kxcore::properties const& of, kxcore::plugin_db const& by_plugins,
+                    kxcore::constraint_db const& by_constraints);
 
     document_type const& type;
     kxcore::properties const& tree;
