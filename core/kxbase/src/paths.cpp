@@ -26,6 +26,7 @@ struct path_root {
 };
 
 path_root split_root(std::string_view path, char separator);
+bool names_server(std::string_view path, char separator);
 std::vector<std::string_view> kept_elements(std::string_view rest, char separator, bool absolute);
 
 } // namespace
@@ -112,7 +113,7 @@ namespace {
 
 path_root split_root(std::string_view path, char separator) {
     path_root root;
-    if (path_is_unc(path) && path[0] == separator && path[1] == separator) {
+    if (names_server(path, separator)) {
         std::size_t const end = std::min(path.find(separator, 2), path.size());
         root.text = path.substr(0, end);
         path.remove_prefix(end);
@@ -132,6 +133,13 @@ path_root split_root(std::string_view path, char separator) {
     path.remove_prefix(std::min(path.find_first_not_of(separator), path.size()));
     root.rest = path;
     return root;
+}
+
+/// "." and ".." are no servers but elements, as everywhere else.
+bool names_server(std::string_view path, char separator) {
+    if (!path_is_unc(path) || path[0] != separator || path[1] != separator) return false;
+    std::string_view const server = path.substr(2, path.find(separator, 2) - 2);
+    return server != "." && server != "..";
 }
 
 std::vector<std::string_view> kept_elements(std::string_view rest, char separator, bool absolute) {
