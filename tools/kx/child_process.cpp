@@ -96,6 +96,7 @@ private:
 
 child::child(std::vector<std::string> const& command, std::array<stream, 3> const& streams) {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (auto const& argument : command)
         arguments.push_back(const_cast<char*>(argument.c_str())); // NOLINT(cppcoreguidelines-pro-type-const-cast)
     arguments.push_back(nullptr);
