@@ -118,7 +118,8 @@ placeholder_table built_in_placeholders() {
 std::string resolved_path(kxbase::url_parts const& parts) {
     if (kxbase::is_settled_path(parts.path) && !may_hold_placeholder(parts.path)) return std::string(parts.path);
     std::string path = kxbase::path_normalized(resolve_path(kxbase::decoded_path(parts)), '/');
-    if (!parts.is_url()) return path;
+    // A path that has lost what stood before "NAME:" would be a URL to the next who takes it apart.
+    if (!parts.is_url()) return kxbase::split_url(path).is_url() ? "./" + path : path;
     path = kxbase::encoded_path(path);
     kxbase::fit_path(parts, path);
     return path;
