@@ -12,6 +12,8 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <thread>
 
@@ -39,6 +41,12 @@ void give_to_server(std::filesystem::path const& path) {
     fs::permissions(path, fs::is_directory(path) ? fs::perms(0755) : fs::perms(0644));
     if (is_root() && ::chown(path.c_str(), nobody, nobody) != 0)
         throw std::runtime_error("cannot give " + path.string() + " to the server");
+}
+
+std::vector<pid_t> children_of(pid_t process) {
+    std::string const id = std::to_string(process);
+    std::ifstream list("/proc/" + id + "/task/" + id + "/children");
+    return {std::istream_iterator<pid_t>(list), {}};
 }
 
 /// The child's part; only calls that are allowed after a fork of a process with threads.
@@ -127,10 +135,14 @@ server_process::server_process(std::string const& program, std::vector<std::stri
 }
 
 server_process::~server_process() {
+    // Sessions of their own are not in the group; once their parent has gone, they are this process's children.
+    std::vector<pid_t> const started = children_of(pid_);
     ::kill(-pid_, SIGKILL);
-    // What it started itself is this process's by now.
-    while (::waitpid(-pid_, nullptr, 0) > 0) {
-    }
+    for (pid_t const child : started)
+        ::kill(child, SIGKILL);
+    ::waitpid(pid_, nullptr, 0);
+    for (pid_t const child : started)
+        ::waitpid(child, nullptr, 0);
 }
 
 bool server_process::wait_until(std::function<bool()> const& ready) {

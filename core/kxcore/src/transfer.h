@@ -15,7 +15,7 @@ namespace kxcore::transfer {
 /// Receives a whole file.
 ///
 /// @throws es::arg naming the limit "document" when it is larger than `limit` bytes, before more is received; es::call
-///         when the transfer fails
+///         when the transfer fails, also by ending early; es::arg for a login that holds an end of line
 [[nodiscard]] std::string receive(std::string_view url, std::size_t limit);
 
 /// Receives the first bytes of a file and breaks off then.

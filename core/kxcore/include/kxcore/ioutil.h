@@ -1,7 +1,10 @@
 #pragma once
 
 /// @file
-/// Whole files, named by URL. file: is read and written here; ftp:, http:, https: and smb: are transferred.
+/// Whole files, named by URL. file: is read and written here; ftp:, http:, https: and smb: are transferred, with the user
+/// and the password of the URL, for as long as process_context::get_transfer_time_outs() lets them stall. Web servers may
+/// redirect to others, from https to https only; the login is not told there. With https the system's authorities are
+/// trusted, and those that SSL_CERT_FILE or SSL_CERT_DIR names.
 /// No text of an error ever holds the user or the password of a URL.
 
 #include <kxcore/export.h>
@@ -26,7 +29,8 @@ namespace ioutil {
 /// @param out replaced by the content; untouched when an error is raised
 /// @param plugins the installation's plugins; none is needed for the schemes above
 /// @throws es::call when the file cannot be opened, read or transferred, or is no regular file (a folder, a device);
-///         es::arg naming the limit "document" when it is larger than that; es::unsupp for another scheme
+///         es::arg naming the limit "document" when it is larger than that, or when the login of a URL holds an end of
+///         line; es::unsupp for another scheme
 KXCORE_EXPORT void get_file_content(std::string_view url, std::string& out, plugin_db const& plugins);
 KXCORE_EXPORT void get_file_content(std::string_view url, kxbase::buffer& out, plugin_db const& plugins);
 
