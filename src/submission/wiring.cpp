@@ -1,24 +1,39 @@
 #include "submission/wiring.h"
 
 #include <kxcore/properties.h>
-#include <kxcore/property_special.h>
-#include <kxcore/property_values.h>
+#include <kxworkflow/identifiers.h>
 #include <kxworkflow/workflow_builder.h>
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <span>
+#include <string_view>
 
 namespace kxclientutil {
 
 namespace {
 
-using kxbase::make_refcount;
-using kxcore::properties;
-using kxcore::property_special;
-using kxcore::property_string;
+using kxworkflow::workflow_builder;
 
-kxbase::ptr_refcount<properties> localizer_configuration(std::string const& url);
+// Plugin ids are compared whole: one that merely begins with another names another plugin.
+constexpr std::array<std::string_view, 2> encoder_plids{encoder_plid, "task/regular/preparembr/1.0"};
+constexpr std::array<std::string_view, 2> deployment_plids{upload_plid, youtube_plid};
+
+std::vector<std::string> tasks_of(workflow_builder const& builder, std::span<std::string_view const> plids);
 
 } // namespace
 
-std::vector<task_input> unfed_source_inputs(kxworkflow::workflow_builder const& builder) {
+std::set<std::string> encoder_tasks(workflow_builder const& builder) {
+    std::vector<std::string> const wtids = tasks_of(builder, encoder_plids);
+    return {wtids.begin(), wtids.end()};
+}
+
+std::vector<std::string> deployment_tasks(workflow_builder const& builder) {
+    return tasks_of(builder, deployment_plids);
+}
+
+std::vector<task_input> unfed_source_inputs(workflow_builder const& builder) {
     std::vector<task_input> inputs;
     auto const workflow = builder.get_workflow_info();
     for (auto const& task : workflow->get_task_infos()) {
@@ -31,7 +46,7 @@ std::vector<task_input> unfed_source_inputs(kxworkflow::workflow_builder const& 
     return inputs;
 }
 
-void add_main_localizer(kxworkflow::workflow_builder& builder) {
+void add_main_localizer(workflow_builder& builder) {
     std::string const wtid =
         builder.add_task(localizer_plid, localizer_configuration(""), 0, "localizer", "Main Source");
     if (wtid != main_localizer_wtid) builder.remove_task(wtid);
@@ -39,12 +54,13 @@ void add_main_localizer(kxworkflow::workflow_builder& builder) {
 
 namespace {
 
-/// Without a URL a connection has to feed the localizer.
-kxbase::ptr_refcount<properties> localizer_configuration(std::string const& url) {
-    kxcore::property_handle source = property_special::create_deferred(kxcore::property_kind::string);
-    if (!url.empty()) source = make_refcount<property_string>(url);
-    return make_refcount<properties>("source-url", source, "dest-dir-url",
-                                     make_refcount<property_string>("kxrc:/#!create-dir"));
+std::vector<std::string> tasks_of(workflow_builder const& builder, std::span<std::string_view const> plids) {
+    std::map<std::string, kxworkflow::task_proxy> tasks;
+    builder.get_tasks(tasks);
+    std::vector<std::string> wtids;
+    for (auto const& [wtid, task] : tasks)
+        if (std::ranges::find(plids, task->get_plid()) != plids.end()) wtids.push_back(wtid);
+    return wtids;
 }
 
 } // namespace
