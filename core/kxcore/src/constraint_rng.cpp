@@ -290,8 +290,8 @@ void rng_writer::count_uses(constraint const& of) {
 }
 
 void rng_writer::pending_definitions() {
-    // More become known while they are written.
-    for (std::size_t i = 0; i < pending_.size(); ++i) {
+    // More become known while they are written, which a loop over the range would not survive.
+    for (std::size_t i = 0; i < pending_.size(); ++i) { // NOLINT(modernize-loop-convert)
         definition const each = pending_[i];
         if (each.database != nullptr)
             define_database(each.name, *each.database);

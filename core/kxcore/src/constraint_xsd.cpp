@@ -66,6 +66,7 @@ constexpr std::size_t greatest_bound = 1000;
 template <class Database>
 std::vector<constraint_db const*> as_databases(std::vector<Database> const& constraints) {
     std::vector<constraint_db const*> databases;
+    databases.reserve(constraints.size());
     for (auto const& each : constraints)
         databases.push_back(static_cast<constraint_db const*>(&*each));
     return databases;
@@ -155,7 +156,7 @@ void gathered::require_what_all_do(std::vector<constraint_db const*> const& data
             auto const* found = each->find(member.name);
             return found != nullptr && found->required;
         });
-        if (all && keys.count(member.name) != 0 && fits_xml(member.name)) required.insert(member.name);
+        if (all && keys.contains(member.name) && fits_xml(member.name)) required.insert(member.name);
     }
 }
 
@@ -199,7 +200,9 @@ void write_required_references(xml::writer& out, gathered const& all) {
     std::string const members = write_xsd_key(out);
     for (std::size_t number = 1; number <= all.required.size(); ++number) {
         std::string const attribute = "required-" + std::to_string(number);
-        std::string const name = members + '-' + attribute;
+        std::string name = members;
+        name += '-';
+        name += attribute;
         std::string const field = '@' + attribute;
         out.start_node("xs:keyref", {{"name", name}, {"refer", members}});
         out.empty_node("xs:selector", "xpath", ".");
@@ -332,7 +335,7 @@ void write_key_texts(xml::writer& out, property_kind kind, key_set const& keys, 
 void write_other_keys(xml::writer& out, key_set const& keys, gathered const& all) {
     key_set others;
     for (std::string_view const key : all.known_everywhere)
-        if (keys.count(key) == 0 && fits_xml(key)) others.insert(key);
+        if (!keys.contains(key) && fits_xml(key)) others.insert(key);
     if (others.empty()) {
         out.empty_node("xs:attribute", {{"name", "key"}, {"type", "key"}});
     } else {
