@@ -45,8 +45,8 @@ namespace {
 std::string localizer_of(workflow_builder& builder, std::string const& url, std::string_view label) {
     // More than one is an error only here, where somebody needs that file: a person may well have drawn two.
     std::list<std::string> localizers;
-    std::size_t const count =
-        builder.find_task_with_configuration_value(localizer_plid, "source-url", property_string(url), localizers);
+    std::size_t const count = builder.find_task_with_configuration_value(
+        localizer_plid, "source-url", *make_refcount<property_string>(url), localizers);
     if (count > 1)
         report_and_raise(kxbase::string_with_format("Found more than 1 localizer (%u) localizing dependency file '%s'",
                                                     static_cast<unsigned int>(count),
