@@ -97,8 +97,9 @@ TEST(wf_connection, is_exact_with_both_nodes_only_whatever_its_result) {
 TEST(wf_connection, reads_what_it_has_written) {
     wf_connection every("a", "out", "b", "in");
     every.result = "done";
-    for (wf_connection const& by : {every, wf_connection("a", "b"), wf_connection("a", "b", "success"),
-                                    wf_connection("a", "", "b", "in"), wf_connection("", "")})
+    for (wf_connection const& by :
+         {every, wf_connection("a", "b"), wf_connection("a", "b", "success"), wf_connection("a", "", "b", "in"),
+          wf_connection("a", "out", "b", ""), wf_connection("", "")})
         EXPECT_EQ(wf_connection(encoded(by)), by);
 }
 

@@ -103,7 +103,7 @@ protected:
         e_config_type type = config_unknown;
         try {
             type = read(stored(damaged));
-        } catch (kxbase::es::base const& error) {
+        } catch (kxbase::es::arg const& error) {
             EXPECT_STRNE(error.message(), "");
             EXPECT_TRUE(out == before || out == damaged.content) << "left a part of a document";
             ++counts.refused;
@@ -127,7 +127,7 @@ protected:
         unsigned int const to = (counts.read + counts.refused) % 4 == 0 ? damaged.version + 1 : 7U;
         try {
             EXPECT_TRUE(function(damaged.content, damaged.version, to, plugins, constraints));
-        } catch (kxbase::es::base const& error) {
+        } catch (kxbase::es::arg const& error) {
             EXPECT_STRNE(error.message(), "");
         }
         EXPECT_EQ(damaged.content, *copy);

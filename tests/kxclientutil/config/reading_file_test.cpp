@@ -48,7 +48,10 @@ TEST_F(reading_file, takes_a_relative_path_from_the_current_folder) {
     std::filesystem::path const back = std::filesystem::current_path();
     std::filesystem::current_path(folder.path());
     EXPECT_EQ(read_file("task.xml"), config_task);
+    EXPECT_TRUE(recognizes_file("task.xml", plugins));
+    write_config_file("written.xml", config_task, plugins, constraints, out, configuration::format_binary);
     std::filesystem::current_path(back);
+    EXPECT_EQ(read_file(folder.file("written.xml")), config_task);
 }
 
 TEST_F(reading_file, gives_unknown_and_keeps_out_for_what_is_no_document) {
@@ -160,6 +163,7 @@ TEST_F(reading_file, refuses_a_preset_without_the_task_constraint) {
     out = before;
     std::string const path = folder.write("hd.setting", preset);
     EXPECT_EQ(message_of<es::unsupp>([&] { read_file(path); }), "user-task constraint missing");
+    EXPECT_THROW(static_cast<void>(read_file(folder.file("missing.setting"))), es::call) << "the file is read first";
     EXPECT_EQ(out, before);
     try {
         static_cast<void>(read_file(path));

@@ -1,15 +1,8 @@
 #include "kxclientutil/support/config_fixture.h"
 #include "kxclientutil/support/trees.h"
-#include "support/captured_report.h"
-
-#include <kxclientutil/resolve.h>
 
 #include <kxbase/errors.h>
 #include <kxcore/constraint_string.h>
-#include <kxcore/constraint_values.h>
-#include <kxcore/property_walk.h>
-
-#include <functional>
 
 namespace kxclientutil {
 
@@ -220,55 +213,6 @@ TEST_F(reading_old, is_written_and_read_back_equal) {
         EXPECT_EQ(read(bytes), type);
         EXPECT_EQ(out, once) << row.identifier;
     }
-}
-
-/// A value of every kind, to stand where another is expected.
-std::vector<kxcore::property_handle> one_of_every_kind() {
-    return {text("x"),
-            flag(true),
-            number(7),
-            kx_test::bytes("b"),
-            tree({}),
-            list({}),
-            kx_test::deferred(),
-            list({text("x")}),
-            kxbase::make_refcount<kxcore::property_constraint>(kxbase::make_refcount<kxcore::constraint_bool>())};
-}
-
-/// Calls with the document less each of its members and elements, and with each replaced by every kind of value.
-void for_each_damage(properties const& document,
-                     std::function<void(properties const&, std::string const&)> const& see) {
-    std::vector<std::string> paths;
-    static_cast<void>(kxcore::erase_members(*kxbase::make_refcount<properties>(document),
-                                            [&](std::string_view path, kxcore::property_handle const&) {
-                                                paths.emplace_back(path);
-                                                return false;
-                                            }));
-    for (std::string const& path : paths) {
-        properties damaged = document;
-        damaged.set_referenced_property(path, {});
-        see(damaged, path + " removed");
-        for (auto const& other : one_of_every_kind()) {
-            damaged = document;
-            damaged.set_referenced_property(path, other);
-            see(damaged, path + " replaced");
-        }
-    }
-}
-
-TEST_F(reading_old, upgrades_a_damaged_document_or_says_clearly_why_not) {
-    kx_test::captured_report const log;
-    std::size_t tried = 0;
-    for (upgraded_document const& row : upgraded_documents())
-        for_each_damage(*row.old, [&](properties const& damaged, std::string const& how) {
-            for (unsigned int const version : {1U, 2U, 6U}) {
-                ++tried;
-                std::string const message =
-                    message_of<es::arg>([&] { read(stored(row.identifier, damaged, version)); });
-                EXPECT_FALSE(message.empty()) << row.identifier << ' ' << how;
-            }
-        });
-    EXPECT_GT(tried, 500U);
 }
 
 } // namespace

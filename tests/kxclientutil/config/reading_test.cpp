@@ -6,6 +6,8 @@
 #include <kxclientutil/resolve.h>
 
 #include <kxbase/errors.h>
+#include <kxcore/constraint_list.h>
+#include <kxcore/constraint_one_of.h>
 #include <kxcore/constraint_values.h>
 
 namespace kxclientutil {
@@ -174,6 +176,37 @@ TEST_F(reading, says_first_what_does_not_fit_and_then_what_is_missing) {
               "Invalid configuration ('" + reason + "')");
 }
 
+// The reason is asked for with the flags that the document was judged with.
+TEST_F(reading, does_not_give_a_special_value_as_the_reason) {
+    auto const database = kxbase::make_refcount<kxcore::constraint_db>(false);
+    database->add_constraint("a-later", kxbase::make_refcount<kxcore::constraint_bool>(), true);
+    database->add_constraint("enabled", kxbase::make_refcount<kxcore::constraint_bool>(), true);
+    constraints.add_constraint("node.user-task", database, true);
+    auto const document = tree({{"a-later", kx_test::deferred()}, {"enabled", text("yes")}});
+    std::string reason;
+    database->get_invalid_reason(*document, reason, 30);
+    EXPECT_NE(reason.find("enabled"), std::string::npos) << reason;
+    EXPECT_EQ(message_of<es::arg>([&] { read(stored("task", *document)); }),
+              "Invalid configuration ('" + reason + "')");
+}
+
+// What is missing inside one of several alternatives is found only where the alternative accepts the special beside it.
+TEST_F(reading, misses_a_value_beside_a_special_one) {
+    auto const element = kxbase::make_refcount<kxcore::constraint_db>(false);
+    element->add_constraint("enabled", kxbase::make_refcount<kxcore::constraint_bool>(), true);
+    std::vector<kxbase::ptr_refcount<kxcore::constraint const>> const alternatives{
+        kxbase::make_refcount<kxcore::constraint_list>(element), kxbase::make_refcount<kxcore::constraint_bool>()};
+    auto const database = kxbase::make_refcount<kxcore::constraint_db>(false);
+    database->add_constraint("parts", kxbase::make_refcount<kxcore::constraint_one_of>(alternatives), true);
+    constraints.add_constraint("node.user-task", database, true);
+    auto const document = tree({{"parts", list({tree({}), kx_test::deferred()})}});
+    std::string reason;
+    database->get_constraints_not_satisfied_reason(*document, reason, 30);
+    EXPECT_NE(reason.find("parts[0]{enabled}"), std::string::npos) << reason;
+    EXPECT_EQ(message_of<es::arg>([&] { read(stored("task", *document)); }),
+              "Invalid configuration ('" + reason + "')");
+}
+
 TEST_F(reading, refuses_an_unknown_member_where_the_constraint_is_closed) {
     constrain("node.user-task", "enabled", false, true);
     EXPECT_EQ(read(stored("task", *tree({{"enabled", flag(true)}}))), config_task);
@@ -262,6 +295,7 @@ TEST_F(reading, normalizes_wherever_the_path_contains_it) {
         {"ext-meta", tree({{"name", value}, {"url-name", value}})}, // neither
         {"configuration", tree({{"source-url", value},              //
                                 {"my-curl", value},                 // ends so too
+                                {"SOURCE-URL", value},              // case matters
                                 {"url", tree({{"deep", value}})},   // deeper than the key that ends so
                                 {"urls", list({value, tree({{"url", value}})})},
                                 {"some-url", list({value})}})},
@@ -274,11 +308,18 @@ TEST_F(reading, normalizes_wherever_the_path_contains_it) {
                        {"ext-meta", tree({{"name", value}, {"url-name", value}})},
                        {"configuration", tree({{"source-url", file},
                                                {"my-curl", file},
+                                               {"SOURCE-URL", value},
                                                {"url", tree({{"deep", file}})},
                                                {"urls", list({value, tree({{"url", file}})})},
                                                {"some-url", list({file})}})},
                        {"files", list({tree({{"url", file}, {"name", value}})})},
                    }));
+}
+
+TEST_F(reading, normalizes_a_url_that_was_wrapped) {
+    auto const wrapped = kxcore::property_special::create_wrapped_urlupp("ftp://u:p@host/$PRODLONG$//a.mov");
+    static_cast<void>(read(stored("task", *tree({{"configuration", tree({{"source-url", wrapped}})}}))));
+    EXPECT_EQ(text_at(out, "configuration{source-url}"), "ftp://u:p@host/" + resolve_path("$PRODLONG$") + "/a.mov");
 }
 
 TEST_F(reading, leaves_other_kinds_under_a_url_path_alone) {

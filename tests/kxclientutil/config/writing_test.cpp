@@ -111,6 +111,17 @@ TEST_F(writing, misses_the_constraint_with_the_message_of_the_type) {
     }
 }
 
+TEST_F(writing, misses_the_constraint_before_it_needs_a_key) {
+    kxcore::process_context::instance().set_key_file(folder.file("missing/folder/credentials.key"));
+    auto const document = tree({{"a", tree({{"password", text("secret")}})}});
+    kxbase::buffer bytes;
+    EXPECT_EQ(message_of<es::arg>([&] {
+                  write_config(config_task, kxcore::constraint_db(false), *document, bytes, configuration::format_xml);
+              }),
+              "Failed to find constraint for user-task");
+    EXPECT_THROW(write_config(config_task, constraints, *document, bytes, configuration::format_xml), es::base);
+}
+
 TEST_F(writing, looks_for_the_constraint_of_the_type_alone) {
     for (stored_type const& row : stored_types) {
         kxcore::constraint_db one(false);
@@ -201,6 +212,7 @@ TEST_F(writing, wraps_credentials_by_their_path) {
         {"dest-dir-url", "", e_stored::plain},
         {"curl", "ftp://user:pw@host/", e_stored::as_url},
         {"source-urls", "ftp://user:pw@host/", e_stored::plain},
+        {"SOURCE_URL", "ftp://user:pw@host/", e_stored::plain},
         {"login-password", "secret", e_stored::encrypted},
         {"password", "", e_stored::encrypted},
         {"password", "ftp://user:pw@host/", e_stored::encrypted},
@@ -222,6 +234,14 @@ TEST_F(writing, wraps_credentials_by_their_path) {
                                                                 : property_special::e_type::wrapped_encrypted)
             << key << ' ' << value;
     }
+}
+
+// The rule asks for a brace behind the word, which keys at the root and elements of a list do not have.
+TEST_F(writing, leaves_what_the_rule_does_not_reach_in_the_clear) {
+    auto const document = tree({{"password", text("secret")},
+                                {"source-url", text("ftp://user:pw@host/")},
+                                {"configuration", tree({{"source-urls", kx_test::texts({"ftp://user:pw@host/"})}})}});
+    EXPECT_EQ(written(config_task, *document).content, *document);
 }
 
 TEST_F(writing, takes_a_path_with_both_words_for_a_url) {

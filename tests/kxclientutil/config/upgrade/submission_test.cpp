@@ -142,6 +142,9 @@ TEST_F(submission, says_what_it_lacks) {
     auto const workflow = tree({{"tasks", list({})}});
     for (unsigned int version = 1; version < 7; ++version) {
         EXPECT_EQ(fault(tree({}), version), "member 'workflow' is missing; expected kind properties");
+        EXPECT_EQ(fault(tree({{"file-source", text("x")}}), version),
+                  "member 'workflow' is missing; expected kind properties")
+            << "the first that is looked for";
         EXPECT_EQ(fault(tree({{"workflow", list({})}}), version),
                   "member 'workflow' is of kind list; expected kind properties");
         EXPECT_EQ(fault(tree({{"workflow", workflow}, {"file-source", text("x")}}), version),

@@ -126,6 +126,15 @@ TEST_F(task, with_another_special_source_is_left_alone_and_reported) {
     }
 }
 
+TEST_F(task, is_reported_with_the_version_that_it_is_at) {
+    captured_report const log;
+    auto const document =
+        tree({{"plugin-id", text("x")}, {"configuration", tree({{"source-url", output_reference("other")}})}});
+    static_cast<void>(update(document, 0, 2));
+    EXPECT_EQ(log.messages(),
+              (std::vector<std::string>{"configuration variable 'source-url' is not what is expected in version 0"}));
+}
+
 TEST_F(task, with_an_ordinary_source_or_none_is_left_alone_in_silence) {
     captured_report const log;
     for (tree_handle const& document :

@@ -144,9 +144,11 @@ TEST_F(workflow, has_encoders_first_and_then_the_others_each_in_their_order) {
 }
 
 TEST_F(workflow, loses_tasks_of_other_plugins_but_not_the_connections_to_them) {
-    auto const document = old_workflow({old_task(mail_plid, "desk"), old_task("task/regular/upload/1.1", "a"),
-                                        old_task("task/regular/Upload/1.0", "b"), old_task("", "c"),
-                                        old_encoder("e", {action("dest-url", {to(mail_plid, "desk", "message")})})});
+    auto const document = old_workflow(
+        {old_task(mail_plid, "desk"), old_task("task/regular/upload/1.1", "a"),
+         old_task("task/regular/Upload/1.0", "b"), old_task("", "c"), old_task("task/regular/ogencoder/1.01", "d"),
+         old_task("task/regular/upload/1.01", "f"), old_task("task/regular/youtube/1.01", "g"),
+         old_encoder("e", {action("dest-url", {to(mail_plid, "desk", "message")})})});
     EXPECT_EQ(*update(document, 1, 2), *new_workflow({new_task(encoder_plid, "e")},
                                                      {connection(wtid(encoder_plid, "e"), wtid(mail_plid, "desk"))}));
 }
@@ -236,13 +238,17 @@ TEST_F(workflow, puts_other_deliveries_between_dollar_signs_into_the_uploads) {
     auto const document = old_workflow(
         {old_task(upload_plid, "x", tree({{"dest-filename", text("a")}, {"env", tree({{"A", text("a")}})}})),
          old_task(upload_plid, "y"),
-         old_encoder("e",
-                     {action("encoder.name", {to(upload_plid, "x", "dest-filename"), to(upload_plid, "y", "b")}),
-                      action("hr-samplerate", {to(upload_plid, "x", "env{RATE}{hz}")}),
-                      action("Dest-Url", {to(upload_plid, "x", "odd")}), action("", {to(upload_plid, "x", "z")})})});
+         old_encoder("e", {action("encoder.name", {to(upload_plid, "x", "dest-filename"), to(upload_plid, "y", "b")}),
+                           action("hr-samplerate", {to(upload_plid, "x", "env{RATE}{hz}")}),
+                           action("Dest-Url", {to(upload_plid, "x", "odd")}),
+                           action("the-dest-url", {to(upload_plid, "x", "odder")}),
+                           action("dest-urls", {to(upload_plid, "x", "oddest")}),
+                           action("", {to(upload_plid, "x", "z")})})});
     auto const x = tree({{"dest-filename", text("$encoder.name$")},
                          {"env", tree({{"A", text("a")}, {"RATE", tree({{"hz", text("$hr-samplerate$")}})}})},
                          {"odd", text("$Dest-Url$")},
+                         {"odder", text("$the-dest-url$")},
+                         {"oddest", text("$dest-urls$")},
                          {"z", text("$$")}});
     EXPECT_EQ(*update(document, 1, 2),
               *new_workflow({new_task(encoder_plid, "e"), new_task(upload_plid, "x", x),
