@@ -21,6 +21,19 @@ public:
     [[nodiscard]] comment_map const* shared_comments() const { return comments.get(); }
 };
 
+// Has all values of the other one but the last: the very same objects.
+class shorter_enum : public constraint_enum {
+public:
+    explicit shorter_enum(constraint_enum const& other) : constraint_enum(other) { values.pop_back(); }
+};
+
+// Has the values of the other one and says that it constrains something else.
+class enum_of_bytes : public constraint_enum {
+public:
+    explicit enum_of_bytes(constraint_enum const& other) : constraint_enum(other) {}
+    [[nodiscard]] kxcore::property_kind property_kind() const override { return kxcore::property_kind::binary; }
+};
+
 std::vector<std::string> texts_of(constraint_enum const& by) {
     std::vector<std::string> texts;
     for (value const& each : by.allowed())
@@ -103,6 +116,16 @@ TEST(constraint_enum, a_clone_is_equal_and_one_made_of_the_same_text_is_not) {
     EXPECT_FALSE(base == static_cast<constraint const&>(constraint_string()));
     EXPECT_FALSE(static_cast<constraint const&>(constraint_string()) == base);
     EXPECT_FALSE(base == static_cast<constraint const&>(constraint_enum("a")));
+}
+
+TEST(constraint_enum, is_equal_only_as_a_whole_and_of_one_kind) {
+    constraint_enum const by("a|b");
+    shorter_enum const shorter(by);
+    enum_of_bytes const other(by);
+    for (constraint const* unequal : std::initializer_list<constraint const*>{&shorter, &other}) {
+        EXPECT_FALSE(static_cast<constraint const&>(by) == *unequal);
+        EXPECT_FALSE(*unequal == static_cast<constraint const&>(by));
+    }
 }
 
 TEST(constraint_enum, accepts_its_values_and_no_others) {
@@ -214,9 +237,9 @@ TEST(constraint_enum, writes_an_xml_schema_fragment) {
     auto const xsd = [](std::string_view text) {
         return written([&](xml::writer& out) { constraint_enum(text).to_xsd(out); });
     };
-    EXPECT_EQ(xsd("a|x<y"), "<xs:simpleType>\n<xs:restriction base=\"xs:string\">\n"
-                            "<xs:enumeration value=\"a\"/>\n<xs:enumeration value=\"x&lt;y\"/>\n"
-                            "</xs:restriction>\n</xs:simpleType>");
+    EXPECT_EQ(xsd("a|x<y%7C"), "<xs:simpleType>\n<xs:restriction base=\"xs:string\">\n"
+                               "<xs:enumeration value=\"a\"/>\n<xs:enumeration value=\"x&lt;y|\"/>\n"
+                               "</xs:restriction>\n</xs:simpleType>");
     EXPECT_EQ(xsd(""), "<xs:simpleType>\n<xs:restriction base=\"xs:string\"/>\n</xs:simpleType>");
 }
 
