@@ -57,6 +57,11 @@ std::string put_failure(std::string const& url) {
     return {};
 }
 
+/// More than the system takes in of what nobody reads.
+std::string filled(std::size_t size, char with) {
+    return std::string(size, with);
+}
+
 struct limited_document {
     explicit limited_document(std::size_t most) : limits(), scope((limits.document = most, limits)) {}
     kxbase::limits limits;
@@ -116,7 +121,7 @@ TEST(http_transfers, tell_a_file_that_is_not_there) {
 TEST(http_transfers, stop_at_the_limit) {
     http_server const server;
     server.write("fits", std::string(1'000'000, 'x'));
-    server.write("large", std::string(20'000'000, 'x'));
+    server.write("large", filled(20'000'000, 'x'));
     limited_document const scope(1'000'000);
     for (char const* folder : {"/", "/chunked/"}) {
         EXPECT_EQ(content_of(server.url(std::string(folder) + "fits")).size(), 1'000'000U);
@@ -128,7 +133,7 @@ TEST(http_transfers, stop_at_the_limit) {
 TEST(http_transfers, recognize_a_document_by_its_beginning_without_the_rest) {
     http_server const server;
     std::string const document = written(a_sample(), configuration::format_xml);
-    server.write("large.kx", document + std::string(30'000'000, '\n'));
+    server.write("large.kx", document + filled(30'000'000, '\n'));
     server.write("small", "<");
     EXPECT_TRUE(configuration::recognizes_file(server.url("/large.kx"), kxcore::plugin_db()));
     EXPECT_FALSE(configuration::recognizes_file(server.url("/small"), kxcore::plugin_db()));
@@ -290,7 +295,7 @@ TEST(ftp_transfers, tell_a_file_that_is_not_there) {
 TEST(ftp_transfers, stop_at_the_limit) {
     ftp_server const server;
     server.write("fits", std::string(1'000'000, 'x'));
-    server.write("large", std::string(20'000'000, 'x'));
+    server.write("large", filled(20'000'000, 'x'));
     limited_document const scope(1'000'000);
     EXPECT_EQ(content_of(server.url("/fits")).size(), 1'000'000U);
     EXPECT_EQ(failure_of<kxbase::es::arg>(server.url("/large")),
@@ -300,7 +305,7 @@ TEST(ftp_transfers, stop_at_the_limit) {
 TEST(ftp_transfers, recognize_a_document_by_its_beginning_without_the_rest) {
     ftp_server const server;
     std::string const document = written(a_sample(), configuration::format_binary);
-    server.write("large.kx", document + std::string(30'000'000, '\n'));
+    server.write("large.kx", document + filled(30'000'000, '\n'));
     EXPECT_TRUE(configuration::recognizes_file(server.url("/large.kx"), kxcore::plugin_db()));
     EXPECT_EQ(kxcore::ioutil::get_file_prefix(server.url("/large.kx"), 10, kxcore::plugin_db()),
               document.substr(0, 10));

@@ -17,6 +17,11 @@ using namespace kx_test;
 using testing::HasSubstr;
 using testing::Not;
 
+/// More than the system takes in of what nobody reads.
+std::string filled(std::size_t size, char with) {
+    return std::string(size, with);
+}
+
 class reading_remote_documents : public sample_fixture {
 protected:
     /// The same type, format and document as from the local file.
@@ -48,14 +53,14 @@ TEST_F(reading_remote_documents, gives_what_reading_the_local_file_does) {
 
 TEST_F(reading_remote_documents, leaves_what_is_no_document_after_its_beginning) {
     http_server const http;
-    http.write("film.mov", std::string(30'000'000, 'x'));
+    http.write("film.mov", filled(30'000'000, 'x'));
     out.set_property("kept", text("kept"));
     EXPECT_EQ(read_file(http.url("/film.mov")), kxclientutil::config_unknown);
     EXPECT_EQ(text_at(out, "kept"), "kept");
     EXPECT_THAT(http.requests(), HasSubstr("GET /film.mov"));
     EXPECT_THAT(http.requests(), Not(HasSubstr("sent=30")));
     ftp_server const ftp;
-    ftp.write("film.mov", std::string(30'000'000, 'x'));
+    ftp.write("film.mov", filled(30'000'000, 'x'));
     EXPECT_EQ(read_file(ftp.url("/film.mov")), kxclientutil::config_unknown);
 }
 
