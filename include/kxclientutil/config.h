@@ -65,8 +65,8 @@ enum e_config_type : std::uint32_t {
 /// A document of an earlier version is upgraded to version 7 first: see the upgrades below, and docs/documents.md for
 /// what they drop.
 ///
-/// An error leaves @p out as it was, except where a document of an earlier version can't be upgraded or does not fit
-/// its constraint then: the document is there as it was stored, with its credentials unwrapped.
+/// An error leaves @p out as it was, except where a document of an earlier version can't be upgraded, or has no constraint
+/// or does not fit it then: the document is there as it was stored, with its credentials unwrapped.
 ///
 /// @throws es::arg "Unexpected configuration data, data contains '%s'" for a document of a foreign identifier,
 ///         "Unknown configuration data" for what is no document, "Invalid configuration data" for a broken one (the log
