@@ -172,7 +172,7 @@ void read_preset(std::string const& url, plugin_db const& plugins, constraint_db
     auto const constraint = find_database(constraints, row.constraint);
     if (!constraint) raise_from<es::unsupp>(config_source_path, "user-task constraint missing");
     configuration document(*constraint, {row.identifier, current_version});
-    document.set_default_config(task);
+    document.set_default_config(task); // it has no other default than itself
     document.set_config(task);
     document.write_config(out, configuration::format_xml);
 }
