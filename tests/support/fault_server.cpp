@@ -1,5 +1,7 @@
 #include "support/fault_server.h"
 
+#include "support/server_process.h"
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -147,6 +149,7 @@ void fault_connection::cut() {
 }
 
 fault_server::fault_server(behaviour act) {
+    pass_by_proxies();
     std::tie(socket_, port_) = listening();
     thread_ = std::thread([this, act = std::move(act)] { serve(act); });
 }

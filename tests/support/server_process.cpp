@@ -93,11 +93,14 @@ std::string received_from(unsigned int port, std::size_t size, std::string_view 
     return text;
 }
 
-server_folder::server_folder() {
-    give_to_server(scratch_.path());
-    // A proxy that this machine may be set to use knows nothing of servers of a test.
+void pass_by_proxies() {
     for (char const* name : {"no_proxy", "NO_PROXY"})
         ::setenv(name, "127.0.0.1,localhost", 1);
+}
+
+server_folder::server_folder() {
+    give_to_server(scratch_.path());
+    pass_by_proxies();
 }
 
 std::string server_folder::write(std::string_view name, std::string_view content) const {

@@ -20,6 +20,10 @@ namespace kx_test {
 /// at most, empty when there is nobody.
 [[nodiscard]] std::string received_from(unsigned int port, std::size_t size, std::string_view text = "");
 
+/// From now on clients in this process, and in those that it starts, use no proxy for servers of the loopback address: one
+/// that this machine may be set to use knows nothing of them.
+void pass_by_proxies();
+
 /// A folder that programs without privileges may use: everybody may read it, and "nobody" owns it when the tests run as
 /// root.
 class server_folder {
