@@ -100,6 +100,19 @@ TEST_F(reading_file, decodes_the_name_that_it_lends) {
     EXPECT_EQ(text_at(out, "name"), "a b");
 }
 
+TEST_F(reading_file, takes_what_has_a_meaning_in_urls_for_itself_in_a_path) {
+    for (char const* name : {"a#1", "50%", "a%20b", "what?", "a;b&c=d", "$x$"}) {
+        std::string const path = write(std::string(name) + ".xml", "edl-source", *tree({}));
+        EXPECT_TRUE(recognizes_file(path, plugins)) << name;
+        EXPECT_EQ(read_file(path), config_edl_source) << name;
+        EXPECT_EQ(text_at(out, "name"), name);
+        write_config_file(path, config_edl_source, plugins, constraints, out, configuration::format_xml);
+        EXPECT_EQ(folder.read(std::string(name) + ".xml"), stored("edl-source", *tree({})).text()) << name;
+        EXPECT_EQ(read_file(folder.write(std::string(name) + ".setting", "")), config_task) << name;
+        EXPECT_EQ(text_at(out, "name"), name);
+    }
+}
+
 TEST_F(reading_file, keeps_the_own_name_of_a_source) {
     for (char const* name : {"Mine", ""}) {
         std::string const path = write("file.xml", "file-source", *tree({{"name", text(name)}}));
