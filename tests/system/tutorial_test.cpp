@@ -1,4 +1,5 @@
-// docs/workflows.md, run as its reader would: every command, in order, in one folder, and what it prints.
+// The pages of docs/ that are walks through something, run as their readers would: every command, in order, in one folder,
+// and what it prints.
 
 #include "support/scratch_folder.h"
 
@@ -68,9 +69,21 @@ std::regex pattern_of(std::string const& text) {
     return std::regex(std::regex_replace(pattern, std::regex(R"(\\\.\\\.\\\.\n)"), "[^\n]*\n"));
 }
 
-TEST(tutorial, works_as_shown) {
-    auto const commands = commands_of(kx_test::read_file(kx_test::source_path("docs/workflows.md")));
-    ASSERT_GT(commands.size(), 15U);
+struct walk {
+    char const* page;
+    std::size_t least_commands; ///< so that a page whose blocks are not found is no success
+};
+
+void PrintTo(walk const& each, std::ostream* out) {
+    *out << each.page;
+}
+
+class tutorial : public testing::TestWithParam<walk> {};
+
+TEST_P(tutorial, works_as_shown) {
+    std::string const page = GetParam().page;
+    auto const commands = commands_of(kx_test::read_file(kx_test::source_path(page)));
+    ASSERT_GE(commands.size(), GetParam().least_commands);
     scratch_folder const folder;
     std::filesystem::create_directory_symlink(kx_test::source_path("share"), folder.path() / "share");
     auto const tools = std::filesystem::path(KX_TOOL).parent_path().string();
@@ -82,10 +95,14 @@ TEST(tutorial, works_as_shown) {
     for (auto const& command : commands) {
         auto const printed = printed_by_shell(folder, command.text);
         EXPECT_TRUE(std::regex_match(printed, pattern_of(command.printed)))
-            << "docs/workflows.md:" << command.line << ": " << command.text << "\nprints:\n"
+            << page << ":" << command.line << ": " << command.text << "\nprints:\n"
             << printed << "the page says:\n"
             << command.printed;
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(pages, tutorial,
+                         testing::Values(walk{"docs/first-workflow.md", 14}, walk{"docs/monitors.md", 7},
+                                         walk{"docs/workflows.md", 16}));
 
 } // namespace

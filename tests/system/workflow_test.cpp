@@ -97,6 +97,24 @@ TEST(kx_workflow_add_task, keeps_the_format_takes_presets_and_writes_elsewhere_w
     EXPECT_EQ(run_kx({"show", out, "--json"}).json()["tasks"].size(), 8U);
 }
 
+TEST(kx_workflow_add_task, makes_the_workflow_when_asked_but_never_in_the_place_of_a_file) {
+    scratch_folder const folder;
+    auto const file = folder.file("late news.xml");
+    auto const result = run_kx({"workflow", "add-task", "--new", file, example("task.xml")});
+    ASSERT_EQ(result.exit_code, 0) << result.err;
+    auto const made = run_kx({"show", file, "--json"}).json();
+    EXPECT_EQ(made["name"], "late news");
+    ASSERT_EQ(made["tasks"].size(), 1U);
+    EXPECT_EQ(made["tasks"][0]["id"].get<std::string>() + "\n", result.out);
+    EXPECT_EQ(run_kx({"validate", file}).exit_code, 0);
+    own_workflow const workflow;
+    expect_refused(workflow, {"workflow", "add-task", "--new", workflow.file, example("task.xml")},
+                   workflow.file + ": is there already; leave --new out to add to it");
+    EXPECT_EQ(run_kx({"workflow", "add-task", "--new", workflow.file, example("task.xml"), "-o", file}).exit_code, 2);
+    EXPECT_EQ(run_kx({"workflow", "add-task", folder.file("none.xml"), example("task.xml")}).exit_code, 1);
+    EXPECT_FALSE(std::filesystem::exists(folder.file("none.xml")));
+}
+
 TEST(kx_workflow_add_task, upgrades_a_workflow_of_an_old_version) {
     for (auto const* command : {"add-task", "tag"}) {
         scratch_folder const folder;

@@ -18,8 +18,8 @@ std::string refuse_empty_node(std::string const& value) {
     return value.empty() ? "an empty text is no input and no output" : "";
 }
 
-void add_output_option(CLI::App& command, std::string& out) {
-    command.add_option("-o,--output", out, "Write the result to another file; the one given stays as it is")
+CLI::Option* add_output_option(CLI::App& command, std::string& out) {
+    return command.add_option("-o,--output", out, "Write the result to another file; the one given stays as it is")
         ->type_name("OUT")
         ->check(refuse_empty);
 }

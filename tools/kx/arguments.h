@@ -8,6 +8,7 @@
 
 namespace CLI { // NOLINT(readability-identifier-naming): the parser's own
 class App;
+class Option;
 }
 
 namespace kx {
@@ -21,7 +22,7 @@ namespace kx {
 [[nodiscard]] std::string refuse_empty_node(std::string const& value);
 
 /// Gives a command that changes a document the option to write the result elsewhere.
-void add_output_option(CLI::App& command, std::string& out);
+CLI::Option* add_output_option(CLI::App& command, std::string& out);
 
 /// A decimal number of 64 bits.
 ///

@@ -20,5 +20,7 @@ void add_finalize_command(CLI::App& parser, application& app);
 void add_original_command(CLI::App& parser, application& app);
 void add_schema_command(CLI::App& parser, application& app);
 void add_workflow_command(CLI::App& parser, application& app);
+void add_task_command(CLI::App& parser, application& app);
+void add_monitor_command(CLI::App& parser, application& app);
 
 } // namespace kx

@@ -5,11 +5,16 @@
 #include "workflow.h"
 
 #include <kxbase/errors.h>
+#include <kxbase/urls.h>
 #include <kxclientutil/config.h>
 #include <kxclientutil/wf_connection.h>
+#include <kxcore/property_list.h>
+#include <kxcore/property_values.h>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
+
+#include <filesystem>
 
 namespace kx {
 namespace {
@@ -20,7 +25,23 @@ struct options {
     std::vector<std::string> required;
     std::vector<std::string> excluded;
     std::string out;
+    bool is_new = false;
 };
+
+// Named after its file, as a source is.
+document new_workflow(std::string const& file) {
+    auto const url = kxbase::url_create_from_url_or_path(file, "");
+    std::error_code error;
+    if (kxbase::url_scheme(url) == "file" && std::filesystem::exists(kxbase::url_path(url, true), error))
+        kxbase::es::arg::raise("is there already; leave --new out to add to it");
+    document made;
+    made.type = "workflow";
+    made.format = "xml";
+    made.config_type = kxclientutil::config_workflow;
+    made.tree.set_property("name", kxbase::make_refcount<kxcore::property_string>(kxbase::url_path_name(url)));
+    made.tree.set_property("tasks", kxbase::make_refcount<kxcore::property_list>());
+    return made;
+}
 
 document read_task(application& app, std::string const& file) {
     document read = read_document(app, file);
@@ -42,7 +63,10 @@ void run(application& app, options const& chosen) {
     document workflow;
     document task;
     std::string wtid;
-    if (!app.run_on(chosen.workflow, [&] { workflow = read_workflow(app, chosen.workflow); })) return;
+    bool const has_workflow = app.run_on(chosen.workflow, [&] {
+        workflow = chosen.is_new ? new_workflow(chosen.workflow) : read_workflow(app, chosen.workflow);
+    });
+    if (!has_workflow) return;
     bool const has_task = app.run_on(chosen.task, [&] {
         task = read_task(app, chosen.task);
         add_tags(chosen, task.tree);
@@ -85,8 +109,9 @@ void add_workflow_add_task_command(CLI::App& parser, application& app) {
         ->type_name("TAG")
         ->allow_extra_args(false)
         ->check(refuse_empty_tag);
-    add_output_option(*command, chosen->out);
-    command->footer("Both may be given several times; tags that the task brings with it stay.\n\nExample:\n  kx "
+    auto* const out = add_output_option(*command, chosen->out);
+    command->add_flag("--new", chosen->is_new, "Make the workflow, with this task as its first")->excludes(out);
+    command->footer("Tags may be given several times; tags that the task brings with it stay.\n\nExample:\n  kx "
                     "workflow add-task news.xml mail.xml --require office\n");
     command->callback([&app, chosen] { run(app, *chosen); });
 }

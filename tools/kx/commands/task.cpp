@@ -1,0 +1,57 @@
+#include "task.h"
+
+#include "../arguments.h"
+#include "../workflow_file.h"
+#include "commands.h"
+
+#include <CLI/CLI.hpp>
+
+#include <array>
+
+namespace kx {
+namespace {
+
+constexpr std::array kinds = {
+    add_task_delete_command, add_task_move_command, add_task_transfer_command, add_task_execute_command,
+    add_task_mail_command,   add_task_mbr_command,  add_task_youtube_command,
+};
+
+} // namespace
+
+void add_task_options(CLI::App& command, task_options& options) {
+    add_set_option(command, options.document);
+    command.add_option("-o,--output", options.document.out, "The task document to write")
+        ->type_name("FILE")
+        ->required()
+        ->check(refuse_empty);
+}
+
+void make_task(application& app, char const* kind, task_options const& options, task_maker const& make) {
+    auto const extra = tree_of_settings(options.document);
+    auto const& out = options.document.out;
+    app.run_on(out, [&] {
+        auto const task = make(app.installation().get_plugins(), extra);
+        auto const name = task->get_string_value("name", "");
+        write_made_document(app, out, kxclientutil::config_task, kxcore::configuration::format_xml, *task,
+                            std::string(kind) + " task " + in_quotes(name),
+                            {{"plugin-id", task->get_string_value("plugin-id")}, {"name", name}});
+    });
+}
+
+void add_task_command(CLI::App& parser, application& app) {
+    auto* const command = parser.add_subcommand("task", "Make a ready-made task");
+    for (auto const add : kinds)
+        add(*command, app);
+    command->require_subcommand(0, 1);
+    command->footer(
+        "Passwords come from --password-file, from KX_PASSWORD of the environment, or are asked for; they never "
+        "stand on the command line.\n\nExamples:\n"
+        "  kx task transfer ftp://ftp.example.com/web/ -o web.xml\n"
+        "  kx task mail --server mail.example.com --from encoding@example.com --to desk@example.com \\\n"
+        "    --subject '$source.name$ is online' -o mail.xml\n");
+    command->callback([command] {
+        if (command->get_subcommands().empty()) throw CLI::RequiredError("A kind of task");
+    });
+}
+
+} // namespace kx

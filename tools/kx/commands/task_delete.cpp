@@ -1,0 +1,34 @@
+#include "task.h"
+
+#include <kxclientutil/user_task.h>
+
+#include <CLI/CLI.hpp>
+
+namespace kx {
+namespace {
+
+struct options : task_options {
+    std::string name;
+    std::string source;
+};
+
+void run(application& app, options const& chosen) {
+    make_task(app, "delete", chosen, [&](auto const& plugins, auto const& extra) {
+        return kxclientutil::get_delete_user_task(chosen.name, with_given_password(app, chosen.secret, chosen.source),
+                                                  plugins, extra);
+    });
+}
+
+} // namespace
+
+void add_task_delete_command(CLI::App& parser, application& app) {
+    auto chosen = std::make_shared<options>();
+    auto* const command = parser.add_subcommand("delete", "A task that deletes a file");
+    command->add_option("NAME", chosen->name, "The name of the task")->required();
+    command->add_option("SOURCE", chosen->source, "The file, a path or URL")->required()->check(refuse_password);
+    add_task_options(*command, *chosen);
+    add_password_option(*command, chosen->secret);
+    command->callback([&app, chosen] { run(app, *chosen); });
+}
+
+} // namespace kx

@@ -1,0 +1,35 @@
+#include "task.h"
+
+#include <kxclientutil/user_task.h>
+
+#include <CLI/CLI.hpp>
+
+namespace kx {
+namespace {
+
+struct options : task_options {
+    std::string source;
+    std::string dest_dir;
+};
+
+void run(application& app, options const& chosen) {
+    make_task(app, "move", chosen, [&](auto const& plugins, auto const& extra) {
+        return kxclientutil::get_move_user_task(with_given_password(app, chosen.secret, chosen.source),
+                                                with_given_password(app, chosen.secret, chosen.dest_dir), plugins,
+                                                extra);
+    });
+}
+
+} // namespace
+
+void add_task_move_command(CLI::App& parser, application& app) {
+    auto chosen = std::make_shared<options>();
+    auto* const command = parser.add_subcommand("move", "A task that moves a file, named after the folder it goes to");
+    command->add_option("SOURCE", chosen->source, "The file, a path or URL")->required()->check(refuse_password);
+    command->add_option("DEST_DIR", chosen->dest_dir, "The folder, a path or URL")->required()->check(refuse_password);
+    add_task_options(*command, *chosen);
+    add_password_option(*command, chosen->secret);
+    command->callback([&app, chosen] { run(app, *chosen); });
+}
+
+} // namespace kx

@@ -1,0 +1,40 @@
+#include "task.h"
+
+#include <kxclientutil/user_task.h>
+
+#include <CLI/CLI.hpp>
+
+namespace kx {
+namespace {
+
+struct options : task_options {
+    std::string dest_dir;
+    bool encoder_prefix = false;
+};
+
+void run(application& app, options const& chosen) {
+    make_task(app, "transfer", chosen, [&](auto const& plugins, auto const& extra) {
+        return kxclientutil::get_transfer_user_task(with_given_password(app, chosen.secret, chosen.dest_dir), plugins,
+                                                    extra, chosen.encoder_prefix);
+    });
+}
+
+} // namespace
+
+void add_task_transfer_command(CLI::App& parser, application& app) {
+    auto chosen = std::make_shared<options>();
+    auto* const command =
+        parser.add_subcommand("transfer", "A task that copies what the task before wrote to a folder or a server");
+    command
+        ->add_option("DEST_DIR", chosen->dest_dir,
+                     "The folder, a path or URL with a separator at its end; SAS is the folder of the source file")
+        ->required()
+        ->check(refuse_password);
+    command->add_flag("--encoder-prefix", chosen->encoder_prefix,
+                      "Name the copy after the encoder and the source file, with a hyphen between them");
+    add_task_options(*command, *chosen);
+    add_password_option(*command, chosen->secret);
+    command->callback([&app, chosen] { run(app, *chosen); });
+}
+
+} // namespace kx
