@@ -117,7 +117,9 @@ submission_get_unfinalized_submission(kxcore::properties const& submission);
 ///
 /// A submission that is finalized already is finalized once more; ask submission_is_finalized() before. Of
 /// several sources only the first of "file-source", "monitor-source", "edl-source" and "iseq-source" counts,
-/// and the others stay untouched; without a source the workflow alone is finalized.
+/// and the others stay untouched; without a source the workflow alone is finalized. A file source and a monitor
+/// source stay, with new URLs and the inputs that they feed; image sequences become a file source; an edit
+/// decision list goes into the workflow. docs/documents.md, chapter "Finalized submissions", describes the results.
 ///
 /// @param submission   changed in place.
 /// @param resources    not cleared; the resource URIs that the node will fetch from this client are appended,
@@ -127,13 +129,13 @@ submission_get_unfinalized_submission(kxcore::properties const& submission);
 /// @param constraints  the installation's constraints.
 ///
 /// After an error @p resources is unchanged, and the submission has no new original inside, but it may have its new
-/// name, its workflow's name and what the failing step had stored already. Variables that cannot be resolved are only
-/// reported.
+/// name, its workflow's name and what the failing step had stored already: image sequences may have become the file
+/// source. Its workflow is the old one. Variables that cannot be resolved are only reported.
 ///
-/// @throws es::arg for a submission without a workflow; "'%s' isn't a possible input for task named '%s' (%s)" and
-///         "'%s' isn't a possible input for task type '%s'", reported as well; a file without a URL, by its place; and
-///         whatever the workflow itself has wrong
-/// @throws es::unsupp for a source kind that can't be finalized yet; the message names its key
+/// @throws es::arg for a submission without a workflow; "'%s' isn't a possible input for task named '%s' (%s)",
+///         "'%s' isn't a possible input for task type '%s'", "No clips in clip-list" and "finalize_edl: Failed to
+///         connect  %s : %s  -->  %s : %s", reported as well; what a source lacks, by its place, as in
+///         "edl-source{clips}[3]{url}: a string was expected"; and whatever the workflow itself has wrong
 KXCLIENTUTIL_EXPORT void submission_finalize(kxcore::properties& submission, kxcore::property_list& resources,
                                              finalize_sub_conf const& settings, kxcore::plugin_db const& plugins,
                                              kxcore::constraint_db const& constraints);

@@ -1,7 +1,10 @@
-#include "raising.h"
 #include "submission/compressed_original.h"
+#include "submission/edl_source.h"
 #include "submission/file_source.h"
 #include "submission/finalization_run.h"
+#include "submission/iseq_source.h"
+#include "submission/monitor_source.h"
+#include "submission/source_steps.h"
 #include "submission/workflow_finalization.h"
 
 #include <kxclientutil/submission.h>
@@ -32,15 +35,15 @@ void append_resources(resource_set const& collected, kxcore::property_list& reso
 
 struct source_kind {
     char const* key;
-    void (*finalize)(finalization_run&); // null for a kind that can't be finalized yet
+    void (*finalize)(finalization_run&);
 };
 
 // In the order in which a submission is asked for them; only the first that it has counts.
 constexpr std::array<source_kind, 4> source_kinds{{
     {"file-source", [](finalization_run& run) { finalize_file_source(run, false); }},
-    {"monitor-source", nullptr},
-    {"edl-source", nullptr},
-    {"iseq-source", nullptr},
+    {"monitor-source", finalize_monitor_source},
+    {"edl-source", finalize_edl_source},
+    {"iseq-source", finalize_iseq_source},
 }};
 
 } // namespace
@@ -75,9 +78,6 @@ void finalize_source(finalization_run& run) {
     auto const kind = std::ranges::find_if(
         source_kinds, [&](source_kind const& candidate) { return run.submission.is_present(candidate.key); });
     if (kind == source_kinds.end()) return finalize_without_source(run);
-    if (!kind->finalize)
-        raise_from<kxbase::es::unsupp>(submission_source_path, std::string("A submission with '") + kind->key +
-                                                                   "' cannot be finalized: not supported");
     kind->finalize(run);
 }
 
@@ -85,9 +85,7 @@ void finalize_without_source(finalization_run& run) {
     kxworkflow::workflow_builder builder(*run.submission.get_properties_value("workflow"), run.plugins,
                                          run.constraints);
     finalize_workflow(builder, run);
-    auto const workflow = make_refcount<properties>(false);
-    builder.export_workflow(*workflow);
-    run.submission.set_property("workflow", workflow);
+    store_workflow(builder, run);
 }
 
 /// In byte order.

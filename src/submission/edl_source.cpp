@@ -1,0 +1,151 @@
+#include "submission/edl_source.h"
+
+#include "submission/finalization_run.h"
+#include "submission/localization.h"
+#include "submission/reporting.h"
+#include "submission/settings.h"
+#include "submission/source_steps.h"
+#include "submission/wiring.h"
+#include "submission/workflow_finalization.h"
+
+#include <kxclientutil/config.h>
+
+#include <kxbase/text.h>
+#include <kxbase/urls.h>
+#include <kxbase/uuid.h>
+#include <kxcore/properties.h>
+#include <kxcore/property_list.h>
+#include <kxcore/property_special.h>
+#include <kxcore/property_values.h>
+#include <kxworkflow/workflow_builder.h>
+
+#include <array>
+#include <map>
+
+namespace kxclientutil {
+
+namespace {
+
+using kxbase::make_refcount;
+using kxbase::ptr_refcount;
+using kxcore::properties;
+using kxcore::property_list;
+using kxcore::property_string;
+using kxworkflow::workflow_builder;
+
+/// A list of clips, in the source and in the configuration of an encoder.
+struct clip_list {
+    char const* key;
+    bool gives_spawn_value;
+};
+
+// In the order in which they are gone through. Sound alone never stands for the whole: it gives no spawn value.
+constexpr std::array<clip_list, 3> clip_lists{{
+    {"clips", true},
+    {"audio-clips", false},
+    {"video-clips", true},
+}};
+
+constexpr std::int64_t edl_workflow_type = 2;
+
+/// What the clips become.
+struct rewritten_clips {
+    std::array<ptr_refcount<property_list>, clip_lists.size()> lists; // as clip_lists
+    std::string spawn_value;
+    std::map<std::string, std::set<std::string>> remote; // the inputs that each remote URI feeds
+};
+
+rewritten_clips rewrite_clips(properties const& source, finalization_run& run);
+void describe_list(workflow_builder& builder, properties const& source, std::string const& spawn_value);
+void give_clips(workflow_builder& builder, std::set<std::string> const& encoders, rewritten_clips const& clips);
+void localize_clips(workflow_builder& builder, std::set<std::string> const& encoders, rewritten_clips const& clips);
+
+} // namespace
+
+void finalize_edl_source(finalization_run& run) {
+    auto const source = run.submission.get_properties_value("edl-source");
+    rewritten_clips const clips = rewrite_clips(*source, run);
+    workflow_builder builder(*run.submission.get_properties_value("workflow"), run.plugins, run.constraints);
+    describe_list(builder, *source, clips.spawn_value);
+    std::set<std::string> const encoders = encoder_tasks(builder);
+    give_clips(builder, encoders, clips);
+    localize_clips(builder, encoders, clips);
+    finalize_workflow(builder, run);
+    builder.set_workflow_type(edl_workflow_type);
+
+    store_workflow(builder, run);
+    run.submission.erase("edl-source");
+}
+
+namespace {
+
+void rewrite_list(source_list const& clips, std::size_t which, finalization_run& run, rewritten_clips& rewritten);
+
+rewritten_clips rewrite_clips(properties const& source, finalization_run& run) {
+    std::array<source_list, clip_lists.size()> const lists{source_list(source, "edl-source", clip_lists[0].key, false),
+                                                           source_list(source, "edl-source", clip_lists[1].key, false),
+                                                           source_list(source, "edl-source", clip_lists[2].key, false)};
+    if (lists[0].size() + lists[1].size() + lists[2].size() == 0) report_and_raise("No clips in clip-list");
+    rewritten_clips rewritten;
+    for (std::size_t which = 0; which < lists.size(); ++which)
+        rewrite_list(lists[which], which, run, rewritten);
+    return rewritten;
+}
+
+void rewrite_list(source_list const& clips, std::size_t which, finalization_run& run, rewritten_clips& rewritten) {
+    std::string const nodes = node_list(run.settings);
+    auto const list = make_refcount<property_list>();
+    list->reserve(clips.size());
+    for (std::size_t index = 0; index < clips.size(); ++index) {
+        auto const [uri, reach] = rewrite_source_url(clips.text(index, "url"), nodes, run.settings.resource_uri_option);
+        if (clip_lists[which].gives_spawn_value && rewritten.spawn_value.empty()) rewritten.spawn_value = uri;
+        if (reach == e_reach::resource) run.resources.insert(folder_of(uri));
+        auto clip = make_refcount<properties>(clips.entry(index));
+        if (reach == e_reach::remote) {
+            clip->set_property(
+                "url", kxcore::property_special::create_deferred_variable(kxcore::property_kind::string, file_output));
+            // "clips" for all three lists, audio and video too. That is meant, and nodes rely on it: don't mend it to the
+            // list that the clip is in.
+            rewritten.remote[uri].insert("clips[" + std::to_string(index) + "]{url}");
+        } else {
+            clip->set_property("url", make_refcount<property_string>(uri));
+        }
+        list->push_back(std::move(clip));
+    }
+    rewritten.lists[which] = list;
+}
+
+void describe_list(workflow_builder& builder, properties const& source, std::string const& spawn_value) {
+    describe_source(builder, source, "edl");
+    builder.add_workflow_meta_data("spawn-value", make_refcount<property_string>(spawn_value));
+    builder.add_workflow_meta_data("parent-id", make_refcount<property_string>("WOFL-" + kxbase::string_uuid(false)));
+}
+
+/// All encoders share the three lists.
+void give_clips(workflow_builder& builder, std::set<std::string> const& encoders, rewritten_clips const& clips) {
+    auto const source_url = make_refcount<property_string>(get_variable("source.url"));
+    for (std::string const& encoder : encoders) {
+        properties configuration = *builder.get_task_configuration(encoder);
+        configuration.set_property("source-url", source_url);
+        for (std::size_t which = 0; which < clip_lists.size(); ++which)
+            configuration.set_property(clip_lists[which].key, clips.lists[which]);
+        builder.configure_task(encoder, configuration);
+    }
+}
+
+void localize_clips(workflow_builder& builder, std::set<std::string> const& encoders, rewritten_clips const& clips) {
+    for (auto const& [uri, inputs] : clips.remote) {
+        std::string const localizer =
+            builder.add_task(localizer_plid, localizer_configuration(uri), 0, "", kxbase::url_path_file(uri));
+        for (std::string const& input : inputs)
+            for (std::string const& encoder : encoders)
+                if (!builder.connect(localizer, file_output, encoder, input))
+                    report_and_raise(
+                        kxbase::string_with_format("finalize_edl: Failed to connect  %s : %s  -->  %s : %s",
+                                                   localizer.c_str(), file_output, encoder.c_str(), input.c_str()));
+    }
+}
+
+} // namespace
+
+} // namespace kxclientutil

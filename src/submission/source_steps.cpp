@@ -1,0 +1,127 @@
+#include "submission/source_steps.h"
+
+#include "raising.h"
+#include "submission/base_scheme.h"
+#include "submission/finalization_run.h"
+#include "submission/wiring.h"
+
+#include <kxclientutil/resolve.h>
+
+#include <kxcore/properties.h>
+#include <kxcore/property_list.h>
+#include <kxcore/property_values.h>
+#include <kxworkflow/paths.h>
+#include <kxworkflow/workflow_builder.h>
+
+#include <algorithm>
+
+namespace kxclientutil {
+
+namespace {
+
+using kxbase::make_refcount;
+using kxcore::properties;
+using kxcore::property_list;
+using kxcore::property_string;
+
+[[noreturn]] void refuse(std::string const& place, char const* expected);
+std::string place_in(char const* source_key, std::string_view path);
+void feed_from_main_localizer(kxworkflow::workflow_builder& builder, std::vector<task_input> const& inputs);
+
+} // namespace
+
+source_list::source_list(properties const& source, char const* source_key, char const* key, bool is_required)
+    : place_(place_in(source_key, key)) {
+    if (!is_required && !source.is_present(key)) return;
+    entries_ = kxcore::property_cast<property_list>(source.get_property(key));
+    if (!entries_) refuse(place_, "a list");
+    size_ = entries_->size();
+}
+
+source_list::~source_list() = default;
+
+properties const& source_list::entry(std::size_t index) const {
+    return static_cast<properties const&>(*(*entries_)[index]);
+}
+
+std::string_view source_list::text(std::size_t index, char const* key) const {
+    auto const* const entry = kxcore::property_cast<properties>((*entries_)[index].get());
+    auto const* const text = entry ? kxcore::property_cast<property_string>(entry->find(key)) : nullptr;
+    if (!text) refuse(place_ + '[' + std::to_string(index) + "]{" + key + '}', "a string");
+    return text->value();
+}
+
+std::string_view source_text(properties const& source, char const* source_key, char const* path) {
+    auto const* const text = kxcore::property_cast<property_string>(source.find_referenced(path));
+    if (!text) refuse(place_in(source_key, path), "a string");
+    return text->value();
+}
+
+/// Remote is exactly "ftp" and "http". Other schemes are neither remote nor resources, "https" among them; the tasks
+/// read them as they are.
+source_uri rewrite_source_url(std::string_view url, std::string const& nodes, bool as_resource) {
+    source_uri rewritten{create_resource_uri(url, nodes, as_resource), e_reach::as_it_is};
+    std::string_view const scheme = base_scheme(rewritten.uri);
+    if (scheme == "kxrc") rewritten.reach = e_reach::resource;
+    if (scheme == "ftp" || scheme == "http") rewritten.reach = e_reach::remote;
+    return rewritten;
+}
+
+std::string folder_of(std::string_view uri) {
+    kxbase::url_parts parts = kxbase::split_url(uri);
+    parts.path = parts.path.substr(0, parts.path.rfind('/') + 1);
+    return kxbase::join_url(parts);
+}
+
+void describe_source(kxworkflow::workflow_builder& builder, properties const& source, char const* type) {
+    builder.add_workflow_meta_data("source-name", source.get_property("name"));
+    builder.add_workflow_meta_data("source-type", make_refcount<property_string>(type));
+}
+
+kxbase::ptr_refcount<property_list> wire_source(kxworkflow::workflow_builder& builder, bool is_remote,
+                                                std::initializer_list<char const*> localizer_inputs) {
+    std::vector<task_input> inputs = unfed_source_inputs(builder);
+    if (is_remote) {
+        feed_from_main_localizer(builder, inputs);
+        for (char const* const input : localizer_inputs)
+            inputs.push_back({main_localizer_wtid, input});
+    }
+    auto targets = make_refcount<property_list>();
+    targets->reserve(inputs.size());
+    for (task_input const& input : inputs)
+        targets->push_back(make_refcount<property_string>(kxworkflow::wpath_create(input.wtid, input.input)));
+    return targets;
+}
+
+void store_workflow(kxworkflow::workflow_builder const& builder, finalization_run const& run) {
+    auto const workflow = make_refcount<properties>(false);
+    builder.export_workflow(*workflow);
+    run.submission.set_property("workflow", workflow);
+}
+
+namespace {
+
+void refuse(std::string const& place, char const* expected) {
+    raise_from<kxbase::es::arg>(submission_source_path, place + ": " + expected + " was expected");
+}
+
+/// "file-source{files}", "monitor-source{manager-configuration}{url}".
+std::string place_in(char const* source_key, std::string_view path) {
+    std::size_t const first_end = std::min(path.find_first_of("{["), path.size());
+    std::string place = source_key;
+    place.append("{").append(path.substr(0, first_end)).append("}").append(path.substr(first_end));
+    return place;
+}
+
+void feed_from_main_localizer(kxworkflow::workflow_builder& builder, std::vector<task_input> const& inputs) {
+    add_main_localizer(builder);
+    builder.update_task_requirements(false, true);
+    // An input that can't be connected (the localizer's own, when the workflow had one before) is fed by the node
+    // alone.
+    for (task_input const& input : inputs)
+        static_cast<void>(builder.connect(main_localizer_wtid, "dest-url", input.wtid, input.input));
+}
+
+} // namespace
+
+} // namespace kxclientutil
