@@ -43,6 +43,7 @@ document_problem whole_document_problem(configuration::read_error result, config
 document_problem broken_document(configuration const& read, std::string_view bytes);
 std::string text_before(kxcore::document_diagnostic const& diagnostic, std::string_view bytes);
 document_problem failed_upgrade(configuration const& read, kxbase::es::base const& error);
+bool is_utf16(std::string_view bytes);
 std::string quoted(std::string_view text);
 std::string on_one_line(std::string_view path);
 
@@ -146,7 +147,10 @@ document_problems judge(judged_document const& document, properties const& store
         document_place const place = find_place(problem).value_or(document_place{});
         problem.line = place.line;
         problem.column = place.column;
-        if (judged_task const* const task = document.find_task_at(problem.path)) problem.task = task->name;
+        if (judged_task const* const task = document.find_task_at(problem.path))
+            problem.task = kxbase::url_protected_output(task->name);
+        // Names of members can be URLs as well. Last, since the place was found by the path as it is.
+        problem.path = kxbase::url_protected_output(problem.path);
     }
     sort_problems(all);
     return all;
@@ -157,7 +161,10 @@ document_problem whole_document_problem(configuration::read_error result, config
     auto const& diagnostic = read.get_diagnostic();
     std::string const& identifier = read.get_identifier();
     document_problem problem{.line = diagnostic.line, .column = diagnostic.column};
-    if (result == configuration::read_unknown) {
+    if (result == configuration::read_unknown && is_utf16(bytes)) {
+        problem.found = "text in UTF-16";
+        problem.allowed = "the encoding UTF-8";
+    } else if (result == configuration::read_unknown) {
         problem.found = "no document";
         problem.allowed = "XML that begins with the element <document>, or the binary format";
     } else if (result == configuration::read_unexpected) {
@@ -222,6 +229,11 @@ document_problem failed_upgrade(configuration const& read, kxbase::es::base cons
             .column = place.column,
             .found = "version " + std::to_string(read.get_version()) + " of " + quoted(read.get_identifier()) +
                      ", which cannot be upgraded: " + why};
+}
+
+/// Some editors save it under the name "Unicode", and to their users it looks like any other text.
+bool is_utf16(std::string_view bytes) {
+    return bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF");
 }
 
 std::string quoted(std::string_view text) {

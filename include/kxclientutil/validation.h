@@ -32,7 +32,8 @@ enum class e_problem_severity {
 /// One thing that is wrong with a document. All texts are without credentials, and all but path and task stay on one line.
 struct document_problem {
     e_problem_severity severity = e_problem_severity::error;
-    /// The property path, "tasks[2]{configuration}{source-url}"; empty when the document as a whole is meant.
+    /// The property path, "tasks[2]{configuration}{source-url}"; empty when the document as a whole is meant. A key that
+    /// is a URL stands in it without its password.
     std::string path = {};
     /// The place in an XML document, counted from 1: where the property begins, else what is around it. Both 0 in a
     /// binary document, and where an upgrade made what is wrong.

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <ranges>
 #include <set>
 #include <tuple>
 
@@ -67,6 +68,7 @@ private:
     [[nodiscard]] std::string cycle_text(wait_cycle const& cycle) const;
 
     [[nodiscard]] std::vector<std::string> const& known_tasks();
+    [[nodiscard]] std::string nearest_task(std::string_view wtid);
 
     judged_document const& document_;
     document_problems& out_;
@@ -158,11 +160,10 @@ void connection_judge::judge_waits(judged_task const& task, std::string_view key
             if (wtid == nullptr) continue;
             judged_task const* const other = document_.find_task(wtid->value());
             if (other == nullptr || other == &task) {
-                out_.push_back(
-                    {.path = element(path, at),
-                     .found = kxcore::found_text(*wtid, false),
-                     .allowed = "the id of another task of the workflow",
-                     .suggestion = other == &task ? std::string() : nearest_of(wtid->value(), known_tasks())});
+                out_.push_back({.path = element(path, at),
+                                .found = kxcore::found_text(*wtid, false),
+                                .allowed = "the id of another task of the workflow",
+                                .suggestion = other == &task ? std::string() : nearest_task(wtid->value())});
             } else if (is_waited_for) {
                 waits_.add(document_, other, &task, element(path, at));
             }
@@ -190,7 +191,7 @@ void connection_judge::judge_task_name(std::string path, properties const& tree,
                     .found = kxcore::found_text(*wtid, false),
                     .allowed = known.empty() ? "the id of a task, but the workflow has none"
                                              : "the id of a task of the workflow, " + one_of(known, most),
-                    .suggestion = nearest_of(wtid->value(), known)});
+                    .suggestion = nearest_task(wtid->value())});
 }
 
 std::vector<std::string> const& connection_judge::known_tasks() {
@@ -198,6 +199,21 @@ std::vector<std::string> const& connection_judge::known_tasks() {
         for (judged_task const& each : document_.tasks)
             if (!each.wtid.empty()) known_tasks_.push_back(each.wtid);
     return known_tasks_;
+}
+
+/// Ids of two plugins look alike, since most of each is the same in all. What differs in its plugin and in its name is
+/// another task, though, and no slip.
+std::string connection_judge::nearest_task(std::string_view wtid) {
+    // Of very many tasks only the first, for every wrong connection looks through them.
+    constexpr std::size_t most = 500;
+    auto const separator = std::min(wtid.find('#'), wtid.size());
+    std::vector<std::string> similar;
+    for (std::string_view const each : known_tasks() | std::views::take(most)) {
+        auto const end = std::min(each.find('#'), each.size());
+        if (each.substr(0, end) == wtid.substr(0, separator) || each.substr(end) == wtid.substr(separator))
+            similar.emplace_back(each);
+    }
+    return nearest_of(wtid, similar);
 }
 
 void connection_judge::judge_ends(judged_connection const& connection) {

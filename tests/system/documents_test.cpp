@@ -199,6 +199,18 @@ TEST(kx_validate, gives_an_error_as_a_problem_without_a_place) {
     EXPECT_TRUE(problem["line"].is_null());
     EXPECT_EQ(problem["severity"], "error");
     EXPECT_THAT(problem["found"].get<std::string>(), HasSubstr("missing.xml"));
+    EXPECT_EQ(problem["what"], problem["found"]);
+    EXPECT_EQ(result.err, "kx: " + problem["what"].get<std::string>() + '\n');
+}
+
+TEST(kx_validate, says_what_a_job_is) {
+    scratch_folder const folder;
+    auto const job = folder.file("news.job");
+    ASSERT_EQ(run_kx({"finalize", "--workflow", example("workflow.xml"), "-o", job}).exit_code, 0);
+    auto const result = run_kx({"validate", job, example("task.xml")});
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_EQ(result.err, "kx: " + job + ": a finalized job is no document; see kx original\n");
+    EXPECT_EQ(result.out, example("task.xml") + ": valid\n");
 }
 
 TEST(kx_convert, writes_either_format_and_loses_nothing) {
@@ -231,14 +243,49 @@ TEST(kx_variables, lists_the_table_and_splits_a_text) {
                          "text      \"_x.mov\"\n");
 }
 
+TEST(kx, gives_json_also_when_it_fails) {
+    scratch_folder const folder;
+    auto const missing = folder.file("missing.xml");
+    for (std::vector<std::string> const& arguments :
+         {std::vector<std::string>{"show", missing},
+          {"convert", missing, folder.file("out.xml")},
+          {"original", missing},
+          {"schema", "missing.xml"},
+          {"workflow", "graph", missing},
+          {"workflow", "tag", missing, "x"},
+          {"finalize", "--workflow", missing, "-o", folder.file("out.job")}}) {
+        auto all = arguments;
+        all.insert(all.begin(), "--json");
+        auto const result = run_kx(all);
+        EXPECT_EQ(result.exit_code, 1) << testing::PrintToString(arguments);
+        auto const errors = result.json()["errors"];
+        ASSERT_EQ(errors.size(), 1U) << result.out;
+        EXPECT_EQ("kx: " + errors[0].get<std::string>() + '\n', result.err);
+        EXPECT_THAT(result.err, HasSubstr("missing.xml"));
+    }
+    auto const all = run_kx({"--json", "identify", missing});
+    EXPECT_TRUE(all.json().is_array()) << "has said it in its own words: " << all.out;
+}
+
 TEST(kx, explains_itself_and_refuses_a_wrong_command_line) {
     auto const help = run_kx({"--help"});
     EXPECT_EQ(help.exit_code, 0);
     for (auto const* command : {"identify", "show", "validate", "convert", "variables", "finalize", "original"}) {
         EXPECT_THAT(help.out, HasSubstr(command));
     }
+    for (std::vector<std::string> const& command : {std::vector<std::string>{"schema"}, {"workflow", "tag"}}) {
+        auto arguments = command;
+        arguments.emplace_back("--help");
+        auto const told = run_kx(arguments).out;
+        EXPECT_THAT(told, HasSubstr("Every command takes --json"));
+        EXPECT_THAT(told, HasSubstr("Exit codes: "));
+    }
     EXPECT_EQ(run_kx({}).exit_code, 2);
     EXPECT_EQ(run_kx({"frobnicate"}).exit_code, 2);
+    EXPECT_EQ(run_kx({"validat", "x.xml"}).err,
+              "kx: there is no command 'validat' (did you mean 'validate'?), see kx --help\n");
+    EXPECT_EQ(run_kx({"workflow", "grap", "x.xml"}).err,
+              "kx: there is no command 'grap' (did you mean 'graph'?), see kx workflow --help\n");
     EXPECT_EQ(run_kx({"show"}).exit_code, 2);
     EXPECT_EQ(run_kx({"--version"}).exit_code, 0);
 }

@@ -213,6 +213,7 @@ TEST(kx_workflow_graph, says_what_has_no_graph) {
     EXPECT_EQ(result.exit_code, 1);
     EXPECT_EQ(result.err, "kx: " + example("task.xml") + ": a task document, no workflow, submission or job\n");
     EXPECT_EQ(result.out, "");
+    EXPECT_THAT(run_kx({"workflow", "graph", example("encoder.xml")}).err, HasSubstr(": an encoder document, no "));
     EXPECT_EQ(run_kx({"workflow", "graph", "/no/such/file.xml"}).exit_code, 1);
 }
 

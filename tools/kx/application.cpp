@@ -25,6 +25,7 @@ kxcore::installation const& application::installation() {
 }
 
 void application::print(std::string_view text) {
+    has_printed_ = true;
     std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
@@ -56,6 +57,7 @@ void application::tell_error(std::string_view subject, std::string_view what) {
     }
     if (!file.empty() && !line.starts_with(file)) line = file + ": " + line;
     last_error_ = on_one_line(line);
+    errors_.push_back(last_error_);
     log_.write_line(last_error_);
     fail();
 }
@@ -65,6 +67,7 @@ void application::tell_warning(std::string_view subject, std::string_view what) 
 }
 
 int application::finish() {
+    if (wants_json && exit_ != e_exit::done && !has_printed_) print_json({{"errors", errors_}});
     errno = 0;
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
         tell_error("standard output", errno != 0 ? std::strerror(errno) : "cannot be written to");

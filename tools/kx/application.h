@@ -77,7 +77,8 @@ public:
     /// Lets the run fail, where the data itself says what is wrong.
     void fail() { exit_ = e_exit::bad_input; }
 
-    /// Ends the run: sees to it that all data has left.
+    /// Ends the run: sees to it that all data has left. Whoever asked for JSON gets a document also from a run that failed
+    /// before it had one: what went wrong.
     ///
     /// @return the exit code
     [[nodiscard]] int finish();
@@ -86,7 +87,11 @@ private:
     log log_;
     std::unique_ptr<kxcore::installation> installation_;
     std::string last_error_;
+    json errors_ = json::array();
     e_exit exit_ = e_exit::done;
+
+    // As there is one standard output, there is one answer to whether anything was written to it.
+    inline static bool has_printed_ = false;
 };
 
 } // namespace kx

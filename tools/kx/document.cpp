@@ -52,6 +52,11 @@ std::string_view identifier_of(kxclientutil::e_config_type type) {
     return type < identifiers.size() ? identifiers[type] : identifiers[0];
 }
 
+std::string in_words(document const& read) {
+    bool const begins_with_vowel = std::string_view("aeiou").find(read.type.front()) != std::string_view::npos;
+    return (begins_with_vowel ? "an " : "a ") + read.type + " document";
+}
+
 std::string_view format_name(kxcore::configuration::format format) {
     return format == kxcore::configuration::format_binary ? "binary" : "xml";
 }

@@ -39,6 +39,9 @@ struct document {
 /// The document identifier of a type: "filter" too, which has no printable name in the library.
 [[nodiscard]] std::string_view identifier_of(kxclientutil::e_config_type type);
 
+/// What was read, in words: "a task document", "an encoder document".
+[[nodiscard]] std::string in_words(document const& read);
+
 /// The word for a document format, and the format of a word.
 [[nodiscard]] std::string_view format_name(kxcore::configuration::format format);
 [[nodiscard]] std::optional<kxcore::configuration::format> format_of(std::string_view name);

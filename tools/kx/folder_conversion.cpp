@@ -71,17 +71,16 @@ private:
     json survey_errors_ = json::array();
 };
 
+std::optional<fs::path> local_path(std::string const& path_or_url);
 bool lies_within(fs::path const& inner, fs::path const& outer);
 char const* suffix_of(format stored_as);
 
 } // namespace
 
 std::optional<fs::path> existing_folder(std::string const& path_or_url) {
-    std::string const scheme = kxbase::url_scheme(path_or_url);
-    if (!scheme.empty() && scheme != "file") return std::nullopt;
-    fs::path const path = scheme.empty() ? path_or_url : kxbase::url_path(path_or_url, true);
+    auto const path = local_path(path_or_url);
     std::error_code ignored;
-    return fs::is_directory(path, ignored) ? std::optional(path) : std::nullopt;
+    return path && fs::is_directory(*path, ignored) ? path : std::nullopt;
 }
 
 void convert_folder(application& app, fs::path const& in, std::string const& out, std::optional<format> wanted) {
@@ -92,7 +91,7 @@ namespace {
 
 folder_conversion::folder_conversion(application& app, fs::path in, std::string const& out,
                                      std::optional<format> wanted)
-    : app_(app), in_(std::move(in)), out_(existing_folder(out).value_or(out)), format_(wanted) {
+    : app_(app), in_(std::move(in)), out_(local_path(out).value_or(out)), format_(wanted) {
     // "new/" is "new".
     if (!out_.has_filename()) out_ = out_.parent_path();
 }
@@ -313,6 +312,13 @@ void folder_conversion::print_json(bool is_written) const {
     for (skipped_file const& each : skipped_)
         all.push_back({{"path", (in_ / each.path).string()}, {"skipped", each.why}});
     application::print_json(all);
+}
+
+/// Nothing for a URL that leads elsewhere.
+std::optional<fs::path> local_path(std::string const& path_or_url) {
+    std::string const scheme = kxbase::url_scheme(path_or_url);
+    if (scheme.empty()) return path_or_url;
+    return scheme == "file" ? std::optional<fs::path>(kxbase::url_path(path_or_url, true)) : std::nullopt;
 }
 
 bool lies_within(fs::path const& inner, fs::path const& outer) {

@@ -4,12 +4,15 @@
 
 #include <kxbase/errors.h>
 #include <kxbase/urls.h>
+#include <kxcore/nearest_text.h>
 
 #include <CLI/CLI.hpp>
 
 #include <array>
 #include <cstdio>
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -22,6 +25,8 @@ constexpr std::array commands = {
 constexpr char const* common_help =
     "Data goes to standard output, the log and errors to standard error.\n"
     "Exit codes: 0 done, 1 the input or the request is bad, 2 the command line is wrong.";
+constexpr char const* common_options =
+    "Every command takes --json, --verbose and --installation as well, see kx --help.\n";
 constexpr char const* first_steps = "\n\nkx COMMAND --help tells more of a command. A first job:\n"
                                     "  kx validate news.xml\n"
                                     "  kx finalize --workflow news.xml --file clip.mov --as-resources -o news.job\n"
@@ -37,15 +42,41 @@ void describe_options(CLI::App& parser, kx::application& app) {
     parser.fallthrough();
     // With one command found, a word that is named like another is a word: "kx schema workflow".
     parser.require_subcommand(0, 1);
-    parser.footer(common_help); // the commands take it over
+}
+
+// What all commands share stands below what each says of itself.
+void add_common_help(CLI::App& parser) {
+    for (CLI::App* const command : parser.get_subcommands([](CLI::App const*) { return true; })) {
+        std::string help = command->get_footer();
+        help.erase(help.find_last_not_of('\n') + 1);
+        if (!help.empty()) help += "\n\n";
+        command->footer(help + common_options + common_help);
+        add_common_help(*command);
+    }
+}
+
+// The parser only says which words it has no use for, the last one first; nothing where that is all there is to say.
+std::string unknown_command(CLI::App const& parser, std::vector<std::string> const& rest) {
+    auto const known = parser.get_subcommands([](CLI::App const* each) { return !each->get_name().empty(); });
+    if (known.empty() || rest.empty() || rest.front().starts_with('-')) return {};
+    kxcore::nearest_text nearest(rest.front());
+    for (CLI::App const* const each : known)
+        nearest.consider(each->get_name());
+    std::string const guess(nearest.good_guess());
+    return "there is no command '" + rest.front() + "'" + (guess.empty() ? "" : " (did you mean '" + guess + "'?)");
 }
 
 // The parser repeats what it did not understand, which may be a URL with a password.
 int refuse(CLI::App const& parser, CLI::ParseError const& error) {
-    std::string const what = kx::on_one_line(kxbase::url_protected_output(error.what()));
     std::string command;
-    for (auto chosen = parser.get_subcommands(); !chosen.empty(); chosen = chosen.front()->get_subcommands())
-        command += " " + chosen.front()->get_name();
+    CLI::App const* innermost = &parser;
+    for (auto chosen = parser.get_subcommands(); !chosen.empty(); chosen = innermost->get_subcommands()) {
+        innermost = chosen.front();
+        command += " " + innermost->get_name();
+    }
+    std::string what = unknown_command(*innermost, parser.remaining(true));
+    if (what.empty()) what = error.what();
+    what = kx::on_one_line(kxbase::url_protected_output(what));
     std::fprintf(stderr, "kx: %s, see kx%s --help\n", what.c_str(), command.c_str());
     return static_cast<int>(kx::e_exit::bad_command);
 }
@@ -63,6 +94,7 @@ int run(int argc, char** argv) {
     describe_options(parser, app);
     for (auto const add : commands)
         add(parser, app);
+    add_common_help(parser);
     parser.footer(std::string(common_help) + first_steps);
     try {
         parser.parse(argc, argv);

@@ -44,7 +44,7 @@ std::vector<named_task> tasks_of(kxcore::properties const& workflow) {
 document read_workflow(application& app, std::string const& file) {
     document read = read_document(app, file);
     if (read.config_type != kxclientutil::config_workflow) {
-        kxbase::es::arg::raise(fmt::format("a {} document, no workflow", read.type));
+        kxbase::es::arg::raise(fmt::format("{}, no workflow", in_words(read)));
     }
     return read;
 }

@@ -21,6 +21,7 @@ struct options {
 };
 
 kxcore::properties read_original(application& app, std::string const& file) {
+    if (!is_job_file(app, file)) kxbase::es::arg::raise("no job file; see kx show");
     auto const job = read_job(app, file);
     if (!kxclientutil::submission_is_finalized(job)) kxbase::es::arg::raise("holds no original submission");
     return *kxclientutil::submission_get_unfinalized_submission(job);

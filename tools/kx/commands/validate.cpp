@@ -3,6 +3,7 @@
 #include "../shown.h"
 #include "commands.h"
 
+#include <kxbase/errors.h>
 #include <kxclientutil/validation.h>
 
 #include <CLI/CLI.hpp>
@@ -32,6 +33,25 @@ json to_json(kxclientutil::document_problem const& problem) {
     return out;
 }
 
+/// An error that no problem stands for: the file cannot even be looked at.
+json to_json(std::string const& error) {
+    json out = to_json(kxclientutil::document_problem{.found = error});
+    out["what"] = error; // not "found" and then the error
+    return out;
+}
+
+std::vector<kxclientutil::document_problem> find_problems(application& app, std::string const& file) {
+    auto const& installation = app.installation();
+    auto problems =
+        kxclientutil::find_document_problems(file, installation.get_plugins(), installation.get_constraints());
+    // Only now, so that a good document is opened once.
+    if (has_errors(problems) && is_job_file(app, file)) {
+        static_cast<void>(app.get_log().settle()); // which says that it is no document either
+        kxbase::es::arg::raise("a finalized job is no document; see kx original");
+    }
+    return problems;
+}
+
 /// One line per problem, "FILE:LINE:COLUMN: error: ...", as compilers write and editors read it.
 void tell(application& app, std::string const& file, std::vector<kxclientutil::document_problem> const& problems) {
     bool const valid = !has_errors(problems);
@@ -51,16 +71,14 @@ void run(application& app, options const& chosen) {
             all.push_back({{"path", without_password(file)}, {"valid", valid}, {"problems", std::move(problems)}});
         };
         bool const done = app.run_on(file, [&] {
-            auto const& installation = app.installation();
-            auto const problems =
-                kxclientutil::find_document_problems(file, installation.get_plugins(), installation.get_constraints());
+            auto const problems = find_problems(app, file);
             json list = json::array();
             for (auto const& problem : problems)
                 list.push_back(to_json(problem));
             add(!has_errors(problems), std::move(list));
             tell(app, file, problems);
         });
-        if (!done) add(false, json::array({to_json({.found = app.last_error()})}));
+        if (!done) add(false, json::array({to_json(app.last_error())}));
     }
     if (app.wants_json) application::print_json(all);
 }

@@ -46,7 +46,7 @@ document new_workflow(std::string const& file) {
 document read_task(application& app, std::string const& file) {
     document read = read_document(app, file);
     if (read.config_type != kxclientutil::config_task) {
-        kxbase::es::arg::raise(fmt::format("a {} document, no task", read.type));
+        kxbase::es::arg::raise(fmt::format("{}, no task", in_words(read)));
     }
     return read;
 }
@@ -85,7 +85,7 @@ void run(application& app, options const& chosen) {
             application::print_json(json{{"path", without_password(out)},
                                          {"format", workflow.format},
                                          {"wtid", wtid},
-                                         {"name", task.tree.get_string_value("name", "")}});
+                                         {"name", without_password(task.tree.get_string_value("name", ""))}});
         } else {
             application::print(on_one_line(wtid) + "\n");
         }

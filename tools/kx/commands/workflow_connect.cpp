@@ -111,8 +111,10 @@ kxclientutil::wf_connection connection_of(options const& chosen, named_task cons
 void tell(application const& app, std::string const& out, document const& workflow, options const& chosen,
           named_task const& from, named_task const& to) {
     if (app.wants_json) {
-        json told = {
-            {"path", without_password(out)}, {"format", workflow.format}, {"from", from.wtid}, {"to", to.wtid}};
+        json told = {{"path", without_password(out)},
+                     {"format", workflow.format},
+                     {"from", without_password(from.wtid)},
+                     {"to", without_password(to.wtid)}};
         if (!chosen.output.empty()) told.update({{"from-output", chosen.output}, {"to-input", chosen.input}});
         if (!chosen.result.empty()) told.update({{"result", chosen.result}});
         application::print_json(told);

@@ -72,7 +72,7 @@ workflow_graph graph_of(application& app, document const& read) {
     bool const is_job = read.type == "job";
     if (!is_job && read.config_type != kxclientutil::config_workflow &&
         read.config_type != kxclientutil::config_submission) {
-        kxbase::es::arg::raise(fmt::format("a {} document, no workflow, submission or job", read.type));
+        kxbase::es::arg::raise(fmt::format("{}, no workflow, submission or job", in_words(read)));
     }
     auto graph = kxclientutil::create_workflow_graph(read.tree, plugins);
     if (is_job && kxclientutil::submission_is_finalized(read.tree)) {

@@ -58,7 +58,7 @@ std::string change_document(application& app, options const& chosen, document& r
     bool const is_workflow = read.config_type == kxclientutil::config_workflow;
     if (!is_workflow && (read.config_type != kxclientutil::config_task || !chosen.task.empty())) {
         kxbase::es::arg::raise(
-            fmt::format("a {} document, no workflow{}", read.type, chosen.task.empty() ? " and no task" : ""));
+            fmt::format("{}, no workflow{}", in_words(read), chosen.task.empty() ? " and no task" : ""));
     }
     if (is_preset(chosen.file) && chosen.out.empty())
         kxbase::es::arg::raise("a preset holds no tags; name a task document to write with -o");
@@ -88,7 +88,7 @@ void run(application& app, options const& chosen) {
             application::print_json(json{{"path", without_password(out)},
                                          {"format", is_preset(chosen.file) ? "xml" : read.format},
                                          {"changed", changed},
-                                         {"tag", chosen.tag},
+                                         {"tag", without_password(chosen.tag)},
                                          {"required", required}});
         } else {
             application::print(fmt::format("{}: the {} {} nodes with the tag {}\n", shown(out), changed,
