@@ -132,4 +132,164 @@ TEST(kx_finalize, says_what_is_no_workflow_and_what_is_no_job) {
     EXPECT_THAT(no_job.err, testing::StartsWith("kx: " + example("task.xml") + ": "));
 }
 
+TEST(kx_finalize, takes_sources_of_every_kind_and_refuses_what_is_none) {
+    scratch_folder const folder;
+    auto const job = folder.file("a.job");
+    auto const with = [&](char const* source) {
+        return run_kx({"finalize", "--workflow", example("workflow.xml"), "--source", example(source), "-o", job});
+    };
+    struct {
+        char const* source;
+        char const* type;
+    } const cases[] = {{"file-source.xml", "file"},
+                       {"monitor-source.xml", "monitor"},
+                       {"edl-source.xml", "edl"},
+                       {"iseq-source.xml", "iseq"}};
+    for (auto const& [source, type] : cases) {
+        auto const result = with(source);
+        ASSERT_EQ(result.exit_code, 0) << result.err;
+        EXPECT_EQ(run_kx({"show", job, "--json"}).json()["workflow"]["workflow-meta"]["source-type"], type);
+        EXPECT_TRUE(run_kx({"original", job, "--json"}).json().contains(std::string(type) + "-source"));
+    }
+    for (auto const* none : {"task.xml", "workflow.xml", "submission.xml"}) {
+        auto const result = with(none);
+        EXPECT_EQ(result.exit_code, 1) << none;
+        EXPECT_THAT(result.err, testing::EndsWith(" document, no source\n"));
+    }
+}
+
+/// The job that an example submission becomes, with every setting of the command.
+nlohmann::json job_of(std::string const& submission) {
+    scratch_folder const folder;
+    auto const job = folder.file("a.job");
+    auto const result = run_kx({"finalize",
+                                "--submission",
+                                example(submission),
+                                "--as-resources",
+                                "--no-guess-shared-storage",
+                                "--node",
+                                "node-7",
+                                "--origin-node",
+                                "desk-1",
+                                "--name",
+                                "Night run",
+                                "--priority",
+                                "-5",
+                                "--in",
+                                "threads:=4",
+                                "--task-in",
+                                "360p:video{passes}:=1",
+                                "--type-in",
+                                "encoder:audio{channels}:=1",
+                                "-o",
+                                job});
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    auto const shown = run_kx({"show", job, "--json"}).json();
+    EXPECT_EQ(shown["name"], "Night run");
+    auto const& workflow = shown["workflow"];
+    EXPECT_EQ(workflow["capabilities"]["node-id"], "node-7");
+    EXPECT_EQ(workflow["configuration"]["priority"], -5);
+    EXPECT_EQ(workflow["configuration"]["guess-shared-storage"], false);
+    auto const& encoder = workflow["tasks"][0]["configuration"];
+    EXPECT_EQ(encoder["threads"], 4);
+    EXPECT_EQ(encoder["video"]["passes"], 1);
+    EXPECT_EQ(encoder["audio"]["channels"], 1);
+    return shown;
+}
+
+/// The tasks of a plugin in a job.
+std::vector<nlohmann::json> tasks_of(nlohmann::json const& job, std::string const& plid) {
+    std::vector<nlohmann::json> found;
+    for (auto const& task : job["workflow"]["tasks"])
+        if (task["plugin-id"] == plid) found.push_back(task);
+    return found;
+}
+
+constexpr char const* encoder_input = "workflow:wtid:task/regular/ogencoder/1.0#360p>source-url";
+constexpr char const* localizer = "wtid:task/regular/localize/1.0#localizer";
+
+TEST(kx_finalize, makes_a_job_of_files_on_servers) {
+    auto const job = job_of("submission-remote.xml");
+    auto const& files = job["file-source"]["files"];
+    EXPECT_EQ(files[0]["url"], "ftp://ingest.example.com/in/interview-01.mov#node-7,desk-1");
+    EXPECT_EQ(files[1]["url"], "http://archive.example.com/in/interview-02.mov#node-7,desk-1");
+    for (auto const& file : files)
+        EXPECT_EQ(file["targets"],
+                  nlohmann::json({encoder_input, "workflow:wtid:task/regular/ogencoder/1.0#720p>source-url",
+                                  std::string("workflow:") + localizer + ">ftp-ssl-mode",
+                                  std::string("workflow:") + localizer + ">source-url"}));
+}
+
+TEST(kx_finalize, makes_a_job_of_a_watched_folder) {
+    auto const job = job_of("submission-watch-folder.xml");
+    auto const& manager = job["monitor-source"]["manager-configuration"];
+    EXPECT_EQ(manager["url"], "kxrc:/media/watch/in/#node-7,desk-1");
+    EXPECT_EQ(manager["targets"][0], encoder_input);
+    auto const& meta = job["workflow"]["workflow-meta"];
+    auto const& actions = job["monitor-source"]["attached-workflow-actions"];
+    for (auto const* key : {"finalize-workflow-failure", "finalize-workflow-success"})
+        EXPECT_EQ(meta[key], actions[key]) << key;
+}
+
+TEST(kx_finalize, makes_a_job_of_an_edit_decision_list) {
+    auto const job = job_of("submission-edl.xml");
+    EXPECT_FALSE(job.contains("edl-source"));
+    auto const& workflow = job["workflow"];
+    EXPECT_EQ(workflow["type"], 2);
+    EXPECT_EQ(workflow["workflow-meta"]["spawn-value"], "kxrc:/media/in/interview-01.mov#node-7,desk-1");
+    EXPECT_THAT(workflow["workflow-meta"]["parent-id"], testing::StartsWith("WOFL-"));
+    EXPECT_EQ(workflow["tasks"][0]["configuration"]["video-clips"][0]["url"],
+              "kxrc:/media/in/interview-01.mov#node-7,desk-1");
+    auto const localizers = tasks_of(job, "task/regular/localize/1.0");
+    ASSERT_EQ(localizers.size(), 2U);
+    EXPECT_EQ(localizers[0]["name"], "harbour.mxf");
+    EXPECT_EQ(localizers[1]["name"], "theme.wav");
+    std::vector<std::string> fed;
+    for (auto const& connection : workflow["tasks"][0]["input-connections"])
+        fed.push_back(connection["to-node"]);
+    EXPECT_EQ(fed, (std::vector<std::string>{"clips[1]{url}", "clips[0]{url}"}));
+}
+
+TEST(kx_finalize, makes_a_job_of_numbered_stills) {
+    auto const job = job_of("submission-iseq.xml");
+    EXPECT_FALSE(job.contains("iseq-source"));
+    EXPECT_EQ(job["file-source"]["files"][0]["url"],
+              "kxrc+iseq:/media/in/titles/"
+              "titles_00001.dpx?ewi=true&ewi-count=60&ewi-sleep=5&fr=25&msni=1&sf=2#node-7,desk-1");
+    EXPECT_EQ(job["file-source"]["files"][0]["targets"], nlohmann::json({encoder_input}));
+}
+
+TEST(kx_finalize, wants_either_a_workflow_or_a_submission) {
+    scratch_folder const folder;
+    auto const job = folder.file("a.job");
+    auto const workflow = example("workflow.xml");
+    auto const submission = example("submission.xml");
+    for (std::vector<std::string> const& arguments :
+         {std::vector<std::string>{},
+          {"--workflow", workflow, "--submission", submission},
+          {"--submission", submission, "--file", "a.mov"},
+          {"--submission", submission, "--source", example("edl-source.xml")},
+          {"--workflow", workflow, "--source", example("edl-source.xml"), "--file", "a.mov"}}) {
+        std::vector<std::string> all{"finalize", "-o", job};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        EXPECT_EQ(run_kx(all).exit_code, 2) << testing::PrintToString(arguments);
+    }
+    auto const none = run_kx({"finalize", "--submission", workflow, "-o", job});
+    EXPECT_EQ(none.exit_code, 1);
+    EXPECT_EQ(none.err, "kx: " + workflow + ": a workflow document, no submission\n");
+    EXPECT_FALSE(std::filesystem::exists(job));
+}
+
+TEST(kx_finalize, names_what_is_wrong_with_a_source) {
+    scratch_folder const folder;
+    auto const source = folder.write("edl.xml", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                                                "<document identifier=\"edl-source\" version=\"7\">\n"
+                                                "  <list key=\"clips\"/>\n</document>\n");
+    auto const job = folder.file("a.job");
+    auto const result = run_kx({"finalize", "--workflow", example("workflow.xml"), "--source", source, "-o", job});
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_THAT(result.err, HasSubstr("No clips in clip-list"));
+    EXPECT_FALSE(std::filesystem::exists(job));
+}
+
 } // namespace

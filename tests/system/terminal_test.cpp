@@ -263,19 +263,4 @@ TEST(kx_finalize, refuses_a_folder_that_should_travel) {
     EXPECT_THAT(refused.err, HasSubstr("a folder, not a file: " + folder.path().string()));
 }
 
-TEST(kx_finalize, takes_a_file_source_document_and_refuses_other_sources) {
-    scratch_folder const folder;
-    auto const job = folder.file("a.job");
-    auto const with = [&](char const* source) {
-        return run_kx({"finalize", "--workflow", example("workflow.xml"), "--source", example(source), "-o", job});
-    };
-    ASSERT_EQ(with("file-source.xml").exit_code, 0);
-    EXPECT_EQ(run_kx({"show", job, "--json"}).json()["workflow"]["workflow-meta"]["source-type"], "file");
-    for (auto const* source : {"monitor-source.xml", "edl-source.xml", "iseq-source.xml", "task.xml", "workflow.xml"}) {
-        auto const result = with(source);
-        EXPECT_EQ(result.exit_code, 1) << source;
-        EXPECT_THAT(result.err, StartsWith("kx: ")) << source;
-    }
-}
-
 } // namespace

@@ -23,6 +23,7 @@ namespace kx {
 namespace {
 
 struct options {
+    std::string submission;
     std::string workflow;
     std::vector<std::string> files;
     std::string source;
@@ -99,7 +100,17 @@ void add_source(kxcore::properties& submission, options const& chosen, applicati
     submission.set_property(source.type, kxbase::make_refcount<kxcore::properties>(source.tree));
 }
 
+// A submission that is finalized already is no document, but a job, so it is refused here.
+kxcore::properties read_submission(options const& chosen, application& app) {
+    auto const submission = read_document(app, chosen.submission);
+    if (submission.config_type != kxclientutil::config_submission) {
+        kxbase::es::arg::raise(fmt::format("a {} document, no submission", submission.type));
+    }
+    return submission.tree;
+}
+
 kxcore::properties compose(options const& chosen, application& app) {
+    if (!chosen.submission.empty()) return read_submission(chosen, app);
     auto const workflow = read_document(app, chosen.workflow);
     if (workflow.config_type != kxclientutil::config_workflow) {
         kxbase::es::arg::raise(fmt::format("a {} document, no workflow", workflow.type));
@@ -154,12 +165,13 @@ void tell(application const& app, options const& chosen, kxcore::properties cons
 
 void run(application& app, options const& chosen) {
     auto const settings = settings_of(chosen);
+    auto const& composed = chosen.submission.empty() ? chosen.workflow : chosen.submission;
     kxcore::properties submission(false);
-    if (!app.run_on(chosen.workflow, [&] { submission = compose(chosen, app); })) return;
+    if (!app.run_on(composed, [&] { submission = compose(chosen, app); })) return;
     if (!app.run_on(chosen.source, [&] { add_source(submission, chosen, app); })) return;
     kxcore::property_list resources;
     auto const& installation = app.installation();
-    if (!app.run_on(chosen.workflow, [&] {
+    if (!app.run_on(composed, [&] {
             check_that_owners_exist(settings, *submission.get_properties_value("workflow"), app);
             kxclientutil::submission_finalize(submission, resources, settings, installation.get_plugins(),
                                               installation.get_constraints());
@@ -197,16 +209,25 @@ void add_settings(CLI::App& command, options& chosen) {
 void add_finalize_command(CLI::App& parser, application& app) {
     auto chosen = std::make_shared<options>();
     auto* const command =
-        parser.add_subcommand("finalize", "Make a job that nodes can run out of a workflow and its source files");
-    command->add_option("--workflow", chosen->workflow, "The workflow document")
+        parser.add_subcommand("finalize", "Make a job that nodes can run out of a workflow and its source");
+    auto* const documents = command->add_option_group("Submission", "What the job is made of");
+    auto* const workflow = documents->add_option("--workflow", chosen->workflow, "The workflow document")
+                               ->type_name("FILE")
+                               ->check(refuse_empty);
+    documents->add_option("--submission", chosen->submission, "A submission document, workflow and source in one")
         ->type_name("FILE")
-        ->required()
         ->check(refuse_empty);
+    documents->require_option(1);
     auto* const files = command->add_option("--file", chosen->files, "Source files, paths or URLs")
                             ->type_name("FILE")
+                            ->needs(workflow)
                             ->check(refuse_empty);
-    command->add_option("--source", chosen->source, "A source document instead of files")
+    command
+        ->add_option("--source", chosen->source,
+                     "A source document instead of files: files, a watched folder, an edit decision list or image "
+                     "sequences")
         ->type_name("FILE")
+        ->needs(workflow)
         ->excludes(files)
         ->check(refuse_empty);
     command->add_option("-o,--output", chosen->job, "The job file to write")
@@ -214,8 +235,9 @@ void add_finalize_command(CLI::App& parser, application& app) {
         ->required()
         ->check(refuse_empty);
     add_settings(*command, *chosen);
-    command->footer("Without files and without a source the workflow alone becomes a job.\n\nExample:\n  kx finalize "
-                    "--workflow news.xml --file clip.mov --as-resources --name News -o news.job\n");
+    command->footer("Without files and without a source the workflow alone becomes a job.\n\nExamples:\n  kx finalize "
+                    "--workflow news.xml --file clip.mov --as-resources --name News -o news.job\n  kx finalize "
+                    "--workflow proxy.xml --source watched.xml -o proxy.job\n");
     command->callback([&app, chosen] { run(app, *chosen); });
 }
 
