@@ -24,7 +24,6 @@ namespace kxclientutil {
 namespace {
 
 using kxbase::make_refcount;
-using kxbase::ptr_refcount;
 using kxcore::constraint_db;
 using testing::HasSubstr;
 using testing::Not;
