@@ -5,7 +5,6 @@
 namespace {
 
 using kxclientutil::find_cycles;
-using kxclientutil::wait_cycle;
 using kxclientutil::wait_edge;
 using testing::ElementsAre;
 using testing::IsEmpty;
