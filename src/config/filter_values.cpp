@@ -75,14 +75,13 @@ std::optional<std::int64_t> filter_date(kxcore::property const* value, std::stri
 }
 
 std::string shown_date(std::int64_t seconds) {
-    using namespace std::chrono;
     // Years of more than five digits have no calendar.
     constexpr std::int64_t most = 32767LL * 365 * day;
     if (seconds > most || seconds < -most) return std::to_string(seconds) + " seconds since 1970";
-    sys_seconds const when{std::chrono::seconds(seconds)};
-    auto const midnight = floor<days>(when);
-    year_month_day const date(midnight);
-    hh_mm_ss const time(when - midnight);
+    std::chrono::sys_seconds const when{std::chrono::seconds(seconds)};
+    auto const midnight = std::chrono::floor<std::chrono::days>(when);
+    std::chrono::year_month_day const date(midnight);
+    std::chrono::hh_mm_ss const time(when - midnight);
     return kxbase::string_with_format("%04d-%02u-%02u %02d:%02d:%02d UTC", static_cast<int>(date.year()),
                                       static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
                                       static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),

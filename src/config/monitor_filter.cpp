@@ -100,8 +100,8 @@ struct monitor_filter::rules {
     [[nodiscard]] std::optional<filter_obstacle> by_size(std::uint64_t size) const;
     [[nodiscard]] std::optional<filter_obstacle> by_date(std::int64_t modified) const;
 
-    bool is_recursive = true;
-    bool follows_links = true;
+    bool is_recursive;
+    bool follows_links;
     std::vector<chosen_pattern> patterns;
     std::vector<chosen_texts> texts;
     std::optional<std::uint64_t> min_size, max_size;
@@ -121,9 +121,8 @@ std::optional<filter_obstacle> monitor_filter::find_obstacle(watched_file const&
     return rules_->by_date(file.modified);
 }
 
-monitor_filter::rules::rules(properties const& source) {
-    is_recursive = is_wanted(source, recursive_path);
-    follows_links = is_wanted(source, follow_links_path);
+monitor_filter::rules::rules(properties const& source)
+    : is_recursive(is_wanted(source, recursive_path)), follows_links(is_wanted(source, follow_links_path)) {
     auto const* const filter = kxcore::property_cast<properties>(source.find_referenced(filter_path));
     if (filter == nullptr) return;
     take_pattern(*filter, "ignore-regexp", false);

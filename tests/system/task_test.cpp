@@ -16,7 +16,6 @@ using kx_test::run_kx;
 using kx_test::run_kx_without_terminal;
 using kx_test::scratch_folder;
 using kx_test::talk_to_kx;
-using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -233,6 +232,11 @@ TEST(kx_task, is_given_up_with_the_terminal_as_it_was) {
     EXPECT_EQ(given_up.result.exit_code, 128 + SIGINT);
     EXPECT_TRUE(given_up.echoes_afterwards);
     EXPECT_THAT(given_up.result.err, Not(HasSubstr("ge")));
+    EXPECT_FALSE(fs::exists(out));
+    auto const ended = talk_to_kx(mail + strings{"--username", "me", "-o", out}, {{"Password for ", "\x04"}});
+    EXPECT_EQ(ended.result.exit_code, 1);
+    EXPECT_TRUE(ended.echoes_afterwards);
+    EXPECT_THAT(ended.result.err, HasSubstr(out + ": no password was given\r\n"));
     EXPECT_FALSE(fs::exists(out));
 }
 

@@ -39,7 +39,7 @@ public:
 
     /// Writes the prompt and reads a line.
     ///
-    /// @throws interrupted when a signal wants the run to end
+    /// @throws interrupted when a signal wants the run to end, es::arg when the line is not ended
     [[nodiscard]] std::string ask(std::string_view prompt) const;
 
 private:
@@ -69,9 +69,12 @@ quiet_terminal::~quiet_terminal() {
 std::string quiet_terminal::ask(std::string_view prompt) const {
     write(prompt);
     std::string line;
-    for (char character = 0; read_character(character) && character != '\n';)
+    char character = 0;
+    while (read_character(character)) {
+        if (character == '\n') return line;
         line += character;
-    return line;
+    }
+    kxbase::es::arg::raise("no password was given");
 }
 
 // A wait, unlike a read, is ended by every signal.

@@ -95,8 +95,10 @@ json as_json(kxclientutil::watched_file const& file, std::optional<kxclientutil:
 }
 
 void try_on_folder(application& app, std::string const& folder, kxcore::properties const& source) {
+    auto const url = kxbase::url_create_from_url_or_path(folder, {});
+    if (kxbase::url_scheme(url) != "file") kxbase::es::arg::raise("a source is tried on a folder of this machine");
     kxclientutil::monitor_filter const filter(source);
-    auto const files = files_below(app, kxbase::url_path(kxbase::url_create_from_url_or_path(folder, {}), true));
+    auto const files = files_below(app, kxbase::url_path(url, true));
     json listed = json::array();
     std::size_t picked_up = 0;
     for (auto const& file : files) {
