@@ -3,7 +3,10 @@
 #include "raising.h"
 #include "submission/base_scheme.h"
 #include "submission/finalization_run.h"
+#include "submission/post_actions.h"
 #include "submission/settings.h"
+#include "submission/workflow_connections.h"
+#include "submission/workflow_localization.h"
 #include "submission/workflow_variables.h"
 
 #include <kxclientutil/resolve.h>
@@ -42,15 +45,23 @@ void finish(workflow_builder& builder);
 
 } // namespace
 
+// The order is part of what a job is. The main localizer of a source comes after all of this and is not seen here; what
+// localizes the clips of an edit decision list comes before and is.
 void finalize_workflow(workflow_builder& builder, finalization_run& run) {
     demand_node(builder, run.settings);
     configure_shared_storage(builder, run.settings);
     configure_priority(builder, run.settings);
     builder.update_task_requirements(true, true);
     give_input_values(builder, run.settings);
+    localize_media_files(builder);
+    publish_extra_files(builder);
     record_task_names(builder);
+    std::vector<wf_connection> const connections = drawn_connections(builder);
+    wire_drawn_connections(builder, connections);
+    add_failure_actions(builder, run.plugins);
+    add_success_actions(builder, run.plugins);
     collect_resources(builder, run);
-    resolve_workflow_variables(builder);
+    if (builder.get_task_count() != 0) resolve_workflow_variables(builder, connections);
     finish(builder);
 }
 

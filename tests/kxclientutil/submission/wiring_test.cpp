@@ -64,6 +64,25 @@ TEST_F(wiring, finds_inputs_by_a_part_of_their_name) {
                   wpath_create(main_localizer, "ftp-ssl-mode"), wpath_create(main_localizer, "source-url")}));
 }
 
+// Plugin ids are compared whole.
+TEST_F(wiring, takes_no_plugin_for_another_that_it_begins_with) {
+    std::string const more = std::string(kx_test::upload_plid) + ".1";
+    std::string const encoder_more = std::string(encoder_plid) + "/x";
+    kx_test::add_plugin(plugins, {more.c_str(), "more", {}, {}});
+    kx_test::add_plugin(plugins, {encoder_more.c_str(), "more", {}, {}});
+    kx_test::add_plugin(plugins, {"task/regular/delete/1.0", "delete", {"source-url"}, {}});
+    submission["workflow"] =
+        tree({{"tasks", list({task_of(more, "u", tree({})), task_of(encoder_more, "e", tree({}))})},
+              {"workflow-meta", tree({{"finalize-workflow-failure",
+                                       tree({{"deployment", tree({{"remove-source", kx_test::flag(true)},
+                                                                  {"stop-encoders", kx_test::flag(true)}})}})}})}});
+    kx_test::captured_report const log;
+    finalize();
+    EXPECT_EQ(log.messages(), std::vector<std::string>{
+                                  "Task 'Delete Source' will never run since there is no task for it to wait for"});
+    EXPECT_FALSE(kx_test::task_in(workflow(), wtid(more, "u")).find("kill-triggers"));
+}
+
 } // namespace
 
 } // namespace kxclientutil

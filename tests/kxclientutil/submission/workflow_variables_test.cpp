@@ -192,34 +192,6 @@ TEST_F(workflow_variables, report_what_they_do_not_know_and_leave_it) {
     expect_left("kxvar:/#100%25s", "Unknown variable '100%s'");
 }
 
-TEST_F(workflow_variables, leave_what_a_chained_task_feeds) {
-    expect_left("$encoder.name$", "Unable to resolve 'encoder.name' (not supported)");
-    expect_left("kxvar:/#encoder.output-bitrate-kbps",
-                "Unable to resolve 'encoder.output-bitrate-kbps' (not supported)");
-    expect_left("mbr.name", "Unable to resolve 'mbr.name' (not supported)");
-    expect_left("$deployment.dest-url$", "Unable to resolve 'deployment.dest-url' (not supported)");
-    expect_left("$destination.url$", "Unable to resolve 'deployment.dest-url' (not supported)");
-}
-
-// No task of the chain has a status while the job is made.
-TEST_F(workflow_variables, give_no_status) {
-    expect_left("kxvar:/#encoder.status", "Unable to resolve 'encoder.status' (not supported)");
-    expect_left("kxvar:/#deployment.status", "Unable to resolve 'deployment.status' (not supported)");
-    expect_left("kxvar:/#deployment.last-status", "Unable to resolve 'deployment.last-status' (not supported)");
-}
-
-// Which names there are does not depend on the chain.
-TEST_F(workflow_variables, know_the_names_of_other_tasks) {
-    for (char const* name : {"encoder.", "encoder.names", "encoder.outputs", "encoder.input", "encoder.Status",
-                             "encoder.media-info-xml", "deployment.", "deployment.dest", "deployment.url",
-                             "deployment.Name", "deployment.status-text", "deployment.outfile"})
-        expect_left(("kxvar:/#" + std::string(name)).c_str(), "Unknown variable '" + std::string(name) + "'");
-    for (char const* name : {"encoder.media-info-xml-url", "encoder.input-", "encoder.output-anything", "mbr.",
-                             "mbr.anything", "deployment.filename", "deployment.x.dest-url"})
-        expect_left(("kxvar:/#" + std::string(name)).c_str(),
-                    "Unable to resolve '" + std::string(name) + "' (not supported)");
-}
-
 TEST_F(workflow_variables, leave_everything_that_is_no_variable_in_silence) {
     captured_report const log;
     for (char const* value :
