@@ -77,14 +77,14 @@ std::string quiet_terminal::ask(std::string_view prompt) const {
     kxbase::es::arg::raise("no password was given");
 }
 
-// A wait, unlike a read, is ended by every signal.
+// A wait, unlike a read, is ended by every signal; a short one also serves a signal that has come just before it.
 bool quiet_terminal::read_character(char& character) const {
     for (;;) {
         pollfd waiting = {terminal_, POLLIN, 0};
-        if (::poll(&waiting, 1, -1) < 0) {
-            interruption::stop_if_asked();
-            continue;
-        }
+        constexpr int moment_in_ms = 100;
+        int const ready = ::poll(&waiting, 1, moment_in_ms);
+        interruption::stop_if_asked();
+        if (ready <= 0) continue;
         auto const size = ::read(terminal_, &character, 1);
         if (size < 0 && errno == EINTR) continue;
         return size == 1;
