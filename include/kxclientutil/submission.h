@@ -130,7 +130,7 @@ submission_get_unfinalized_submission(kxcore::properties const& submission);
 ///
 /// After an error @p resources is unchanged, and the submission has no new original inside, but it may have its new
 /// name, its workflow's name and what the failing step had stored already: image sequences may have become the file
-/// source. Its workflow is the old one. Variables that cannot be resolved are only reported.
+/// source. Variables that cannot be resolved are only reported.
 ///
 /// @throws es::arg for a submission without a workflow; "'%s' isn't a possible input for task named '%s' (%s)",
 ///         "'%s' isn't a possible input for task type '%s'", "No clips in clip-list" and "finalize_edl: Failed to
