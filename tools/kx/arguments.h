@@ -9,7 +9,7 @@
 namespace CLI { // NOLINT(readability-identifier-naming): the parser's own
 class App;
 class Option;
-}
+} // namespace CLI
 
 namespace kx {
 

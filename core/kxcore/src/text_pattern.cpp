@@ -41,9 +41,8 @@ text_pattern::text_pattern(std::string_view expression) : compiled_(std::make_sh
     constexpr std::size_t shown = 200;
     std::string message = "the pattern ";
     words::append_shown(message, expression.substr(0, shown));
-    message += result.error_code() == re2::RE2::ErrorPatternTooLarge
-                   ? " needs more memory than patterns may"
-                   : " is no regular expression: " + result.error();
+    message += result.error_code() == re2::RE2::ErrorPatternTooLarge ? " needs more memory than patterns may"
+                                                                     : " is no regular expression: " + result.error();
     kxbase::es::arg::raise(message);
 }
 
