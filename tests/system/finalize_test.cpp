@@ -218,6 +218,16 @@ TEST(kx_finalize, makes_a_job_of_files_on_servers) {
                   nlohmann::json({encoder_input, "workflow:wtid:task/regular/ogencoder/1.0#720p>source-url",
                                   std::string("workflow:") + localizer + ">ftp-ssl-mode",
                                   std::string("workflow:") + localizer + ">source-url"}));
+
+    auto const localizers = tasks_of(job, "task/regular/localize/1.0"); // one for both encoders, and the source's
+    ASSERT_EQ(localizers.size(), 2U);
+    EXPECT_EQ(localizers[0]["name"], "Intro");
+    EXPECT_EQ(localizers[1]["id"], localizer);
+    for (auto const& encoder : tasks_of(job, "task/regular/ogencoder/1.0"))
+        EXPECT_EQ(
+            encoder["input-connections"],
+            nlohmann::json({{{"from-wtid", localizers[0]["id"]}, {"from-node", "dest-url"}, {"to-node", "intro-url"}},
+                            {{"from-wtid", localizer}, {"from-node", "dest-url"}, {"to-node", "source-url"}}}));
 }
 
 TEST(kx_finalize, makes_a_job_of_a_watched_folder) {
@@ -229,6 +239,15 @@ TEST(kx_finalize, makes_a_job_of_a_watched_folder) {
     auto const& actions = job["monitor-source"]["attached-workflow-actions"];
     for (auto const* key : {"finalize-workflow-failure", "finalize-workflow-success"})
         EXPECT_EQ(meta[key], actions[key]) << key;
+
+    auto const moves = tasks_of(job, "task/regular/move/1.0");
+    ASSERT_EQ(moves.size(), 2U);
+    nlohmann::json const upload = "wtid:task/regular/upload/1.0#beside";
+    EXPECT_EQ(moves[0]["name"], "failed");
+    EXPECT_EQ(moves[0]["run-dependencies"][0]["tasks"],
+              nlohmann::json({"wtid:task/regular/ogencoder/1.0#360p", upload}));
+    EXPECT_EQ(moves[1]["name"], "done");
+    EXPECT_EQ(moves[1]["run-dependencies"][0]["tasks"], nlohmann::json::array({upload}));
 }
 
 TEST(kx_finalize, makes_a_job_of_an_edit_decision_list) {

@@ -236,6 +236,16 @@ TEST_F(finalized_edl_source, gives_all_encoders_the_same_lists) {
     EXPECT_EQ(configuration(wtid(kx_test::upload_plid, "upload")), *tree({}));
 }
 
+// The clips' localizers are there before the workflow looks for those of other files.
+TEST_F(finalized_edl_source, shares_the_localizer_of_a_clip_with_an_intro) {
+    use_tasks({task_of(encoder_plid, "encoder", tree({{"intro-url", text("http://host/b.mov#origin")}}))});
+    use_clips({clip("http://host/b.mov")});
+    finalize();
+    ASSERT_EQ(localizers().size(), 1U);
+    EXPECT_EQ(text_at(localizers()[0], "name"), "b.mov"); // and keeps its label
+    EXPECT_EQ(feeds(encoder), (std::vector<std::string>{"b.mov -> clips[0]{url}", "b.mov -> intro-url"}));
+}
+
 TEST_F(finalized_edl_source, has_neither_targets_nor_a_main_localizer) {
     use_tasks({task_of(kx_test::upload_plid, "upload", tree({}))});
     use_clips({clip("ftp://host/a.mov")});
