@@ -25,7 +25,7 @@ kxcore::installation const& application::installation() {
 }
 
 void application::print(std::string_view text) {
-    has_printed_ = true;
+    has_printed = true;
     std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
@@ -67,7 +67,7 @@ void application::tell_warning(std::string_view subject, std::string_view what) 
 }
 
 int application::finish() {
-    if (wants_json && exit_ != e_exit::done && !has_printed_) print_json({{"errors", errors_}});
+    if (wants_json && exit_ != e_exit::done && !has_printed) print_json({{"errors", errors_}});
     errno = 0;
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
         tell_error("standard output", errno != 0 ? std::strerror(errno) : "cannot be written to");

@@ -91,7 +91,7 @@ private:
     e_exit exit_ = e_exit::done;
 
     // As there is one standard output, there is one answer to whether anything was written to it.
-    inline static bool has_printed_ = false;
+    inline static bool has_printed = false;
 };
 
 } // namespace kx
