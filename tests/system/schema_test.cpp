@@ -244,6 +244,7 @@ constexpr beyond_schemas beyond[] = {
     {"reference-", "what it names lies elsewhere in the document, or in a plugin"},
     {"wiring-", "what it names lies elsewhere in the document"},
     {"variable-", "it stands within a text"},
+    {"encoding-", "it is gone once a parser has read the text"},
     {"secret-", "it is allowed, if unwise"},
     {"monitor-url-with-password-in-rules", "it is allowed, if unwise"},
     {"task-id-of-another-plugin", "two texts would have to be compared"},
