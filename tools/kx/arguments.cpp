@@ -1,5 +1,8 @@
 #include "arguments.h"
 
+#include <kxbase/urls.h>
+#include <kxclientutil/resolve.h>
+
 #include <CLI/CLI.hpp>
 
 #include <charconv>
@@ -16,6 +19,18 @@ std::string refuse_empty_tag(std::string const& value) {
 
 std::string refuse_empty_node(std::string const& value) {
     return value.empty() ? "an empty text is no input and no output" : "";
+}
+
+std::string refuse_missing_folder(std::string const& path_or_url) {
+    auto const path = kxbase::url_path(kxbase::url_create_from_url_or_path(path_or_url, {}), true);
+    for (auto begin = path.find('$'); begin != std::string::npos;) {
+        auto const end = path.find('$', begin + 1);
+        if (end == std::string::npos) break;
+        auto const placeholder = path.substr(begin, end - begin + 1);
+        if (kxclientutil::resolve_path(placeholder).empty()) return "this machine has no folder that is " + placeholder;
+        begin = end;
+    }
+    return "";
 }
 
 CLI::Option* add_output_option(CLI::App& command, std::string& out) {

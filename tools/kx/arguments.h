@@ -21,6 +21,10 @@ namespace kx {
 [[nodiscard]] std::string refuse_empty_tag(std::string const& value);
 [[nodiscard]] std::string refuse_empty_node(std::string const& value);
 
+/// The same for a path or URL that a task works on: a placeholder in it ("$USERMOVIEPATH$") that stands for no folder of
+/// this machine would leave another path, if any.
+[[nodiscard]] std::string refuse_missing_folder(std::string const& path_or_url);
+
 /// Gives a command that changes a document the option to write the result elsewhere.
 CLI::Option* add_output_option(CLI::App& command, std::string& out);
 

@@ -24,6 +24,18 @@ namespace {
     throw CLI::ValidationError("--set " + on_one_line(key), complaint_about_password());
 }
 
+/// A tree goes into the one that is there; anything else takes the place of what is there.
+void put_setting(std::string_view path, kxcore::property_handle value, kxcore::properties& into) {
+    auto const* const added = kxcore::property_cast<kxcore::properties>(value.get());
+    auto const* const before = kxcore::property_cast<kxcore::properties>(into.find_referenced(path));
+    if (added != nullptr && before != nullptr) {
+        auto merged = kxbase::make_refcount<kxcore::properties>(*before);
+        merged->merge_properties(*added);
+        value = merged;
+    }
+    into.set_create_referenced_property(path, value);
+}
+
 /// Secrets by the name of their key, before the value is looked at, and by what the value is. The value itself is never
 /// shown.
 void refuse_secrets(std::string_view key, kxcore::property_handle const& value) {
@@ -60,7 +72,7 @@ void put_settings(made_document_options const& options, kxcore::properties& into
         auto const setting = parse_input_value(text);
         refuse_secrets(setting.input, setting.value);
         try {
-            into.set_create_referenced_property(setting.input, setting.value);
+            put_setting(setting.input, setting.value, into);
         } catch (kxbase::es::arg const& error) {
             throw CLI::ValidationError("--set " + on_one_line(setting.input), on_one_line(error.message()));
         }

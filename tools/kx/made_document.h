@@ -32,7 +32,7 @@ void add_set_option(CLI::App& command, made_document_options& options);
 /// @throws CLI::ValidationError for what is no setting, for a path that can't be set, and for secrets
 [[nodiscard]] kxcore::properties tree_of_settings(made_document_options const& options);
 
-/// Puts the settings into a tree, each at its path.
+/// Puts the settings into a tree, each at its path; a tree is merged with the one that is there.
 ///
 /// @throws CLI::ValidationError as above
 void put_settings(made_document_options const& options, kxcore::properties& into);

@@ -21,6 +21,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <string_view>
+#include <utility>
 
 namespace kx {
 namespace {
@@ -113,7 +114,10 @@ std::string asked_password(std::string_view subject) {
 // A pipe of the shell ("<(pass show mail)") is as good as a file.
 std::string password_of(application& app, std::string const& file) {
     struct stat status = {};
-    std::string const path = kxbase::url_path(kxbase::url_create_from_url_or_path(file, {}), true);
+    auto const url = kxbase::url_create_from_url_or_path(file, {});
+    if (kxbase::url_scheme(url) != "file")
+        kxbase::es::arg::raise("the password file " + shown(file) + " is no file of this machine");
+    std::string const path = kxbase::url_path(url, true);
     bool const is_file = ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
     if (is_file && (status.st_mode & (S_IRGRP | S_IROTH)) != 0) app.tell_warning(file, "others can read this password");
     int const descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -149,6 +153,20 @@ std::string encoded(std::string_view password) {
     return text;
 }
 
+bool has_user(std::string const& url) {
+    return !kxbase::url_user(url, false).empty();
+}
+
+std::string with_password(std::string const& url, std::string_view password) {
+    auto parts = kxbase::split_url(url);
+    std::string authority(parts.authority);
+    auto const end_of_user = authority.rfind('@');
+    if (authority.find(':') == end_of_user - 1) authority.erase(end_of_user - 1, 1);
+    authority.insert(authority.rfind('@'), ':' + encoded(password));
+    parts.authority = authority;
+    return kxbase::join_url(parts);
+}
+
 } // namespace
 
 void add_password_option(CLI::App& command, secret_source& source) {
@@ -171,25 +189,45 @@ std::string read_password(application& app, secret_source const& source, std::st
     return given ? std::move(*given) : asked_password(subject);
 }
 
-std::string with_given_password(application& app, secret_source const& source, std::string const& url) {
-    if (kxbase::url_user(url, false).empty()) return url;
+std::vector<std::string> with_given_password(application& app, secret_source const& source,
+                                             std::vector<std::string> urls) {
+    auto const first = std::ranges::find_if(urls, has_user);
+    if (first == urls.end()) {
+        refuse_unused_password_file(source);
+        return urls;
+    }
     auto const password = given_password(app, source);
-    if (!password || password->empty()) return url;
-    auto parts = kxbase::split_url(url);
-    std::string authority(parts.authority);
-    auto const end_of_user = authority.rfind('@');
-    if (authority.find(':') == end_of_user - 1) authority.erase(end_of_user - 1, 1);
-    authority.insert(authority.rfind('@'), ':' + encoded(*password));
-    parts.authority = authority;
-    return kxbase::join_url(parts);
+    if (!password || password->empty()) {
+        if (!source.file.empty()) app.tell_warning(source.file, "there is no password in its first line");
+        return urls;
+    }
+    auto const login = [](std::string const& url) {
+        return std::pair(kxbase::url_user(url, true), kxbase::url_host(url, true));
+    };
+    if (std::any_of(first, urls.end(), [&](auto const& url) { return has_user(url) && login(url) != login(*first); }))
+        kxbase::es::arg::raise("one password cannot serve two logins: the URLs differ in user or host");
+    for (auto& url : urls)
+        if (has_user(url)) url = with_password(url, *password);
+    return urls;
+}
+
+void refuse_unused_password_file(secret_source const& source) {
+    if (!source.file.empty())
+        kxbase::es::arg::raise("the password file " + shown(source.file) + " is of no use: nobody logs in");
 }
 
 std::string refuse_password(std::string const& url) {
-    return holds_password(url) ? complaint_about_password() : "";
+    if (!holds_password(url)) return "";
+    return complaint_about_password() +
+           "; write the URL without it and give it with --password-file or in the environment as KX_PASSWORD";
+}
+
+std::string refuse_password_here(std::string const& text) {
+    return holds_password(text) ? complaint_about_password() : "";
 }
 
 std::string complaint_about_password() {
-    return "a password does not belong on the command line; " + std::string(other_ways);
+    return "a password does not belong on the command line";
 }
 
 // What a message would hide counts, but for a port with an '@' further on, and an empty password.

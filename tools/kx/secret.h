@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace CLI { // NOLINT(readability-identifier-naming): the parser's own
 class App;
@@ -33,12 +34,24 @@ void add_password_option(CLI::App& command, secret_source& source);
 /// The same without asking: empty when there is neither a file nor KX_PASSWORD.
 [[nodiscard]] std::optional<std::string> given_password(application& app, secret_source const& source);
 
-/// A URL or path of the command line with the password that is given, where it is a URL with a user. Nobody is asked.
-[[nodiscard]] std::string with_given_password(application& app, secret_source const& source, std::string const& url);
+/// The URLs and paths of a command line, in their order, with the password that is given, where they are URLs with a user.
+/// It is read once for all of them, and not at all for paths; nobody is asked.
+///
+/// @throws es::arg when URLs of two users or hosts would get the same password, and when there is a file for no user
+[[nodiscard]] std::vector<std::string> with_given_password(application& app, secret_source const& source,
+                                                           std::vector<std::string> urls);
 
-/// A check for CLI::Option::check: no URL of the command line has a password.
+/// For a run in which nobody logs in.
+///
+/// @throws es::arg when a file was given all the same
+void refuse_unused_password_file(secret_source const& source);
+
+/// A check for CLI::Option::check: a URL that is to get the given password has none on the command line.
 /// @return the complaint; empty for a good value
 [[nodiscard]] std::string refuse_password(std::string const& url);
+
+/// The same for a text that gets none.
+[[nodiscard]] std::string refuse_password_here(std::string const& text);
 
 /// What is said of a password on the command line.
 [[nodiscard]] std::string complaint_about_password();

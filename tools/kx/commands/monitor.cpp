@@ -52,7 +52,7 @@ monitor_source existing_source(application& app, std::string const& file) {
 monitor_source new_source(application& app, options const& chosen) {
     auto const url = chosen.url.empty() && !chosen.folder_to_try.empty()
                          ? chosen.folder_to_try + "/"
-                         : with_given_password(app, chosen.secret, chosen.url);
+                         : with_given_password(app, chosen.secret, {chosen.url}).front();
     return {*kxclientutil::get_monitor_source(url, app.installation().get_plugins())};
 }
 
@@ -84,7 +84,7 @@ void write(application& app, std::string const& out, monitor_source const& sourc
     auto const plugin_id = text_at(source.tree, "manager-configuration{plugin-id}");
     write_made_document(app, out, kxclientutil::config_monitor_source, source.format, source.tree,
                         fmt::format("monitor source {} of {}", in_quotes(name), shown(url)),
-                        {{"plugin-id", plugin_id}, {"name", name}, {"url", without_password(url)}});
+                        {{"plugin-id", plugin_id}, {"name", without_password(name)}, {"url", without_password(url)}});
 }
 
 json as_json(kxclientutil::watched_file const& file, std::optional<kxclientutil::filter_obstacle> const& obstacle) {
@@ -135,6 +135,7 @@ void run(application& app, options const& chosen) {
     std::string const& out = chosen.document.out.empty() ? chosen.source : chosen.document.out;
     std::string const& subject = !chosen.source.empty() ? chosen.source : out;
     bool const is_there = app.run_on(subject, [&] {
+        if (chosen.url.empty()) refuse_unused_password_file(chosen.secret);
         source = chosen.source.empty() ? new_source(app, chosen) : existing_source(app, chosen.source);
         if (chosen.sets_targets())
             kxclientutil::set_targets_on_monitor_source(source.tree, targets_of(chosen, source.tree),
@@ -160,18 +161,21 @@ void add_options(CLI::App& command, options& chosen) {
                     "Where the files go, given as often as needed: workflow:ID>DESTINATION, or any destination")
         ->type_name("TARGET")
         ->allow_extra_args(false)
-        ->check(refuse_password);
+        ->check(refuse_password_here);
     command
         .add_option("--workflow-id", chosen.workflow_id, "The workflow that the files go to, whatever the targets say")
-        ->type_name("ID");
+        ->type_name("ID")
+        ->check(refuse_password_here);
     add_set_option(command, chosen.document);
     auto* const out =
         command.add_option("-o,--output", chosen.document.out, "The document to write; without it that of --source")
             ->type_name("FILE")
             ->check(refuse_empty);
     command
-        .add_option("--try", chosen.folder_to_try,
-                    "Write nothing; list which files of a folder would be picked up, and what keeps the others out")
+        .add_option(
+            "--try", chosen.folder_to_try,
+            "Write nothing; list which files of a folder would be picked up if they had just appeared, and what "
+            "keeps the others out")
         ->type_name("FOLDER")
         ->check(refuse_empty)
         ->excludes(out);

@@ -1,6 +1,7 @@
 #include "task.h"
 
 #include "../arguments.h"
+#include "../shown.h"
 #include "../workflow_file.h"
 #include "commands.h"
 
@@ -34,7 +35,7 @@ void make_task(application& app, char const* kind, task_options const& options, 
         auto const name = task->get_string_value("name", "");
         write_made_document(app, out, kxclientutil::config_task, kxcore::configuration::format_xml, *task,
                             std::string(kind) + " task " + in_quotes(name),
-                            {{"plugin-id", task->get_string_value("plugin-id")}, {"name", name}});
+                            {{"plugin-id", task->get_string_value("plugin-id")}, {"name", without_password(name)}});
     });
 }
 
@@ -44,8 +45,8 @@ void add_task_command(CLI::App& parser, application& app) {
         add(*command, app);
     command->require_subcommand(0, 1);
     command->footer(
-        "Passwords come from --password-file, from KX_PASSWORD of the environment, or are asked for; they never "
-        "stand on the command line.\n\nExamples:\n"
+        "Passwords never stand on the command line: they come from --password-file or from KX_PASSWORD of the "
+        "environment. Those of mail and of the video site are else asked for, those of URLs are not.\n\nExamples:\n"
         "  kx task transfer ftp://ftp.example.com/web/ -o web.xml\n"
         "  kx task mail --server mail.example.com --from encoding@example.com --to desk@example.com \\\n"
         "    --subject '$source.name$ is online' -o mail.xml\n");

@@ -1,3 +1,4 @@
+#include "../arguments.h"
 #include "task.h"
 
 #include <kxclientutil/user_task.h>
@@ -14,8 +15,8 @@ struct options : task_options {
 
 void run(application& app, options const& chosen) {
     make_task(app, "delete", chosen, [&](auto const& plugins, auto const& extra) {
-        return kxclientutil::get_delete_user_task(chosen.name, with_given_password(app, chosen.secret, chosen.source),
-                                                  plugins, extra);
+        auto const urls = with_given_password(app, chosen.secret, {chosen.source});
+        return kxclientutil::get_delete_user_task(chosen.name, urls.front(), plugins, extra);
     });
 }
 
@@ -24,8 +25,11 @@ void run(application& app, options const& chosen) {
 void add_task_delete_command(CLI::App& parser, application& app) {
     auto chosen = std::make_shared<options>();
     auto* const command = parser.add_subcommand("delete", "A task that deletes a file");
-    command->add_option("NAME", chosen->name, "The name of the task")->required();
-    command->add_option("SOURCE", chosen->source, "The file, a path or URL")->required()->check(refuse_password);
+    command->add_option("NAME", chosen->name, "The name of the task")->required()->check(refuse_password_here);
+    command->add_option("SOURCE", chosen->source, "The file, a path or URL")
+        ->required()
+        ->check(refuse_password)
+        ->check(refuse_missing_folder);
     add_task_options(*command, *chosen);
     add_password_option(*command, chosen->secret);
     command->callback([&app, chosen] { run(app, *chosen); });

@@ -15,10 +15,12 @@ struct options : task_options {
 
 void run(application& app, options const& chosen) {
     make_task(app, chosen.pre_execute ? "pre-execute" : "execute", chosen, [&](auto const& plugins, auto const& extra) {
-        if (!chosen.content)
+        if (!chosen.content) {
+            refuse_unused_password_file(chosen.secret);
             return kxclientutil::get_execute_task_with_path(chosen.script, plugins, extra, chosen.pre_execute);
-        return kxclientutil::get_execute_task_with_content(with_given_password(app, chosen.secret, chosen.script),
-                                                           plugins, extra, chosen.pre_execute);
+        }
+        auto const urls = with_given_password(app, chosen.secret, {chosen.script});
+        return kxclientutil::get_execute_task_with_content(urls.front(), plugins, extra, chosen.pre_execute);
     });
 }
 

@@ -19,6 +19,7 @@ struct options : task_options {
 void run(application& app, options const& chosen) {
     make_task(app, "mail", chosen, [&](auto const& plugins, auto const& extra) {
         bool const logs_in = !chosen.username.empty();
+        if (!logs_in) refuse_unused_password_file(chosen.secret);
         auto const password =
             logs_in ? read_password(app, chosen.secret, chosen.username + " at " + chosen.server) : std::string();
         return kxclientutil::get_mail_user_task(chosen.username, password, chosen.server, chosen.from, chosen.to,

@@ -1,3 +1,4 @@
+#include "../arguments.h"
 #include "task.h"
 
 #include <kxclientutil/user_task.h>
@@ -14,9 +15,8 @@ struct options : task_options {
 
 void run(application& app, options const& chosen) {
     make_task(app, "move", chosen, [&](auto const& plugins, auto const& extra) {
-        return kxclientutil::get_move_user_task(with_given_password(app, chosen.secret, chosen.source),
-                                                with_given_password(app, chosen.secret, chosen.dest_dir), plugins,
-                                                extra);
+        auto const urls = with_given_password(app, chosen.secret, {chosen.source, chosen.dest_dir});
+        return kxclientutil::get_move_user_task(urls[0], urls[1], plugins, extra);
     });
 }
 
@@ -25,8 +25,14 @@ void run(application& app, options const& chosen) {
 void add_task_move_command(CLI::App& parser, application& app) {
     auto chosen = std::make_shared<options>();
     auto* const command = parser.add_subcommand("move", "A task that moves a file, named after the folder it goes to");
-    command->add_option("SOURCE", chosen->source, "The file, a path or URL")->required()->check(refuse_password);
-    command->add_option("DEST_DIR", chosen->dest_dir, "The folder, a path or URL")->required()->check(refuse_password);
+    command->add_option("SOURCE", chosen->source, "The file, a path or URL")
+        ->required()
+        ->check(refuse_password)
+        ->check(refuse_missing_folder);
+    command->add_option("DEST_DIR", chosen->dest_dir, "The folder, a path or URL")
+        ->required()
+        ->check(refuse_password)
+        ->check(refuse_missing_folder);
     add_task_options(*command, *chosen);
     add_password_option(*command, chosen->secret);
     command->callback([&app, chosen] { run(app, *chosen); });

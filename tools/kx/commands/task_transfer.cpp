@@ -1,3 +1,4 @@
+#include "../arguments.h"
 #include "task.h"
 
 #include <kxclientutil/user_task.h>
@@ -14,8 +15,8 @@ struct options : task_options {
 
 void run(application& app, options const& chosen) {
     make_task(app, "transfer", chosen, [&](auto const& plugins, auto const& extra) {
-        return kxclientutil::get_transfer_user_task(with_given_password(app, chosen.secret, chosen.dest_dir), plugins,
-                                                    extra, chosen.encoder_prefix);
+        auto const urls = with_given_password(app, chosen.secret, {chosen.dest_dir});
+        return kxclientutil::get_transfer_user_task(urls.front(), plugins, extra, chosen.encoder_prefix);
     });
 }
 
@@ -29,7 +30,8 @@ void add_task_transfer_command(CLI::App& parser, application& app) {
         ->add_option("DEST_DIR", chosen->dest_dir,
                      "The folder, a path or URL with a separator at its end; SAS is the folder of the source file")
         ->required()
-        ->check(refuse_password);
+        ->check(refuse_password)
+        ->check(refuse_missing_folder);
     command->add_flag("--encoder-prefix", chosen->encoder_prefix,
                       "Name the copy after the encoder and the source file, with a hyphen between them");
     add_task_options(*command, *chosen);
