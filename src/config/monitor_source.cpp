@@ -26,6 +26,8 @@ using kxcore::property_list;
 
 constexpr fixed_place no_suitable_plugin_reported{config_source_path, 940};
 constexpr fixed_place no_suitable_plugin_raised{config_source_path, 941};
+// find_plugins and describe_plugin of a database look into the same map, so that this one can only be met with a database
+// of another making.
 constexpr unsigned int no_plugin_info_line = 949;
 
 constexpr unsigned int message_kind = 4;
