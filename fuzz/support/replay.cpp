@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -17,10 +17,12 @@ namespace {
 namespace fs = std::filesystem;
 
 void replay(fs::path const& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::vector<char> const content{std::istreambuf_iterator<char>(in), {}};
-    if (in.bad()) throw std::runtime_error("cannot read " + file.string());
-    std::vector<std::uint8_t> const bytes(content.begin(), content.end());
+    std::ifstream const in(file, std::ios::binary);
+    std::ostringstream content;
+    content << in.rdbuf();
+    if (!in) throw std::runtime_error("cannot read " + file.string());
+    std::string const text = std::move(content).str();
+    std::vector<std::uint8_t> const bytes(text.begin(), text.end());
     // Told before, so that a crash has a name.
     std::printf("%s\n", file.string().c_str());
     std::fflush(stdout);

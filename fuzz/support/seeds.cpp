@@ -15,8 +15,8 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
+#include <sstream>
 #include <string>
 
 namespace {
@@ -25,8 +25,10 @@ namespace fs = std::filesystem;
 using kxcore::configuration;
 
 std::string read_file(fs::path const& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
+    std::ifstream const in(path, std::ios::binary);
+    std::ostringstream content;
+    content << in.rdbuf();
+    return std::move(content).str();
 }
 
 void write_file(fs::path const& path, std::string_view content) {
