@@ -10,8 +10,8 @@
 
 #include <algorithm>
 #include <array>
-#include <ranges>
 #include <set>
+#include <span>
 #include <tuple>
 
 namespace kxclientutil {
@@ -208,7 +208,8 @@ std::string connection_judge::nearest_task(std::string_view wtid) {
     constexpr std::size_t most = 500;
     auto const separator = std::min(wtid.find('#'), wtid.size());
     std::vector<std::string> similar;
-    for (std::string_view const each : known_tasks() | std::views::take(most)) {
+    std::span<std::string const> const known = known_tasks();
+    for (std::string_view const each : known.first(std::min(known.size(), most))) {
         auto const end = std::min(each.find('#'), each.size());
         if (each.substr(0, end) == wtid.substr(0, separator) || each.substr(end) == wtid.substr(separator))
             similar.emplace_back(each);
