@@ -99,7 +99,7 @@ void add_schema_command(CLI::App& parser, application& app) {
     auto chosen = std::make_shared<options>();
     auto* const command = parser.add_subcommand("schema", "Write what documents of a type may hold, as a schema");
     auto* const type = command->add_option(
-        "TYPE", chosen->type, "A type (\"workflow\") or its constraint (\"node.workflow\"); without it all are listed");
+        "TYPE", chosen->type, R"(A type ("workflow") or its constraint ("node.workflow"); without it all are listed)");
     auto* const forms = command->add_option_group("form", "At most one of");
     for (std::size_t i = 0; i < form_options.size(); ++i)
         forms->add_flag(fmt::format("--{}", form_options[i].name), chosen->wants_form[i], form_options[i].description)
