@@ -25,8 +25,8 @@ namespace kx {
 ///
 /// @param in   an existing folder
 /// @param out  the same, one that exists, or one that does not, whose parent does; neither within @p in nor around it
-/// @param format  of all written documents; without it each keeps its own
+/// @param wanted  the format of all written documents; without it each keeps its own
 void convert_folder(application& app, std::filesystem::path const& in, std::string const& out,
-                    std::optional<kxcore::configuration::format> format);
+                    std::optional<kxcore::configuration::format> wanted);
 
 } // namespace kx
