@@ -14,6 +14,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace kxclientutil {
 
@@ -24,6 +25,7 @@ using placeholder_table = std::map<std::string, std::string>;
 placeholder_table& placeholders();
 placeholder_table built_in_placeholders();
 std::string resolved_path(kxbase::url_parts const& parts);
+std::string as_plain_path(std::string normalized);
 bool may_hold_placeholder(std::string_view path);
 
 constexpr std::string_view scheme_characters = "abcdefghijklmnopqrstuvwxyz1234567890+-.";
@@ -117,12 +119,19 @@ placeholder_table built_in_placeholders() {
 /// The path with its placeholders resolved, normalized, as it stands in the URL.
 std::string resolved_path(kxbase::url_parts const& parts) {
     if (kxbase::is_settled_path(parts.path) && !may_hold_placeholder(parts.path)) return std::string(parts.path);
-    std::string path = kxbase::path_normalized(resolve_path(kxbase::decoded_path(parts)), '/');
-    // A path that has lost what stood before "NAME:" would be a URL to the next who takes it apart.
-    if (!parts.is_url()) return kxbase::split_url(path).is_url() ? "./" + path : path;
+    std::string const named = resolve_path(kxbase::decoded_path(parts));
+    std::string path = kxbase::path_normalized(named, '/');
+    if (!parts.is_url()) return named.empty() ? path : as_plain_path(std::move(path));
     path = kxbase::encoded_path(path);
     kxbase::fit_path(parts, path);
     return path;
+}
+
+/// A path that has lost what stood before "NAME:" would be a URL to the next who takes it apart, and one that climbed back
+/// to where it began would be none at all.
+std::string as_plain_path(std::string normalized) {
+    if (normalized.empty()) return ".";
+    return kxbase::split_url(normalized).is_url() ? "./" + normalized : normalized;
 }
 
 /// Whether there is a character in it with which a placeholder begins: '$', unless somebody added other names.

@@ -125,6 +125,9 @@ TEST(resolve_url, resolves_and_normalizes_the_path) {
     EXPECT_EQ(resolve_url_path("file:\\\\.\\y\\a.mov"), "file:/y/a.mov");
     EXPECT_EQ(resolve_url_path("x/../take:2/a b.mov"), "./take:2/a b.mov") << "stays a path";
     EXPECT_EQ(resolve_url_path("./take:2/a b.mov"), "./take:2/a b.mov");
+    for (char const* const nowhere : {"t/..", ".", "./", "t/../"})
+        EXPECT_EQ(resolve_url_path(nowhere), ".") << nowhere;
+    EXPECT_EQ(resolve_url_path(""), "");
 }
 
 TEST(resolve_url, keeps_scheme_host_query_and_fragment) {
