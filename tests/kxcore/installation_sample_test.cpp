@@ -269,7 +269,7 @@ TEST(installation_sample, has_examples_whose_tasks_are_configured_as_their_plugi
                 for (auto const& task : *tasks)
                     judge(*property_cast<properties>(task), file);
     }
-    EXPECT_EQ(judged, 24U);
+    EXPECT_EQ(judged, 30U);
 }
 
 TEST(installation_sample, has_a_legacy_preset_that_makes_a_fitting_configuration) {
