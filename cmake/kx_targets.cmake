@@ -88,6 +88,14 @@ function(kx_add_executable name)
     INSTALL_RPATH "\$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 endfunction()
 
+# target_precompile_headers, so that ccache sees which precompiled header is used; the presets allow it to.
+function(kx_precompile_headers name)
+  target_precompile_headers(${name} ${ARGN})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(${name} PRIVATE -fpch-preprocess)
+  endif()
+endfunction()
+
 # Compiling the tests takes longer than running them: with sanitizers only what is tested is optimised.
 function(kx_apply_test_flags name)
   kx_apply_flags(${name})
@@ -112,11 +120,7 @@ function(kx_precompile_test_framework name)
     kx_apply_test_flags(kx_test_framework)
     target_precompile_headers(kx_test_framework PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
   endif()
-  target_precompile_headers(${name} REUSE_FROM kx_test_framework)
-  # Lets ccache see which precompiled header is used; the presets allow it to.
-  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    target_compile_options(${name} PRIVATE -fpch-preprocess)
-  endif()
+  kx_precompile_headers(${name} REUSE_FROM kx_test_framework)
 endfunction()
 
 # Tests are discovered when ctest runs, so a build does not start the executable. KX_SOURCE_DIR is the root of the
