@@ -1,6 +1,5 @@
 #include "bounded_encoding.h"
 
-#include <kxcore/network_encoding.h>
 #include <kxcore/properties.h>
 
 #include <kxbase/errors.h>
@@ -9,32 +8,23 @@
 
 namespace kxcore {
 
-namespace {
-
-class bounded_sink final : public encoder_sink {
-public:
-    explicit bounded_sink(std::size_t limit) : limit_(limit) { content.set_aggressive(true); }
-
-    void write(std::span<std::byte const> bytes) override {
-        if (bytes.size() > limit_ - content.size())
-            kxbase::es::arg::raise("a tree of more than " + std::to_string(limit_) + " encoded bytes (limit document)");
-        content.append(bytes);
+void bounded_sink::write(std::span<std::byte const> bytes) {
+    if (bytes.size() > left_) {
+        left_ = 0;
+        kxbase::es::arg::raise("a tree of more than " + std::to_string(limit_) + " encoded bytes (limit document)");
     }
-
-    kxbase::buffer content;
-
-private:
-    std::size_t limit_;
-};
-
-} // namespace
+    left_ -= bytes.size();
+    if (content_ != nullptr) content_->append(bytes);
+}
 
 kxbase::buffer encoded_up_to(properties const& tree, std::size_t limit) {
-    bounded_sink sink(limit);
+    kxbase::buffer content;
+    content.set_aggressive(true);
+    bounded_sink sink(limit, &content);
     encoder_network encoder(sink);
     encoder.write(tree);
     encoder.flush();
-    return std::move(sink.content);
+    return content;
 }
 
 } // namespace kxcore

@@ -1,5 +1,6 @@
 #include <kxcore/credentials.h>
 
+#include "children.h"
 #include "cipher.h"
 #include "key_file.h"
 #include "url_credentials.h"
@@ -7,14 +8,17 @@
 #include <kxcore/properties.h>
 #include <kxcore/property_special.h>
 #include <kxcore/property_values.h>
-#include <kxcore/property_walk.h>
 
 #include <kxbase/base64.h>
 #include <kxbase/errors.h>
 #include <kxbase/urls.h>
 
 #include <array>
+#include <compare>
 #include <optional>
+#include <set>
+#include <utility>
+#include <vector>
 
 namespace kxcore::credentials {
 
@@ -40,8 +44,44 @@ struct protected_url_parts {
     std::string_view readable;
 };
 
+/// Which of the rules a path fits.
+using fitting_rules = std::array<bool, wrap_rules.size()>;
+
+fitting_rules rules_for(std::string_view path);
+e_content to_wrap(fitting_rules const& rules, property_string const& text);
+e_content to_hide(fitting_rules const& rules, bool last_key_is_password, property_string const& text);
+bool speaks_of_password(std::string_view key);
 bool has_user_or_password(std::string_view url);
 std::string_view last_key(std::string_view path);
+
+/// Looks for a credential in a tree, up to the first. What the rules want to know of paths goes along instead of the paths,
+/// and a part that several share is looked at once for each answer: a small document may hold a tree with more paths than
+/// anybody could ever walk.
+class credential_search {
+public:
+    [[nodiscard]] bool finds_one(properties const& tree);
+
+private:
+    struct place {
+        fitting_rules rules{};
+        bool in_password = false; ///< the last key speaks of one
+
+        auto operator<=>(place const&) const = default;
+    };
+
+    struct container {
+        detail::children rest;
+        place where;
+    };
+
+    [[nodiscard]] place below(place const& above, std::string_view key) const;
+    [[nodiscard]] static bool is_credential(property const& value, place const& where);
+    [[nodiscard]] bool is_new(property const& value, place const& where);
+
+    std::vector<container> open_;
+    std::set<std::pair<property const*, place>> seen_;
+};
+
 std::string associated_with_url(std::string_view readable);
 std::optional<protected_url_parts> split_protected_url(std::string_view text);
 std::string unwrap(std::string_view base64, std::string_view associated);
@@ -51,33 +91,16 @@ std::string unwrap(std::string_view base64, std::string_view associated);
 
 e_content content_to_wrap(std::string_view path, property const& value) {
     auto const* const text = property_cast<property_string>(&value);
-    if (text == nullptr) return e_content::none;
-    for (wrap_rule const& rule : wrap_rules) {
-        if (path.find(rule.in_path) == std::string_view::npos) continue;
-        bool const is_url = rule.content == e_content::url;
-        return is_url && !has_user_or_password(text->value()) ? e_content::none : rule.content;
-    }
-    return e_content::none;
+    return text == nullptr ? e_content::none : to_wrap(rules_for(path), *text);
 }
 
 e_content content_to_hide(std::string_view path, property const& value) {
     auto const* const text = property_cast<property_string>(&value);
-    if (text == nullptr) return e_content::none;
-    if (auto const wrapped = content_to_wrap(path, value); wrapped != e_content::none) return wrapped;
-    if (last_key(path).find("password") != std::string_view::npos) return e_content::text;
-    return has_user_or_password(text->value()) ? e_content::url : e_content::none;
+    return text == nullptr ? e_content::none : to_hide(rules_for(path), speaks_of_password(last_key(path)), *text);
 }
 
 bool holds_credentials(properties const& tree) {
-    bool found = false;
-    visit_leaves(tree, [&found](std::string_view path, property_handle const& value) {
-        if (found) return;
-        if (auto const* const special = property_cast<property_special>(value.get()))
-            found = special->sub_type() == property_special::e_sub_type::credential;
-        else
-            found = content_to_hide(path, *value) != e_content::none;
-    });
-    return found;
+    return credential_search().finds_one(tree);
 }
 
 std::string wrap_url(std::string_view url) {
@@ -118,6 +141,71 @@ std::string readable_url(std::string_view protected_url) {
 }
 
 namespace {
+
+fitting_rules rules_for(std::string_view path) {
+    fitting_rules rules{};
+    for (std::size_t rule = 0; rule < wrap_rules.size(); ++rule)
+        rules[rule] = path.find(wrap_rules[rule].in_path) != std::string_view::npos;
+    return rules;
+}
+
+e_content to_wrap(fitting_rules const& rules, property_string const& text) {
+    for (std::size_t rule = 0; rule < wrap_rules.size(); ++rule) {
+        if (!rules[rule]) continue;
+        e_content const content = wrap_rules[rule].content;
+        return content == e_content::url && !has_user_or_password(text.value()) ? e_content::none : content;
+    }
+    return e_content::none;
+}
+
+e_content to_hide(fitting_rules const& rules, bool last_key_is_password, property_string const& text) {
+    if (auto const wrapped = to_wrap(rules, text); wrapped != e_content::none) return wrapped;
+    if (last_key_is_password) return e_content::text;
+    return has_user_or_password(text.value()) ? e_content::url : e_content::none;
+}
+
+bool speaks_of_password(std::string_view key) {
+    return key.find("password") != std::string_view::npos;
+}
+
+bool credential_search::finds_one(properties const& tree) {
+    open_.push_back({detail::children(tree), {}});
+    while (!open_.empty()) {
+        container& current = open_.back();
+        if (current.rest.at_end()) {
+            open_.pop_back();
+            continue;
+        }
+        property const& value = *current.rest.value();
+        place const where = current.rest.is_tree() ? below(current.where, current.rest.key().text()) : current.where;
+        current.rest.next();
+        if (is_credential(value, where)) return true;
+        if (detail::is_container(value) && is_new(value, where)) open_.push_back({detail::children(value), where});
+    }
+    return false;
+}
+
+/// Keys come into a path in braces, but for the first one.
+credential_search::place credential_search::below(place const& above, std::string_view key) const {
+    place where{rules_for(key), speaks_of_password(key)};
+    for (std::size_t rule = 0; rule < wrap_rules.size(); ++rule) {
+        std::string_view const word = wrap_rules[rule].in_path;
+        bool const ends_in_it = open_.size() > 1 && key.ends_with(word.substr(0, word.size() - 1));
+        where.rules[rule] = where.rules[rule] || above.rules[rule] || ends_in_it;
+    }
+    return where;
+}
+
+bool credential_search::is_credential(property const& value, place const& where) {
+    if (auto const* const text = property_cast<property_string>(&value))
+        return to_hide(where.rules, where.in_password, *text) != e_content::none;
+    auto const* const special = property_cast<property_special>(&value);
+    return special != nullptr && special->sub_type() == property_special::e_sub_type::credential;
+}
+
+bool credential_search::is_new(property const& value, place const& where) {
+    return !value.is_shared() || seen_.emplace(&value, where).second;
+}
 
 bool has_user_or_password(std::string_view url) {
     return !kxbase::url_user(url, true).empty() || !kxbase::url_password(url, true).empty();
