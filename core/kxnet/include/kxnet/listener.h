@@ -1,0 +1,41 @@
+#pragma once
+
+/// @file
+/// The side of the server: where clients come in.
+
+#include <kxnet/export.h>
+#include <kxnet/packet_stream.h>
+#include <kxnet/transport.h>
+
+#include <memory>
+#include <string>
+
+namespace kxnet {
+
+/// Listens on a port. One thread accepts; any thread may close.
+class KXNET_EXPORT listener {
+public:
+    /// @param address  an IPv4 or IPv6 address or a name; empty for all of this host, of both kinds
+    /// @param port     0 for a free one
+    /// @throws es::call naming address and port when they cannot be listened on
+    /// @throws es::arg naming the file when the certificate or its key cannot be used
+    listener(std::string const& address, unsigned int port, server_options const& options = {});
+    ~listener();
+    listener(listener const&) = delete;
+    listener& operator=(listener const&) = delete;
+
+    [[nodiscard]] unsigned int port() const noexcept;
+
+    /// The next client, not greeted yet: call `packet_stream::greet` on a thread that a silent client may hold. Empty when
+    /// none has come by the deadline, and once closed.
+    [[nodiscard]] std::unique_ptr<packet_stream> accept(time_point deadline = no_deadline);
+
+    /// From now on nobody is accepted; whoever waits in `accept` gets an empty result. Streams that it gave live on.
+    void close() noexcept;
+
+private:
+    struct state;
+    std::unique_ptr<state> state_;
+};
+
+} // namespace kxnet
