@@ -101,6 +101,21 @@ private:
     return value.kind() == property_kind::properties || value.kind() == property_kind::list;
 }
 
+/// Whether the two are one object, or containers that share their members.
+[[nodiscard]] inline bool is_same_or_shared(property const& left, property const& right) noexcept {
+    if (&left == &right) return true;
+    if (left.kind() != right.kind()) return false;
+    if (left.kind() == property_kind::properties) {
+        auto const* const members = static_cast<properties const&>(left).begin();
+        return members != nullptr && members == static_cast<properties const&>(right).begin();
+    }
+    if (left.kind() == property_kind::list) {
+        auto const* const elements = static_cast<property_list const&>(left).begin();
+        return elements != nullptr && elements == static_cast<property_list const&>(right).begin();
+    }
+    return false;
+}
+
 [[nodiscard]] inline bool is_empty_container(property const& value) noexcept {
     return is_container(value) && children(value).at_end();
 }

@@ -21,7 +21,6 @@ int compare_values(property const& left, property const& right, e_wanted wanted)
 int compare_leaves(property const& left, property const& right);
 int compare_constraints(constraint const& left, constraint const& right);
 int compare_specials(property_special const& left, property_special const& right);
-bool is_same_or_shared(property const& left, property const& right) noexcept;
 std::size_t size_of(property const& container) noexcept;
 
 template <class T>
@@ -53,7 +52,7 @@ struct both {
 
 /// Compares two values, containers without looking into them: what is in them is compared next, if `into` gets them.
 int compare_outside(property const& left, property const& right, e_wanted wanted, std::vector<both>& into) {
-    if (is_same_or_shared(left, right)) return 0;
+    if (detail::is_same_or_shared(left, right)) return 0;
     if (left.kind() != right.kind()) return compare_numbers(left.kind(), right.kind());
     if (!detail::is_container(left)) return compare_leaves(left, right);
     if (wanted == e_wanted::equality && size_of(left) != size_of(right)) return 1;
@@ -118,21 +117,6 @@ int compare_specials(property_special const& left, property_special const& right
     if (left.sub_type() != right.sub_type()) return compare_numbers(left.sub_type(), right.sub_type());
     if (left.value_kind() != right.value_kind()) return compare_numbers(left.value_kind(), right.value_kind());
     return left.value().compare(right.value());
-}
-
-/// Whether the two are one object, or containers that share their members.
-bool is_same_or_shared(property const& left, property const& right) noexcept {
-    if (&left == &right) return true;
-    if (left.kind() != right.kind()) return false;
-    if (left.kind() == property_kind::properties) {
-        auto const* const members = static_cast<properties const&>(left).begin();
-        return members != nullptr && members == static_cast<properties const&>(right).begin();
-    }
-    if (left.kind() == property_kind::list) {
-        auto const* const elements = static_cast<property_list const&>(left).begin();
-        return elements != nullptr && elements == static_cast<property_list const&>(right).begin();
-    }
-    return false;
 }
 
 std::size_t size_of(property const& container) noexcept {

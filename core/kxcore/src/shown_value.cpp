@@ -15,8 +15,6 @@ namespace kxcore {
 
 namespace {
 
-constexpr std::size_t longest_shown = 60;
-
 std::string without_passwords(std::string_view text);
 
 std::string_view article_and_kind(property_kind kind) {
@@ -72,17 +70,17 @@ std::string found_text(property const& value, bool secret) {
     }
 }
 
-std::string shown_text(std::string_view text) {
+std::string shown_text(std::string_view text, std::size_t longest) {
     std::string const safe = without_passwords(text);
     std::string out;
-    if (safe.size() <= longest_shown) {
+    if (safe.size() <= longest) {
         words::append_shown(out, safe);
         return out;
     }
-    std::string_view head = std::string_view(safe).substr(0, longest_shown);
+    std::string_view head = std::string_view(safe).substr(0, longest);
     // Not in the middle of a character, unless there are none.
     std::size_t const whole = kxbase::valid_utf8_prefix(head);
-    if (longest_shown - whole < 4) head = head.substr(0, whole);
+    if (longest - whole < 4) head = head.substr(0, whole);
     words::append_shown(out, head);
     return out + "...";
 }

@@ -5,6 +5,7 @@
 
 #include <kxcore/property.h>
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -19,8 +20,9 @@ namespace kxcore {
 /// @param secret shows the kind alone
 [[nodiscard]] KXCORE_EXPORT std::string found_text(property const& value, bool secret);
 
-/// The text in double quotes, shortened to 60 bytes and escaped, so that it stays on one line; passwords of URLs in it
-/// are masked.
-[[nodiscard]] KXCORE_EXPORT std::string shown_text(std::string_view text);
+/// The text in double quotes, shortened and escaped, so that it stays on one line; passwords of URLs in it are masked.
+///
+/// @param longest the most bytes that are shown of it
+[[nodiscard]] KXCORE_EXPORT std::string shown_text(std::string_view text, std::size_t longest = 60);
 
 } // namespace kxcore
