@@ -27,11 +27,13 @@ using kxbase::make_refcount;
 using kxcore::properties;
 using kxcore::property_string;
 
+void finalize(finalization_run& run, kxcore::property_list& resources);
 void override_name(finalization_run const& run);
 void name_workflow(finalization_run const& run);
 void finalize_source(finalization_run& run);
 void finalize_without_source(finalization_run& run);
-void append_resources(resource_set const& collected, kxcore::property_list& resources);
+void store_original(finalization_run const& run, kxcore::property_handle const& original);
+void append_resources(finalization_run const& run, kxcore::property_list& resources);
 
 struct source_kind {
     char const* key;
@@ -50,20 +52,36 @@ constexpr std::array<source_kind, 4> source_kinds{{
 
 void submission_finalize(properties& submission, kxcore::property_list& resources, finalize_sub_conf const& settings,
                          kxcore::plugin_db const& plugins, kxcore::constraint_db const& constraints) {
-    auto const original = compress_original(submission);
-    finalization_run run{submission, settings, plugins, constraints, {}};
-    override_name(run);
-    name_workflow(run);
-    finalize_source(run);
-    submission.set_create_referenced_property(original_path, original);
-    append_resources(run.resources, resources);
+    finalization_run run{submission, settings, plugins, constraints, {}, {}};
+    finalize(run, resources);
+}
+
+void submission_finalize(properties& submission, kxcore::property_list& resources, finalize_sub_conf const& settings,
+                         kxcore::plugin_db const& plugins, kxcore::constraint_db const& constraints,
+                         finalization_account& account) {
+    account = {};
+    finalization_run run{submission, settings, plugins, constraints, {}, finalization_notes(&account)};
+    finalize(run, resources);
 }
 
 namespace {
 
+void finalize(finalization_run& run, kxcore::property_list& resources) {
+    auto const original = compress_original(run.submission);
+    override_name(run);
+    name_workflow(run);
+    finalize_source(run);
+    store_original(run, original);
+    append_resources(run, resources);
+    run.notes.complete();
+}
+
 void override_name(finalization_run const& run) {
-    if (!run.settings.submission_name.empty())
-        run.submission.set_property("name", make_refcount<property_string>(run.settings.submission_name));
+    run.notes.begin(e_finalization_step::names);
+    if (run.settings.submission_name.empty()) return;
+    auto const name = make_refcount<property_string>(run.settings.submission_name);
+    run.notes.set({}, "name", run.submission.get_property("name"), name, "as you asked");
+    run.submission.set_property("name", name);
 }
 
 /// An existing name stays, an empty one too.
@@ -71,7 +89,9 @@ void name_workflow(finalization_run const& run) {
     // Raises without a workflow, which would otherwise come into being here, with nothing but a name.
     auto const workflow = run.submission.get_properties_value("workflow");
     if (workflow->is_present("name")) return;
-    run.submission.set_create_referenced_property("workflow{name}", run.submission.get_property("name"));
+    auto const name = run.submission.get_property("name");
+    if (name) run.notes.set({}, "workflow{name}", {}, name, "the workflow had no name of its own");
+    run.submission.set_create_referenced_property("workflow{name}", name);
 }
 
 void finalize_source(finalization_run& run) {
@@ -82,19 +102,27 @@ void finalize_source(finalization_run& run) {
 }
 
 void finalize_without_source(finalization_run& run) {
-    kxworkflow::workflow_builder builder(*run.submission.get_properties_value("workflow"), run.plugins,
-                                         run.constraints);
+    kxworkflow::workflow_builder builder = open_workflow(run);
     finalize_workflow(builder, run);
     store_workflow(builder, run);
 }
 
+void store_original(finalization_run const& run, kxcore::property_handle const& original) {
+    run.notes.begin(e_finalization_step::original);
+    run.submission.set_create_referenced_property(original_path, original);
+    run.notes.set({}, original_path, {}, original, "the submission as it came");
+}
+
 /// In byte order.
-void append_resources(resource_set const& collected, kxcore::property_list& resources) {
-    std::vector<std::string_view> sorted(collected.begin(), collected.end());
+void append_resources(finalization_run const& run, kxcore::property_list& resources) {
+    run.notes.begin(e_finalization_step::resources);
+    std::vector<std::string_view> sorted(run.resources.begin(), run.resources.end());
     std::ranges::sort(sorted);
     resources.reserve(resources.size() + sorted.size());
-    for (std::string_view const resource : sorted)
+    for (std::string_view const resource : sorted) {
         resources.push_back(make_refcount<property_string>(resource));
+        run.notes.resource(resource);
+    }
 }
 
 } // namespace

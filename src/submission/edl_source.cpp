@@ -56,24 +56,30 @@ struct rewritten_clips {
 };
 
 rewritten_clips rewrite_clips(properties const& source, finalization_run& run);
-void describe_list(workflow_builder& builder, properties const& source, std::string const& spawn_value);
-void give_clips(workflow_builder& builder, std::set<std::string> const& encoders, rewritten_clips const& clips);
-void localize_clips(workflow_builder& builder, std::set<std::string> const& encoders, rewritten_clips const& clips);
+void describe_list(workflow_builder& builder, properties const& source, std::string const& spawn_value,
+                   finalization_run const& run);
+void give_clips(workflow_builder& builder, std::set<std::string> const& encoders, rewritten_clips const& clips,
+                finalization_notes const& notes);
+void localize_clips(workflow_builder& builder, std::set<std::string> const& encoders, rewritten_clips const& clips,
+                    finalization_notes const& notes);
 
 } // namespace
 
 void finalize_edl_source(finalization_run& run) {
     auto const source = run.submission.get_properties_value("edl-source");
+    run.notes.begin(e_finalization_step::source);
     rewritten_clips const clips = rewrite_clips(*source, run);
-    workflow_builder builder(*run.submission.get_properties_value("workflow"), run.plugins, run.constraints);
-    describe_list(builder, *source, clips.spawn_value);
+    workflow_builder builder = open_workflow(run);
+    describe_list(builder, *source, clips.spawn_value, run);
     std::set<std::string> const encoders = encoder_tasks(builder);
-    give_clips(builder, encoders, clips);
-    localize_clips(builder, encoders, clips);
+    give_clips(builder, encoders, clips, run.notes);
+    localize_clips(builder, encoders, clips, run.notes);
     finalize_workflow(builder, run);
     builder.set_workflow_type(edl_workflow_type);
 
     store_workflow(builder, run);
+    run.notes.begin(e_finalization_step::source_wiring);
+    run.notes.set({}, "edl-source", source, {}, "its clips are in the encoders");
     run.submission.erase("edl-source");
 }
 
@@ -97,7 +103,8 @@ void rewrite_list(source_list const& clips, std::size_t which, finalization_run&
     auto const list = make_refcount<property_list>();
     list->reserve(clips.size());
     for (std::size_t index = 0; index < clips.size(); ++index) {
-        auto const [uri, reach] = rewrite_source_url(clips.text(index, "url"), nodes, run.settings.resource_uri_option);
+        auto const [uri, reach] =
+            rewrite_source_url(clips.text(index, "url"), nodes, run, [&] { return clips.place(index, "url"); });
         if (clip_lists[which].gives_spawn_value && rewritten.spawn_value.empty()) rewritten.spawn_value = uri;
         if (reach == e_reach::resource) run.resources.insert(folder_of(uri));
         auto clip = make_refcount<properties>(clips.entry(index));
@@ -115,31 +122,39 @@ void rewrite_list(source_list const& clips, std::size_t which, finalization_run&
     rewritten.lists[which] = list;
 }
 
-void describe_list(workflow_builder& builder, properties const& source, std::string const& spawn_value) {
-    describe_source(builder, source, "edl");
-    builder.add_workflow_meta_data("spawn-value", make_refcount<property_string>(spawn_value));
-    builder.add_workflow_meta_data("parent-id", make_refcount<property_string>("WOFL-" + kxbase::string_uuid(false)));
+void describe_list(workflow_builder& builder, properties const& source, std::string const& spawn_value,
+                   finalization_run const& run) {
+    describe_source(builder, source, "edl", run);
+    set_meta_data(builder, "spawn-value", make_refcount<property_string>(spawn_value),
+                  "the first clip with pictures stands for the whole", run);
+    set_meta_data(builder, "parent-id", make_refcount<property_string>("WOFL-" + kxbase::string_uuid(false)),
+                  "a fresh identifier", run);
 }
 
 /// All encoders share the three lists.
-void give_clips(workflow_builder& builder, std::set<std::string> const& encoders, rewritten_clips const& clips) {
+void give_clips(workflow_builder& builder, std::set<std::string> const& encoders, rewritten_clips const& clips,
+                finalization_notes const& notes) {
     auto const source_url = make_refcount<property_string>(get_variable("source.url"));
     for (std::string const& encoder : encoders) {
-        properties configuration = *builder.get_task_configuration(encoder);
+        auto const before = builder.get_task_configuration(encoder);
+        properties configuration = *before;
         configuration.set_property("source-url", source_url);
         for (std::size_t which = 0; which < clip_lists.size(); ++which)
             configuration.set_property(clip_lists[which].key, clips.lists[which]);
+        notes.configured(encoder, *before, configuration, "the encoder cuts the clips together");
         builder.configure_task(encoder, configuration);
     }
 }
 
-void localize_clips(workflow_builder& builder, std::set<std::string> const& encoders, rewritten_clips const& clips) {
+void localize_clips(workflow_builder& builder, std::set<std::string> const& encoders, rewritten_clips const& clips,
+                    finalization_notes const& notes) {
     for (auto const& [uri, inputs] : clips.remote) {
         std::string const localizer =
             builder.add_task(localizer_plid, localizer_configuration(uri), 0, "", kxbase::url_path_file(uri));
+        notes.added(builder, localizer, "fetches a clip from its server:", make_refcount<property_string>(uri));
         for (std::string const& input : inputs)
             for (std::string const& encoder : encoders)
-                if (!builder.connect(localizer, file_output, encoder, input))
+                if (!notes.connect(builder, localizer, file_output, encoder, input, "the clip is on a server"))
                     report_and_raise(
                         kxbase::string_with_format("finalize_edl: Failed to connect  %s : %s  -->  %s : %s",
                                                    localizer.c_str(), file_output, encoder.c_str(), input.c_str()));

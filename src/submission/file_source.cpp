@@ -36,15 +36,15 @@ ptr_refcount<property_list> rewritten_files(source_list const& files, source_url
 
 void finalize_file_source(finalization_run& run, bool image_sequence) {
     auto const source = make_refcount<properties>(*run.submission.get_properties_value("file-source"));
-    kxworkflow::workflow_builder builder(*run.submission.get_properties_value("workflow"), run.plugins,
-                                         run.constraints);
+    kxworkflow::workflow_builder builder = open_workflow(run);
 
+    run.notes.begin(e_finalization_step::source);
     source_list const files(*source, "file-source", "files", true);
     source_urls const urls = rewrite_urls(files, run);
-    describe_source(builder, *source, image_sequence ? "iseq" : "file");
+    describe_source(builder, *source, image_sequence ? "iseq" : "file", run);
     finalize_workflow(builder, run);
     // The security mode, for "http" too: no other kind of source feeds it, and nodes know files by it.
-    auto const targets = wire_source(builder, urls.is_remote, {"ftp-ssl-mode", "source-url"});
+    auto const targets = wire_source(builder, urls.is_remote, {"ftp-ssl-mode", "source-url"}, run);
     source->set_property("files", rewritten_files(files, urls, targets));
 
     store_workflow(builder, run);
@@ -58,7 +58,8 @@ source_urls rewrite_urls(source_list const& files, finalization_run& run) {
     source_urls urls;
     urls.uris.reserve(files.size());
     for (std::size_t index = 0; index < files.size(); ++index) {
-        auto const [uri, reach] = rewrite_source_url(files.text(index, "url"), nodes, run.settings.resource_uri_option);
+        auto const [uri, reach] =
+            rewrite_source_url(files.text(index, "url"), nodes, run, [&] { return files.place(index, "url"); });
         if (reach == e_reach::resource) run.resources.insert(folder_of(uri));
         if (reach == e_reach::remote) urls.is_remote = true;
         urls.uris.push_back(make_refcount<property_string>(uri));

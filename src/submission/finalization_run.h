@@ -1,6 +1,8 @@
 // What one run of submission_finalize() hands from step to step.
 #pragma once
 
+#include "submission/finalization_notes.h"
+
 #include <kxclientutil/submission.h>
 
 #include <string>
@@ -18,6 +20,7 @@ struct finalization_run {
     kxcore::plugin_db const& plugins;
     kxcore::constraint_db const& constraints;
     resource_set resources;
+    finalization_notes notes;
 };
 
 } // namespace kxclientutil

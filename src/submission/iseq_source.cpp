@@ -35,7 +35,7 @@ constexpr std::array<sequence_parameter, 6> sequence_parameters{{
     {"framerate", "fr"},
 }};
 
-kxbase::ptr_refcount<properties> file_source_of(properties const& source);
+kxbase::ptr_refcount<properties> file_source_of(properties const& source, finalization_notes const& notes);
 std::string sequence_url(std::string_view start_file, properties const& sequence);
 std::string as_sequence(std::string_view url);
 properties query_of(properties const& sequence);
@@ -43,7 +43,9 @@ properties query_of(properties const& sequence);
 } // namespace
 
 void finalize_iseq_source(finalization_run& run) {
-    auto const files = file_source_of(*run.submission.get_properties_value("iseq-source"));
+    run.notes.begin(e_finalization_step::source);
+    auto const files = file_source_of(*run.submission.get_properties_value("iseq-source"), run.notes);
+    run.notes.set({}, "iseq-source", run.submission.get_property("iseq-source"), {}, "it becomes the file-source");
     run.submission.erase("iseq-source");
     run.submission.set_property("file-source", files);
     finalize_file_source(run, true);
@@ -51,13 +53,17 @@ void finalize_iseq_source(finalization_run& run) {
 
 namespace {
 
-kxbase::ptr_refcount<properties> file_source_of(properties const& source) {
+kxbase::ptr_refcount<properties> file_source_of(properties const& source, finalization_notes const& notes) {
     source_list const sequences(source, "iseq-source", "sequences", true);
     auto const files = make_refcount<property_list>();
     files->reserve(sequences.size());
     for (std::size_t index = 0; index < sequences.size(); ++index) {
-        std::string const url = sequence_url(sequences.text(index, "start-file-url"), sequences.entry(index));
-        files->push_back(make_refcount<properties>("url", make_refcount<property_string>(url)));
+        std::string_view const start_file = sequences.text(index, "start-file-url");
+        auto const url = make_refcount<property_string>(sequence_url(start_file, sequences.entry(index)));
+        files->push_back(make_refcount<properties>("url", url));
+        if (notes.is_listening())
+            notes.set({}, sequences.place(index, "start-file-url"), make_refcount<property_string>(start_file), url,
+                      "numbered stills become one file, read as its URL says");
     }
     auto name = source.get_property("name");
     if (!name) name = make_refcount<property_string>("ISeq Source");

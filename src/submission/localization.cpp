@@ -21,7 +21,8 @@ using kxcore::property_special;
 using kxcore::property_string;
 using kxworkflow::workflow_builder;
 
-std::string localizer_of(workflow_builder& builder, std::string const& url, std::string_view label);
+std::string localizer_of(workflow_builder& builder, std::string const& url, std::string_view label,
+                         finalization_notes const& notes);
 
 } // namespace
 
@@ -33,26 +34,30 @@ kxbase::ptr_refcount<properties> localizer_configuration(std::string_view url) {
 }
 
 void localize_dependency_file(workflow_builder& builder, std::string_view wtid, std::string_view input,
-                              std::string_view label) {
+                              std::string_view label, finalization_notes const& notes) {
     std::string const url = builder.get_task_configuration(wtid)->get_string_value(input);
-    std::string const localizer = localizer_of(builder, url, label);
-    if (!builder.connect(localizer, file_output, wtid, input))
+    std::string const localizer = localizer_of(builder, url, label, notes);
+    if (!notes.connect(builder, localizer, file_output, wtid, input, "the file is on a server"))
         report_and_raise("Unable to connect dependency-file-localizer to encoder task");
 }
 
 namespace {
 
-std::string localizer_of(workflow_builder& builder, std::string const& url, std::string_view label) {
+std::string localizer_of(workflow_builder& builder, std::string const& url, std::string_view label,
+                         finalization_notes const& notes) {
     // More than one is an error only here, where somebody needs that file: a person may well have drawn two.
     std::list<std::string> localizers;
-    std::size_t const count = builder.find_task_with_configuration_value(
-        localizer_plid, "source-url", *make_refcount<property_string>(url), localizers);
+    auto const wanted = make_refcount<property_string>(url);
+    std::size_t const count =
+        builder.find_task_with_configuration_value(localizer_plid, "source-url", *wanted, localizers);
     if (count > 1)
         report_and_raise(kxbase::string_with_format("Found more than 1 localizer (%u) localizing dependency file '%s'",
                                                     static_cast<unsigned int>(count),
                                                     kxbase::url_protected_output(url).c_str()));
     if (count == 1) return localizers.front();
-    return builder.add_task(localizer_plid, localizer_configuration(url), 0, "", label);
+    std::string localizer = builder.add_task(localizer_plid, localizer_configuration(url), 0, "", label);
+    notes.added(builder, localizer, "fetches a file from its server:", wanted);
+    return localizer;
 }
 
 } // namespace

@@ -1,6 +1,8 @@
 // Localizers: tasks that copy a file to where other tasks can read it.
 #pragma once
 
+#include "submission/finalization_notes.h"
+
 #include <kxbase/ptr_refcount.h>
 
 #include <string>
@@ -31,6 +33,6 @@ inline constexpr char const* file_output = "dest-url";
 /// Raises es::arg, having reported the same message, when more than one localizer of that file is there, and when the
 /// input can't be connected; the localizer that was added stays then. Raises es::arg also when the input holds nothing.
 void localize_dependency_file(kxworkflow::workflow_builder& builder, std::string_view wtid, std::string_view input,
-                              std::string_view label);
+                              std::string_view label, finalization_notes const& notes = {});
 
 } // namespace kxclientutil

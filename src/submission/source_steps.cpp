@@ -26,9 +26,19 @@ using kxcore::property_string;
 
 [[noreturn]] void refuse(std::string const& place, char const* expected);
 std::string place_in(char const* source_key, std::string_view path);
-void feed_from_main_localizer(kxworkflow::workflow_builder& builder, std::vector<task_input> const& inputs);
+void feed_from_main_localizer(kxworkflow::workflow_builder& builder, std::vector<task_input> const& inputs,
+                              finalization_notes const& notes);
+void note_source_url(std::string_view url, source_uri const& rewritten, std::string const& path,
+                     finalization_notes const& notes);
 
 } // namespace
+
+kxworkflow::workflow_builder open_workflow(finalization_run const& run) {
+    kxworkflow::workflow_builder builder(*run.submission.get_properties_value("workflow"), run.plugins,
+                                         run.constraints);
+    run.notes.opened(builder);
+    return builder;
+}
 
 source_list::source_list(properties const& source, char const* source_key, char const* key, bool is_required)
     : place_(place_in(source_key, key)) {
@@ -47,8 +57,12 @@ properties const& source_list::entry(std::size_t index) const {
 std::string_view source_list::text(std::size_t index, char const* key) const {
     auto const* const entry = kxcore::property_cast<properties>((*entries_)[index].get());
     auto const* const text = entry ? kxcore::property_cast<property_string>(entry->find(key)) : nullptr;
-    if (!text) refuse(place_ + '[' + std::to_string(index) + "]{" + key + '}', "a string");
+    if (!text) refuse(place(index, key), "a string");
     return text->value();
+}
+
+std::string source_list::place(std::size_t index, char const* key) const {
+    return place_ + '[' + std::to_string(index) + "]{" + key + '}';
 }
 
 std::string_view source_text(properties const& source, char const* source_key, char const* path) {
@@ -59,11 +73,13 @@ std::string_view source_text(properties const& source, char const* source_key, c
 
 /// Remote is exactly "ftp" and "http". Other schemes are neither remote nor resources, "https" among them; the tasks
 /// read them as they are.
-source_uri rewrite_source_url(std::string_view url, std::string const& nodes, bool as_resource) {
-    source_uri rewritten{create_resource_uri(url, nodes, as_resource), e_reach::as_it_is};
+source_uri rewrite_source_url(std::string_view url, std::string const& nodes, finalization_run const& run,
+                              std::function<std::string()> const& path) {
+    source_uri rewritten{create_resource_uri(url, nodes, run.settings.resource_uri_option), e_reach::as_it_is};
     std::string_view const scheme = base_scheme(rewritten.uri);
     if (scheme == "kxrc") rewritten.reach = e_reach::resource;
     if (scheme == "ftp" || scheme == "http") rewritten.reach = e_reach::remote;
+    if (run.notes.is_listening()) note_source_url(url, rewritten, path(), run.notes);
     return rewritten;
 }
 
@@ -73,23 +89,37 @@ std::string folder_of(std::string_view uri) {
     return kxbase::join_url(parts);
 }
 
-void describe_source(kxworkflow::workflow_builder& builder, properties const& source, char const* type) {
-    builder.add_workflow_meta_data("source-name", source.get_property("name"));
-    builder.add_workflow_meta_data("source-type", make_refcount<property_string>(type));
+void describe_source(kxworkflow::workflow_builder& builder, properties const& source, char const* type,
+                     finalization_run const& run) {
+    set_meta_data(builder, "source-name", source.get_property("name"), "so that tasks can name their source", run);
+    set_meta_data(builder, "source-type", make_refcount<property_string>(type), "the kind of source", run);
+}
+
+void set_meta_data(kxworkflow::workflow_builder& builder, char const* key, kxcore::property_handle const& value,
+                   char const* why, finalization_run const& run) {
+    if (run.notes.is_listening()) {
+        auto const before = builder.get_workflow_meta_data()->get_property(key);
+        if (before || value) run.notes.set({}, "workflow{workflow-meta}{" + std::string(key) + '}', before, value, why);
+    }
+    builder.add_workflow_meta_data(key, value);
 }
 
 kxbase::ptr_refcount<property_list> wire_source(kxworkflow::workflow_builder& builder, bool is_remote,
-                                                std::initializer_list<char const*> localizer_inputs) {
+                                                std::initializer_list<char const*> localizer_inputs,
+                                                finalization_run const& run) {
+    run.notes.begin(e_finalization_step::source_wiring);
     std::vector<task_input> inputs = unfed_source_inputs(builder);
     if (is_remote) {
-        feed_from_main_localizer(builder, inputs);
+        feed_from_main_localizer(builder, inputs, run.notes);
         for (char const* const input : localizer_inputs)
             inputs.push_back({main_localizer_wtid, input});
     }
     auto targets = make_refcount<property_list>();
     targets->reserve(inputs.size());
-    for (task_input const& input : inputs)
+    for (task_input const& input : inputs) {
         targets->push_back(make_refcount<property_string>(kxworkflow::wpath_create(input.wtid, input.input)));
+        run.notes.source_feeds(input.wtid, input.input);
+    }
     return targets;
 }
 
@@ -113,13 +143,25 @@ std::string place_in(char const* source_key, std::string_view path) {
     return place;
 }
 
-void feed_from_main_localizer(kxworkflow::workflow_builder& builder, std::vector<task_input> const& inputs) {
-    add_main_localizer(builder);
+void feed_from_main_localizer(kxworkflow::workflow_builder& builder, std::vector<task_input> const& inputs,
+                              finalization_notes const& notes) {
+    if (add_main_localizer(builder)) notes.added(builder, main_localizer_wtid, "fetches the source from its server");
     builder.update_task_requirements(false, true);
     // An input that can't be connected (the localizer's own, when the workflow had one before) is fed by the node
     // alone.
     for (task_input const& input : inputs)
-        static_cast<void>(builder.connect(main_localizer_wtid, "dest-url", input.wtid, input.input));
+        static_cast<void>(notes.connect(builder, main_localizer_wtid, file_output, input.wtid, input.input,
+                                        "it asks for the source, which is fetched first"));
+}
+
+void note_source_url(std::string_view url, source_uri const& rewritten, std::string const& path,
+                     finalization_notes const& notes) {
+    std::string_view why = "nodes read it where it is";
+    if (rewritten.reach == e_reach::resource) why = "nodes fetch it from this client, or find it on shared storage";
+    if (rewritten.reach == e_reach::remote) why = "it is on a server, from which a localizer fetches it";
+    auto const before = make_refcount<property_string>(url);
+    if (url == rewritten.uri) return notes.kept({}, path, before, why);
+    notes.set({}, path, before, make_refcount<property_string>(rewritten.uri), why);
 }
 
 } // namespace

@@ -2,9 +2,10 @@
 // the workflow.
 #pragma once
 
-#include <kxbase/ptr_refcount.h>
+#include <kxcore/property.h>
 
 #include <cstddef>
+#include <functional>
 #include <initializer_list>
 #include <string>
 #include <string_view>
@@ -21,6 +22,9 @@ class workflow_builder;
 namespace kxclientutil {
 
 struct finalization_run;
+
+/// The workflow of the submission, ready to be worked on.
+[[nodiscard]] kxworkflow::workflow_builder open_workflow(finalization_run const& run);
 
 /// A list of what a source is made of, such as "files". Whatever is wrong in it is raised as es::arg with its place:
 /// "file-source{files}[1]{url}: a string was expected".
@@ -39,6 +43,9 @@ public:
 
     /// The string under the key of an entry. Valid as long as the list.
     [[nodiscard]] std::string_view text(std::size_t index, char const* key) const;
+
+    /// Where that string stands in the submission: "file-source{files}[1]{url}".
+    [[nodiscard]] std::string place(std::size_t index, char const* key) const;
 
 private:
     kxbase::ptr_refcount<kxcore::property_list const> entries_; // empty for a missing list
@@ -63,13 +70,21 @@ struct source_uri {
 };
 
 /// Makes the URI of a source's URL and tells how it is reached.
-[[nodiscard]] source_uri rewrite_source_url(std::string_view url, std::string const& nodes, bool as_resource);
+///
+/// @param path  where in the submission the URL stands, for the notes; asked for only when somebody listens
+[[nodiscard]] source_uri rewrite_source_url(std::string_view url, std::string const& nodes, finalization_run const& run,
+                                            std::function<std::string()> const& path);
 
 /// The URI without the file's name; query and fragment stay.
 [[nodiscard]] std::string folder_of(std::string_view uri);
 
 /// Tells the workflow the name of its source, if that has one, and its type.
-void describe_source(kxworkflow::workflow_builder& builder, kxcore::properties const& source, char const* type);
+void describe_source(kxworkflow::workflow_builder& builder, kxcore::properties const& source, char const* type,
+                     finalization_run const& run);
+
+/// Sets one member of the workflow's meta data, for a reason.
+void set_meta_data(kxworkflow::workflow_builder& builder, char const* key, kxcore::property_handle const& value,
+                   char const* why, finalization_run const& run);
 
 /// Wires a finalized workflow to its source: the inputs that wait for a source URL, task by task, are what the source
 /// feeds. A remote source feeds them through the main localizer, which is added, and feeds that one as well.
@@ -78,7 +93,8 @@ void describe_source(kxworkflow::workflow_builder& builder, kxcore::properties c
 ///
 /// @return the targets: the workflow path of every input that the source feeds.
 [[nodiscard]] kxbase::ptr_refcount<kxcore::property_list>
-wire_source(kxworkflow::workflow_builder& builder, bool is_remote, std::initializer_list<char const*> localizer_inputs);
+wire_source(kxworkflow::workflow_builder& builder, bool is_remote, std::initializer_list<char const*> localizer_inputs,
+            finalization_run const& run);
 
 /// Puts the builder's workflow into the submission, in place of the one that it was made from.
 void store_workflow(kxworkflow::workflow_builder const& builder, finalization_run const& run);

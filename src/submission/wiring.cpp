@@ -46,10 +46,12 @@ std::vector<task_input> unfed_source_inputs(workflow_builder const& builder) {
     return inputs;
 }
 
-void add_main_localizer(workflow_builder& builder) {
+bool add_main_localizer(workflow_builder& builder) {
     std::string const wtid =
         builder.add_task(localizer_plid, localizer_configuration(""), 0, "localizer", "Main Source");
-    if (wtid != main_localizer_wtid) builder.remove_task(wtid);
+    if (wtid == main_localizer_wtid) return true;
+    builder.remove_task(wtid);
+    return false;
 }
 
 namespace {

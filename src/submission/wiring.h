@@ -36,7 +36,7 @@ struct task_input {
 /// The inputs that name a source URL and that nothing feeds yet, task by task.
 [[nodiscard]] std::vector<task_input> unfed_source_inputs(kxworkflow::workflow_builder const& builder);
 
-/// Makes sure that the workflow has the main localizer; one that is there already stays as it is.
-void add_main_localizer(kxworkflow::workflow_builder& builder);
+/// Makes sure that the workflow has the main localizer; one that is there already stays as it is. Whether it is new.
+bool add_main_localizer(kxworkflow::workflow_builder& builder);
 
 } // namespace kxclientutil

@@ -11,6 +11,8 @@
 #include <kxworkflow/task_status.h>
 #include <kxworkflow/workflow_builder.h>
 
+#include <algorithm>
+#include <array>
 #include <list>
 #include <map>
 #include <string>
@@ -30,7 +32,7 @@ using kxworkflow::workflow_builder;
 /// Wires connections one by one, with what they have in common.
 class connection_wiring {
 public:
-    explicit connection_wiring(workflow_builder& builder);
+    connection_wiring(workflow_builder& builder, finalization_notes const& notes);
 
     void wire(wf_connection const& connection);
 
@@ -43,15 +45,29 @@ private:
 
     void wire_values(wf_connection const& connection);
     void wire_published_outputs(wf_connection const& connection);
+    void make_wait(wf_connection const& connection);
     std::vector<output_reference> const& references_of(std::string const& wtid);
 
     workflow_builder& builder_;
+    finalization_notes notes_;
     std::unordered_set<std::string> localized_;
     std::map<std::string, std::vector<output_reference>> references_;
 };
 
+/// How a task can end, as a connection says it.
+struct end_state {
+    std::string_view word;
+    kxworkflow::task_status const& (*status)();
+};
+
+constexpr std::array<end_state, 3> end_states{{
+    {"failure", kxworkflow::failure_end_states},
+    {"success", kxworkflow::success_end_state},
+    {"any", kxworkflow::any_end_state},
+}};
+
 std::unordered_set<std::string> localized_inputs(workflow_builder const& builder);
-kxworkflow::task_status const& status_of(std::string_view result);
+end_state const& end_state_of(std::string_view result);
 property_special const* as_output_reference(kxcore::property_handle const& value);
 [[noreturn]] void refuse_connection(std::size_t index, std::string_view reason);
 
@@ -75,8 +91,10 @@ std::vector<wf_connection> drawn_connections(workflow_builder const& builder) {
     return connections;
 }
 
-void wire_drawn_connections(workflow_builder& builder, std::span<wf_connection const> connections) {
-    connection_wiring wiring(builder);
+void wire_drawn_connections(workflow_builder& builder, std::span<wf_connection const> connections,
+                            finalization_notes const& notes) {
+    notes.begin(e_finalization_step::connections);
+    connection_wiring wiring(builder, notes);
     for (std::size_t index = 0; index < connections.size(); ++index) {
         try {
             wiring.wire(connections[index]);
@@ -88,20 +106,24 @@ void wire_drawn_connections(workflow_builder& builder, std::span<wf_connection c
 
 namespace {
 
-connection_wiring::connection_wiring(workflow_builder& builder)
-    : builder_(builder), localized_(localized_inputs(builder)) {}
+connection_wiring::connection_wiring(workflow_builder& builder, finalization_notes const& notes)
+    : builder_(builder), notes_(notes), localized_(localized_inputs(builder)) {}
 
 void connection_wiring::wire(wf_connection const& connection) {
     if (connection.is_exact_connection()) {
         // What can't be connected is no error, not even a task that is not there: the input stays as it is.
-        static_cast<void>(
-            builder_.connect(connection.from_wtid, connection.from_node, connection.to_wtid, connection.to_node));
+        static_cast<void>(notes_.connect(builder_, connection.from_wtid, connection.from_node, connection.to_wtid,
+                                         connection.to_node, "drawn so"));
         return;
     }
-    if (connection.is_result_connection())
-        return builder_.depend_task(connection.to_wtid, connection.from_wtid, status_of(connection.result));
+    if (connection.is_result_connection()) return make_wait(connection);
+    std::size_t const told = notes_.get_count();
     wire_values(connection);
     wire_published_outputs(connection);
+    if (notes_.get_count() == told)
+        notes_.not_connected(
+            connection.from_wtid, connection.to_wtid,
+            "the two were joined, but it asks for none of the other's outputs and does not wait for it");
 }
 
 /// An input that a localizer feeds asks for the output of that localizer and of nobody else, though it looks like any
@@ -109,7 +131,8 @@ void connection_wiring::wire(wf_connection const& connection) {
 void connection_wiring::wire_values(wf_connection const& connection) {
     for (auto const& [input, output] : references_of(connection.to_wtid))
         if (!localized_.contains(kxworkflow::port_new_id(connection.to_wtid, input)))
-            static_cast<void>(builder_.connect(connection.from_wtid, output, connection.to_wtid, input));
+            static_cast<void>(notes_.connect(builder_, connection.from_wtid, output, connection.to_wtid, input,
+                                             "it asks for that output, and the two were joined"));
 }
 
 void connection_wiring::wire_published_outputs(wf_connection const& connection) {
@@ -119,9 +142,16 @@ void connection_wiring::wire_published_outputs(wf_connection const& connection) 
         auto const value = builder_.get_out_value(connection.from_wtid, output);
         auto const* const meant_for = as_output_reference(value);
         if (meant_for && builder_.is_publishable_in(connection.to_wtid, meant_for->value()))
-            static_cast<void>(
-                builder_.connect(connection.from_wtid, output, connection.to_wtid, std::string(meant_for->value())));
+            static_cast<void>(notes_.connect(builder_, connection.from_wtid, output, connection.to_wtid,
+                                             meant_for->value(),
+                                             "the output is meant for it, and the two were joined"));
     }
+}
+
+void connection_wiring::make_wait(wf_connection const& connection) {
+    end_state const& end = end_state_of(connection.result);
+    builder_.depend_task(connection.to_wtid, connection.from_wtid, end.status());
+    notes_.runs_after(connection.to_wtid, connection.from_wtid, end.word);
 }
 
 /// Remembered, so that a task with a large configuration and many connections is looked through once.
@@ -153,10 +183,9 @@ std::unordered_set<std::string> localized_inputs(workflow_builder const& builder
 }
 
 /// Two words are known; any other text asks for the end alone, whatever came of the task.
-kxworkflow::task_status const& status_of(std::string_view result) {
-    if (result == "failure") return kxworkflow::failure_end_states();
-    if (result == "success") return kxworkflow::success_end_state();
-    return kxworkflow::any_end_state();
+end_state const& end_state_of(std::string_view result) {
+    auto const* const known = std::ranges::find(end_states, result, &end_state::word);
+    return known != end_states.end() ? *known : end_states.back();
 }
 
 property_special const* as_output_reference(kxcore::property_handle const& value) {

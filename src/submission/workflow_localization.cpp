@@ -34,34 +34,38 @@ constexpr std::array<media_file, 5> media_files{{
     {"caption-url", "Caption"},
 }};
 
-void localize_media_files_of(workflow_builder& builder, std::string const& encoder);
+void localize_media_files_of(workflow_builder& builder, std::string const& encoder, finalization_notes const& notes);
 bool is_fetched(kxcore::property const* value);
 
 } // namespace
 
-void localize_media_files(workflow_builder& builder) {
+void localize_media_files(workflow_builder& builder, finalization_notes const& notes) {
+    notes.begin(e_finalization_step::media_files);
     for (std::string const& encoder : encoder_tasks(builder))
-        localize_media_files_of(builder, encoder);
+        localize_media_files_of(builder, encoder, notes);
 }
 
-void publish_extra_files(workflow_builder& builder) {
+void publish_extra_files(workflow_builder& builder, finalization_notes const& notes) {
+    notes.begin(e_finalization_step::extra_files);
+    auto const files = property_special::create_deferred_variable(property_kind::list, "extra-source-urls");
     for (std::string const& encoder : encoder_tasks(builder)) {
         auto const configuration = builder.get_task_configuration(encoder);
         // That the setting is there is enough; what it says is the encoder's business.
-        if (configuration->is_present("ext-caption-extension") || configuration->is_present("ext-audio-extension"))
-            builder.publish_out(encoder, "extra-dest-urls",
-                                property_special::create_deferred_variable(property_kind::list, "extra-source-urls"));
+        if (!configuration->is_present("ext-caption-extension") && !configuration->is_present("ext-audio-extension"))
+            continue;
+        builder.publish_out(encoder, "extra-dest-urls", files);
+        notes.published(encoder, "extra-dest-urls", files, "it looks for captions or sound beside its source");
     }
 }
 
 namespace {
 
-void localize_media_files_of(workflow_builder& builder, std::string const& encoder) {
+void localize_media_files_of(workflow_builder& builder, std::string const& encoder, finalization_notes const& notes) {
     kxcore::properties configuration = *builder.get_task_configuration(encoder);
     bool changed = false;
     for (auto const& [key, label] : media_files) {
         if (!is_fetched(configuration.find(key))) continue;
-        localize_dependency_file(builder, encoder, key, label);
+        localize_dependency_file(builder, encoder, key, label, notes);
         configuration.set_property(key, property_special::create_deferred_variable(property_kind::string, file_output));
         changed = true;
     }

@@ -162,6 +162,8 @@ variable_value resolve_workflow_variable(workflow_variable const& variable, vari
 namespace {
 
 std::string chained_task(variable_place const& place, std::string_view plid);
+variable_value output_of_encoder(std::string_view output, named_variable const& variable, variable_place const& place);
+variable_value setting_value(kxcore::properties const& configuration, std::string_view key);
 variable_value name_of_task(variable_place const& place, std::string const& wtid);
 variable_value text_value(std::string_view text);
 variable_value context_value(std::string_view name);
@@ -206,14 +208,13 @@ variable_value encoder_name(named_variable const& variable, variable_place const
 }
 
 variable_value encoder_output(named_variable const& variable, variable_place const& place) {
-    return {{}, find_chained_encoder(place.chain, place.wtid, variable.whole.text), std::string(variable.rest)};
+    return output_of_encoder(variable.rest, variable, place);
 }
 
 /// Of what an encoder wrote the output is called after the thing alone, "output-bitrate-kbps" is its output
 /// "bitrate-kbps". That "output-media-info" is not is meant: encoders publish it under its full name.
 variable_value renamed_encoder_output(named_variable const& variable, variable_place const& place) {
-    std::string_view const output = variable.rest.substr(std::string_view("output-").size());
-    return {{}, find_chained_encoder(place.chain, place.wtid, variable.whole.text), std::string(output)};
+    return output_of_encoder(variable.rest.substr(std::string_view("output-").size()), variable, place);
 }
 
 variable_value mbr_name(named_variable const& variable, variable_place const& place) {
@@ -228,14 +229,14 @@ variable_value mbr_name(named_variable const& variable, variable_place const& pl
 variable_value mbr_setting(named_variable const& variable, variable_place const& place) {
     std::string const packager = chained_task(place, mbr_plid);
     if (packager.empty()) return unresolved("Unable to resolve '%s' since no task found", variable);
-    if (packager == place.wtid) return {place.configuration.get_property(variable.rest), {}, {}};
-    return {place.builder.get_task_configuration(packager)->get_property(variable.rest), {}, {}};
+    if (packager == place.wtid) return setting_value(place.configuration, variable.rest);
+    return setting_value(*place.builder.get_task_configuration(packager), variable.rest);
 }
 
 variable_value transfer_output(named_variable const& variable, variable_place const& place) {
     std::string upload = chained_task(place, upload_plid);
     if (upload.empty()) return unresolved("Unable to resolve '%s' since no transfer task found", variable);
-    return {{}, std::move(upload), std::string(variable.rest)};
+    return {{}, std::move(upload), std::string(variable.rest), {}};
 }
 
 variable_value deployment_name(named_variable const& variable, variable_place const& place) {
@@ -270,22 +271,35 @@ std::string chained_task(variable_place const& place, std::string_view plid) {
     return wtid;
 }
 
+/// The log got to know already when there is none.
+variable_value output_of_encoder(std::string_view output, named_variable const& variable, variable_place const& place) {
+    std::string encoder = find_chained_encoder(place.chain, place.wtid, variable.whole.text);
+    if (encoder.empty()) return {{}, {}, {}, "no encoder was drawn before or after the task"};
+    return {{}, std::move(encoder), std::string(output), {}};
+}
+
+variable_value setting_value(kxcore::properties const& configuration, std::string_view key) {
+    auto value = configuration.get_property(key);
+    return {value, {}, {}, value ? "" : "the package has no such setting"};
+}
+
 variable_value name_of_task(variable_place const& place, std::string const& wtid) {
     return text_value(place.builder.get_task(wtid)->get_name());
 }
 
 variable_value text_value(std::string_view text) {
-    return {make_refcount<property_string>(text), {}, {}};
+    return {make_refcount<property_string>(text), {}, {}, {}};
 }
 
 variable_value context_value(std::string_view name) {
-    return {kxcore::property_special::create_deferred_context(kxcore::property_kind::string, name), {}, {}};
+    return {kxcore::property_special::create_deferred_context(kxcore::property_kind::string, name), {}, {}, {}};
 }
 
 /// The messages speak of the variable by its name, also where the text in the configuration was another.
 variable_value unresolved(char const* format, named_variable const& variable, kxbase::source_position where) {
-    report_warning(kxbase::strutil::string_replaced(format, {{"%s", variable.whole.name}}), where);
-    return {};
+    std::string message = kxbase::strutil::string_replaced(format, {{"%s", variable.whole.name}});
+    report_warning(message, where);
+    return {{}, {}, {}, std::move(message)};
 }
 
 } // namespace

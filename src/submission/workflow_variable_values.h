@@ -43,6 +43,7 @@ struct variable_value {
     kxcore::property_handle value;
     std::string from_wtid;
     std::string output;
+    std::string problem; ///< why it stays, for people
 };
 
 /// Finds out what a variable stands for. What can't be resolved is reported and gets neither.

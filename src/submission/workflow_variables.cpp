@@ -31,16 +31,16 @@ struct wire {
     std::string input;
 };
 
-/// An output that is to feed the leaf that is the n-th string of a member.
-struct counted_wire {
+/// What the n-th string of a member became.
+struct counted_variable {
     std::size_t string_number;
-    std::string from_wtid;
-    std::string output;
+    variable_value value;
 };
 
 class variable_resolution {
 public:
-    variable_resolution(workflow_builder const& builder, task_chain& chain) : builder_(builder), chain_(chain) {}
+    variable_resolution(workflow_builder const& builder, task_chain& chain, finalization_notes const& notes)
+        : builder_(builder), chain_(chain), notes_(notes) {}
 
     /// Replaces the variables in a task's configuration by values, and notes what is to be connected.
     void resolve(task_editor& task);
@@ -49,21 +49,27 @@ public:
 
 private:
     bool resolve_member(properties& member, variable_place const& place);
-    void add_wires(properties const& member, std::vector<counted_wire> found, std::string const& wtid);
+    void place_variables(properties const& member, std::vector<counted_variable> found, std::string const& wtid);
+    void place_variable(counted_variable found, std::string const& wtid, std::string_view path,
+                        property_handle const& before);
 
     workflow_builder const& builder_;
     task_chain& chain_;
+    finalization_notes notes_;
 };
 
 } // namespace
 
-void resolve_workflow_variables(workflow_builder& builder, std::span<wf_connection const> drawn) {
+void resolve_workflow_variables(workflow_builder& builder, std::span<wf_connection const> drawn,
+                                finalization_notes const& notes) {
+    notes.begin(e_finalization_step::variables);
     task_chain chain(drawn);
-    variable_resolution resolution(builder, chain);
+    variable_resolution resolution(builder, chain, notes);
     builder.for_each_task([&](task_editor& task) { resolution.resolve(task); });
     // The input keeps the text of its variable, and so it does when it can't be connected, which is no error.
     for (wire const& each : resolution.wires)
-        static_cast<void>(builder.connect(each.from_wtid, each.output, each.to_wtid, each.input));
+        static_cast<void>(notes.connect(builder, each.from_wtid, each.output, each.to_wtid, each.input,
+                                        "the variable names what that task gives"));
 }
 
 namespace {
@@ -86,7 +92,7 @@ void variable_resolution::resolve(task_editor& task) {
 
 bool variable_resolution::resolve_member(properties& member, variable_place const& place) {
     std::size_t string_count = 0;
-    std::vector<counted_wire> found;
+    std::vector<counted_variable> found;
     properties const stored = member;
     bool const changed =
         kxcore::replace_values(member, property_kind::string, [&](property_handle const& leaf) -> property_handle {
@@ -94,25 +100,37 @@ bool variable_resolution::resolve_member(properties& member, variable_place cons
             auto const variable = read_workflow_variable(static_cast<kxcore::property_string const&>(*leaf).value());
             if (!variable) return {};
             variable_value value = resolve_workflow_variable(*variable, place);
-            if (!value.from_wtid.empty())
-                found.push_back({number, std::move(value.from_wtid), std::move(value.output)});
-            return std::move(value.value);
+            property_handle const resolved = value.value;
+            if (!value.from_wtid.empty() || notes_.is_listening()) found.push_back({number, std::move(value)});
+            return resolved;
         }) != 0;
-    if (!found.empty()) add_wires(stored, std::move(found), place.wtid);
+    if (!found.empty()) place_variables(stored, std::move(found), place.wtid);
     return changed;
 }
 
-/// Connections name inputs by their paths, which cost time to make and are made for members with connections only.
-void variable_resolution::add_wires(properties const& member, std::vector<counted_wire> found,
-                                    std::string const& wtid) {
+/// Connections and notes name inputs by their paths, which cost time to make and are made for members that need them.
+void variable_resolution::place_variables(properties const& member, std::vector<counted_variable> found,
+                                          std::string const& wtid) {
     std::size_t string_count = 0;
     auto next = found.begin();
     kxcore::visit_leaves(member, [&](std::string_view path, property_handle const& leaf) {
         if (leaf->kind() != property_kind::string || next == found.end()) return;
         if (string_count++ != next->string_number) return;
-        wires.push_back({std::move(next->from_wtid), std::move(next->output), wtid, std::string(path)});
+        place_variable(std::move(*next), wtid, path, leaf);
         ++next;
     });
+}
+
+void variable_resolution::place_variable(counted_variable found, std::string const& wtid, std::string_view path,
+                                         property_handle const& before) {
+    auto& [value, from_wtid, output, problem] = found.value;
+    if (!from_wtid.empty()) {
+        wires.push_back({std::move(from_wtid), std::move(output), wtid, std::string(path)});
+    } else if (value) {
+        notes_.set(wtid, path, before, value, {});
+    } else {
+        notes_.kept(wtid, path, before, problem);
+    }
 }
 
 } // namespace
