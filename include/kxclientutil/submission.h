@@ -135,7 +135,8 @@ submission_get_unfinalized_submission(kxcore::properties const& submission);
 /// @throws es::arg for a submission without a workflow; "'%s' isn't a possible input for task named '%s' (%s)",
 ///         "'%s' isn't a possible input for task type '%s'", "No clips in clip-list" and "finalize_edl: Failed to
 ///         connect  %s : %s  -->  %s : %s", reported as well; what a source lacks, by its place, as in
-///         "edl-source{clips}[3]{url}: a string was expected"; and whatever the workflow itself has wrong
+///         "edl-source{clips}[3]{url}: a string was expected"; whatever the workflow itself has wrong; and, naming the
+///         limit, for a job that would be larger or deeper than could be read back, of which nothing is left but the names
 KXCLIENTUTIL_EXPORT void submission_finalize(kxcore::properties& submission, kxcore::property_list& resources,
                                              finalize_sub_conf const& settings, kxcore::plugin_db const& plugins,
                                              kxcore::constraint_db const& constraints);

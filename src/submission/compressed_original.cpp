@@ -1,10 +1,15 @@
 #include "submission/compressed_original.h"
 
+#include "raising.h"
+
 #include <kxbase/buffer.h>
+#include <kxbase/limits.h>
 #include <kxbase/zlib.h>
 #include <kxcore/network_encoding.h>
 #include <kxcore/properties.h>
 #include <kxcore/property_values.h>
+
+#include <string>
 
 namespace kxclientutil {
 
@@ -17,16 +22,18 @@ using kxcore::property_binary;
 constexpr int compression_level = 6;
 
 /// Compresses what is encoded while it is encoded, so that the encoding of a large submission never lies in memory
-/// whole.
+/// whole. No more than could be expanded again, or than a job may have.
 class compressing_sink final : public kxcore::encoder_sink {
 public:
     explicit compressing_sink(kxbase::buffer& out) : compressor_(out, compression_level) {}
 
-    void write(std::span<std::byte const> bytes) override { compressor_.append(bytes); }
+    void write(std::span<std::byte const> bytes) override;
     void finish() { compressor_.finish(); }
 
 private:
     kxbase::compressor_z compressor_;
+    kxbase::limits const limits_ = kxbase::current_limits();
+    std::size_t size_ = 0;
 };
 
 } // namespace
@@ -56,5 +63,19 @@ kxbase::ptr_refcount<properties> expand_original(property_binary const& original
     decoder.expect_end();
     return submission;
 }
+
+namespace {
+
+void compressing_sink::write(std::span<std::byte const> bytes) {
+    size_ += bytes.size();
+    bool const is_expansion = limits_.expansion < limits_.document;
+    if (std::size_t const most = is_expansion ? limits_.expansion : limits_.document; size_ > most)
+        raise_from<kxbase::es::arg>(submission_source_path, "a submission of more than " + std::to_string(most) +
+                                                                " encoded bytes (limit " +
+                                                                (is_expansion ? "expansion)" : "document)"));
+    compressor_.append(bytes);
+}
+
+} // namespace
 
 } // namespace kxclientutil

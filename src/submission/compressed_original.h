@@ -17,7 +17,7 @@ inline constexpr char const* original_path = "ext-meta{compressed-original}";
 [[nodiscard]] kxcore::property_binary const* kept_original(kxcore::properties const& submission);
 
 /// Encodes and compresses a submission. Raises es::arg for one that could not be read back, as the network encoding
-/// does.
+/// does, and for one beyond the limits of a document and of expansion.
 [[nodiscard]] kxbase::ptr_refcount<kxcore::property_binary> compress_original(kxcore::properties const& submission);
 
 /// The inverse of compress_original(). Raises es::arg for corrupt data and beyond the limit of expansion.

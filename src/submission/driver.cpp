@@ -1,3 +1,4 @@
+#include "raising.h"
 #include "submission/compressed_original.h"
 #include "submission/edl_source.h"
 #include "submission/file_source.h"
@@ -9,6 +10,8 @@
 
 #include <kxclientutil/submission.h>
 
+#include <kxbase/limits.h>
+#include <kxcore/encodable.h>
 #include <kxcore/properties.h>
 #include <kxcore/property_list.h>
 #include <kxcore/property_values.h>
@@ -16,7 +19,9 @@
 
 #include <algorithm>
 #include <array>
+#include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace kxclientutil {
@@ -32,7 +37,8 @@ void override_name(finalization_run const& run);
 void name_workflow(finalization_run const& run);
 void finalize_source(finalization_run& run);
 void finalize_without_source(finalization_run& run);
-void store_original(finalization_run const& run, kxcore::property_handle const& original);
+void store_original(finalization_run const& run, kxbase::ptr_refcount<kxcore::property_binary> const& original,
+                    properties const& before);
 void append_resources(finalization_run const& run, kxcore::property_list& resources);
 
 struct source_kind {
@@ -70,8 +76,9 @@ void finalize(finalization_run& run, kxcore::property_list& resources) {
     auto const original = compress_original(run.submission);
     override_name(run);
     name_workflow(run);
+    properties const named = run.submission;
     finalize_source(run);
-    store_original(run, original);
+    store_original(run, original, named);
     append_resources(run, resources);
     run.notes.complete();
 }
@@ -107,9 +114,21 @@ void finalize_without_source(finalization_run& run) {
     store_workflow(builder, run);
 }
 
-void store_original(finalization_run const& run, kxcore::property_handle const& original) {
+/// Makes a job of what is finalized, unless no node could read it: encoders share clips, files share targets and variables
+/// take settings over whole, so that little may have become a lot. Then nothing of it is left, lest somebody walk through it.
+void store_original(finalization_run const& run, kxbase::ptr_refcount<kxcore::property_binary> const& original,
+                    properties const& before) {
     run.notes.begin(e_finalization_step::original);
-    run.submission.set_create_referenced_property(original_path, original);
+    properties job = run.submission;
+    job.set_create_referenced_property(original_path, original);
+    try {
+        kxcore::require_encodable(job, kxbase::current_limits().document);
+    } catch (kxbase::es::arg const& error) {
+        run.submission = before;
+        raise_from<kxbase::es::arg>(submission_source_path,
+                                    std::string("The job would be too large: ") + error.message());
+    }
+    run.submission = std::move(job);
     run.notes.set({}, original_path, {}, original, "the submission as it came");
 }
 

@@ -5,6 +5,7 @@
 
 #include <kxbase/limits.h>
 #include <kxcore/credentials.h>
+#include <kxcore/encodable.h>
 #include <kxcore/properties.h>
 #include <kxcore/property_values.h>
 #include <kxcore/sealed_file.h>
@@ -19,6 +20,7 @@ bool holds_credentials_at_any_age(kxcore::properties const& job);
 
 void write_job_file(std::string const& path_or_url, kxcore::properties const& job) {
     if (!kept_original(job)) raise_from<kxbase::es::arg>(submission_source_path, "Not a finalized submission");
+    kxcore::require_encodable(job, kxbase::current_limits().document);
     auto const sealing = holds_credentials_at_any_age(job) ? kxcore::e_sealing::encrypted : kxcore::e_sealing::plain;
     kxcore::write_sealed_file(path_or_url, job, sealing);
 }

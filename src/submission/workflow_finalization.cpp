@@ -127,7 +127,7 @@ void give_input_values(workflow_builder& builder, finalization_run const& run) {
 
 void offer_values(workflow_builder& builder, addressed_task const& task, finalization_run const& run) {
     for (auto const& [input, value] : run.settings.in_values)
-        if (builder.is_possible_input(task.wtid, input))
+        if (builder.can_set_in_value(task.wtid, input))
             give(builder, task, input, value, "your value for every task that has the input", run.notes);
 }
 
@@ -135,7 +135,7 @@ void demand_by_name(workflow_builder& builder, addressed_task const& task, final
     auto const values = run.settings.task_name_in_values.find(task.name);
     if (values == run.settings.task_name_in_values.end()) return;
     for (auto const& [input, value] : values->second) {
-        if (!builder.is_possible_input(task.wtid, input))
+        if (!builder.can_set_in_value(task.wtid, input))
             refuse_input(kxbase::string_with_format("'%s' isn't a possible input for task named '%s' (%s)",
                                                     input.c_str(), task.name.c_str(), task.type.c_str()));
         give(builder, task, input, value, "your value for tasks of this name", run.notes);
@@ -146,7 +146,7 @@ void demand_by_type(workflow_builder& builder, addressed_task const& task, final
     auto const values = run.settings.task_type_in_values.find(task.type);
     if (values == run.settings.task_type_in_values.end()) return;
     for (auto const& [input, value] : values->second) {
-        if (!builder.is_possible_input(task.wtid, input))
+        if (!builder.can_set_in_value(task.wtid, input))
             refuse_input(kxbase::string_with_format("'%s' isn't a possible input for task type '%s'", input.c_str(),
                                                     task.type.c_str()));
         give(builder, task, input, value, "your value for tasks of this type", run.notes);
@@ -165,7 +165,7 @@ void give(workflow_builder& builder, addressed_task const& task, std::string con
 void note_unaccepted(workflow_builder const& builder, tasks_by_wtid const& tasks, finalization_run const& run) {
     for (auto const& [input, value] : run.settings.in_values) {
         bool const is_accepted = std::ranges::any_of(
-            tasks, [&, &wanted = input](auto const& task) { return builder.is_possible_input(task.first, wanted); });
+            tasks, [&, &wanted = input](auto const& task) { return builder.can_set_in_value(task.first, wanted); });
         if (!is_accepted) run.notes.unused(input, value, "no task has the input");
     }
 }

@@ -1,8 +1,11 @@
 #include "submission/workflow_variables.h"
 
+#include "raising.h"
 #include "submission/task_chain.h"
 #include "submission/workflow_variable_values.h"
 
+#include <kxbase/limits.h>
+#include <kxcore/encodable.h>
 #include <kxcore/properties.h>
 #include <kxcore/property_values.h>
 #include <kxcore/property_walk.h>
@@ -10,6 +13,7 @@
 #include <kxworkflow/workflow_builder.h>
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -49,6 +53,7 @@ public:
 
 private:
     bool resolve_member(properties& member, variable_place const& place);
+    void count_in(property_handle const& value, workflow_variable const& variable, variable_place const& place);
     void place_variables(properties const& member, std::vector<counted_variable> found, std::string const& wtid);
     void place_variable(counted_variable found, std::string const& wtid, std::string_view path,
                         property_handle const& before);
@@ -56,6 +61,7 @@ private:
     workflow_builder const& builder_;
     task_chain& chain_;
     finalization_notes notes_;
+    std::optional<kxcore::encoding_budget> taken_over_;
 };
 
 } // namespace
@@ -101,11 +107,26 @@ bool variable_resolution::resolve_member(properties& member, variable_place cons
             if (!variable) return {};
             variable_value value = resolve_workflow_variable(*variable, place);
             property_handle const resolved = value.value;
+            count_in(resolved, *variable, place);
             if (!value.from_wtid.empty() || notes_.is_listening()) found.push_back({number, std::move(value)});
             return resolved;
         }) != 0;
     if (!found.empty()) place_variables(stored, std::move(found), place.wtid);
     return changed;
+}
+
+/// Settings that are taken over whole may hold others that were: what doubles with each step is stopped on the way, before
+/// anybody looks through it. The job will hold each of them, so together they can't be larger than it may be.
+void variable_resolution::count_in(property_handle const& value, workflow_variable const& variable,
+                                   variable_place const& place) {
+    if (!value || (value->kind() != property_kind::properties && value->kind() != property_kind::list)) return;
+    if (!taken_over_) taken_over_.emplace(kxbase::current_limits().document);
+    try {
+        taken_over_->spend(*value);
+    } catch (kxbase::es::arg const& error) {
+        raise_from<kxbase::es::arg>(submission_source_path,
+                                    "'" + variable.text + "' in " + place.wtid + ": " + error.message());
+    }
 }
 
 /// Connections and notes name inputs by their paths, which cost time to make and are made for members that need them.

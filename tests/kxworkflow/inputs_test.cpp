@@ -51,6 +51,27 @@ TEST(inputs, are_possible_when_declared_or_configured) {
         EXPECT_FALSE(builder.is_possible_input(task_id, input)) << input;
 }
 
+TEST(inputs, can_be_set_where_a_value_has_a_place) {
+    auto builder = builder_with(tree({{"env", tree({{"A", text("x")}})}, {"list", texts({"x", "y"})}}));
+    struct {
+        char const* input;
+        bool can_be_set;
+    } const cases[] = {
+        {"source-url", true},     {"source-url{a}", true},                       // nothing there yet: a tree is made
+        {"env{A}", true},         {"env{B}{C}", true},     {"env{A}{B}", false}, // a text has no members
+        {"list[1]", true},        {"list[2]", true},                             // one more
+        {"list[3]", false},       {"list{a}", false},      {"env[0]", false},    {"clips[0]", false},
+        {"clips[0]{url}", false}, {"other", false},        {"", false},          {"env{", false},
+    };
+    for (auto const& [input, can_be_set] : cases) {
+        EXPECT_EQ(builder.can_set_in_value(task_id, input), can_be_set) << input;
+        auto trial = builder_with(builder.get_task_configuration(task_id));
+        std::string const message = arg_message([&] { trial.set_in_value(task_id, input, text("x")); });
+        EXPECT_EQ(trial == builder, !can_be_set) << input << ": " << message;
+    }
+    EXPECT_THROW(static_cast<void>(builder.can_set_in_value("wtid:x#y", "source-url")), kxbase::es::arg);
+}
+
 TEST(inputs, of_no_task_are_an_error) {
     auto const builder = builder_with(tree({}));
     EXPECT_EQ(arg_message([&] { static_cast<void>(builder.is_possible_input("wtid:x#y", "source-url")); }),

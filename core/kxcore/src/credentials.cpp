@@ -14,9 +14,9 @@
 #include <kxbase/urls.h>
 
 #include <array>
-#include <compare>
 #include <optional>
 #include <set>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -65,8 +65,6 @@ private:
     struct place {
         fitting_rules rules{};
         bool in_password = false; ///< the last key speaks of one
-
-        auto operator<=>(place const&) const = default;
     };
 
     struct container {
@@ -79,7 +77,7 @@ private:
     [[nodiscard]] bool is_new(property const& value, place const& where);
 
     std::vector<container> open_;
-    std::set<std::pair<property const*, place>> seen_;
+    std::set<std::tuple<property const*, fitting_rules, bool>> seen_;
 };
 
 std::string associated_with_url(std::string_view readable);
@@ -204,7 +202,7 @@ bool credential_search::is_credential(property const& value, place const& where)
 }
 
 bool credential_search::is_new(property const& value, place const& where) {
-    return !value.is_shared() || seen_.emplace(&value, where).second;
+    return !value.is_shared() || seen_.emplace(&value, where.rules, where.in_password).second;
 }
 
 bool has_user_or_password(std::string_view url) {

@@ -5,6 +5,7 @@
 #include "workflow_content.h"
 
 #include <kxcore/constraint.h>
+#include <kxcore/property_values.h>
 #include <kxworkflow/ports.h>
 #include <kxworkflow/workflow_builder.h>
 
@@ -17,6 +18,7 @@ namespace kxworkflow {
 namespace {
 
 kxcore::property_handle published_by_task(task_record const& task, std::string_view output);
+std::string put_value(kxcore::properties& configuration, std::string_view input, kxcore::property_handle value);
 std::string describe_input(task_record const& task, std::string_view input);
 void require_status(task_record const& task, kxbase::ptr_refcount<kxcore::constraint const> const& status);
 
@@ -33,12 +35,16 @@ void workflow_builder::set_in_value(std::string_view wtid, std::string_view inpu
         kxbase::es::arg::raise(describe_input(task, input) + " is none of its inputs");
     if (!value) kxbase::es::arg::raise(describe_input(task, input) + " gets no value");
     auto configuration = kxbase::make_refcount<kxcore::properties>(*task.configuration);
-    try {
-        configuration->set_create_referenced_property(input, std::move(value));
-    } catch (kxbase::es::arg const& error) {
-        kxbase::es::arg::raise(describe_input(task, input) + " cannot be set: " + error.message());
-    }
+    std::string const obstacle = put_value(*configuration, input, std::move(value));
+    if (!obstacle.empty()) kxbase::es::arg::raise(describe_input(task, input) + " cannot be set: " + obstacle);
     content_->configure(task, std::move(configuration));
+}
+
+bool workflow_builder::can_set_in_value(std::string_view wtid, std::string_view input) const {
+    task_record const& task = content_->require(wtid);
+    if (!kxworkflow::is_possible_input(*task.info, *task.configuration, input)) return false;
+    kxcore::properties attempt = *task.configuration;
+    return put_value(attempt, input, kxbase::make_refcount<kxcore::property_bool>(true)).empty();
 }
 
 void workflow_builder::publish_out(std::string_view wtid, std::string_view output, kxcore::property_handle value) {
@@ -125,6 +131,16 @@ kxcore::property_handle published_by_task(task_record const& task, std::string_v
     auto const* const published =
         kxcore::property_cast<kxcore::properties>(task.document.find(keys::published_outputs));
     return published != nullptr ? published->get_property(output) : kxcore::property_handle();
+}
+
+/// Why there is no place for the value; empty when it was put there.
+std::string put_value(kxcore::properties& configuration, std::string_view input, kxcore::property_handle value) {
+    try {
+        configuration.set_create_referenced_property(input, std::move(value));
+        return {};
+    } catch (kxbase::es::arg const& error) {
+        return error.message();
+    }
 }
 
 std::string describe_input(task_record const& task, std::string_view input) {

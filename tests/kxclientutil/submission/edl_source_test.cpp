@@ -194,6 +194,27 @@ TEST_F(finalized_edl_source, fetches_each_remote_file_once) {
 }
 
 // On purpose: the files of audio and video clips are wanted under "clips" as well.
+// People see the label, so it reads as the file is called.
+TEST_F(finalized_edl_source, calls_localizers_after_their_files) {
+    struct {
+        char const* url;
+        char const* label;
+    } const cases[] = {
+        {"http://host/dir/clip.mov", "clip.mov"},
+        {"http://host/dir/my%20clip%23.mov", "my clip#.mov"},
+        {"http://host/clip.mov?take=2#part", "clip.mov"},
+        {"http://host/dir/", "Untitled"},
+        {"ftp://host", "Untitled"},
+    };
+    for (auto const& [url, label] : cases) {
+        use_tasks({task_of(encoder_plid, "encoder", tree({}))});
+        use_clips({clip(url)});
+        finalize();
+        ASSERT_EQ(localizers().size(), 1U) << url;
+        EXPECT_EQ(text_at(localizers().front(), "name"), label) << url;
+    }
+}
+
 TEST_F(finalized_edl_source, feeds_all_remote_clips_under_clips) {
     use_clips({clip("file:/a"), clip("http://host/shared"), clip("http://host/c")},
               {clip("http://host/shared"), clip("http://host/shared"), clip("http://host/audio")},

@@ -169,6 +169,14 @@ TEST_F(post_actions, stop_the_other_encoders) {
     EXPECT_EQ(wiring(upload), *tree({}));
 }
 
+TEST_F(post_actions, stop_nobody_where_one_encoder_is_alone) {
+    use_wired({task_of(encoder_plid, "1", tree({})), task_of(upload_plid, "upload", tree({}))}, {},
+              tree({{"finalize-workflow-failure", tree({{"encode", tree({{"stop-others", flag(true)}})}})}}));
+    finalize();
+    EXPECT_EQ(wiring(encoder_1), *tree({}));
+    EXPECT_EQ(wiring(upload), *tree({}));
+}
+
 TEST_F(post_actions, stop_nobody_unless_asked) {
     for (auto const& actions : {tree({{"stop-others", flag(false)}}), tree({{"stop-others", text("true")}}),
                                 tree({{"stop-encoders", flag(true)}})}) {
@@ -195,6 +203,19 @@ TEST_F(post_actions, wait_for_the_success_of_every_delivery) {
     EXPECT_EQ(added_task(), delete_task(all));
     finalize_success(tree({{"move-source", text("ftp://host/done/")}}));
     EXPECT_EQ(added_task(), move_task("done", "ftp://host/done/#origin", all));
+}
+
+// In the order of their wtids, whatever the order of the document: the same workflow drawn in another order is the same job.
+TEST_F(post_actions, wait_for_deliveries_in_the_order_of_their_wtids) {
+    std::string const second = wtid(upload_plid, "2");
+    std::string const first = wtid(upload_plid, "1");
+    use_wired({task_of(youtube_plid, "channel", tree({})), task_of(upload_plid, "2", tree({})),
+               task_of(upload_plid, "1", tree({}))},
+              {}, tree({{"finalize-workflow-success", tree({{"deployment", tree({{"remove-source", flag(true)}})}})}}));
+    finalize();
+    EXPECT_EQ(added_task(),
+              delete_task(list({on_end_of({first}, success_end_state()), on_end_of({second}, success_end_state()),
+                                on_end_of({channel}, success_end_state())})));
 }
 
 TEST_F(post_actions, come_after_a_failure_and_after_success) {

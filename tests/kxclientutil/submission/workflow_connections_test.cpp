@@ -221,6 +221,33 @@ TEST_F(workflow_connections, wire_a_drawn_localizer) {
                                                  fed(wtid(encoder_plid, "other"), "dest-url", "source-url")})}}));
 }
 
+// What is more, it may be drawn to the encoder whose intro it fetches, which it feeds in any case.
+TEST_F(workflow_connections, feed_once_what_a_drawn_localizer_fetches_for_an_encoder) {
+    std::string const localizer = wtid(localize_plid, "mine");
+    use_wired({task_of(localize_plid, "mine", tree({{"source-url", text("http://host/i.mov")}})),
+               task_of(encoder_plid, "encoder", tree({{"intro-url", text("http://host/i.mov")}}))},
+              {{localizer, encoder}});
+    finalize();
+    EXPECT_TRUE(added_tasks().empty());
+    EXPECT_EQ(wiring(encoder), *tree({{"input-connections", list({fed(localizer, "dest-url", "intro-url")})}}));
+}
+
+// An input for what other tasks publish is the source's only where somebody has left it to be filled.
+TEST_F(workflow_connections, leave_to_the_source_what_is_published_by_nobody_and_stands_deferred) {
+    auto const later = kx_test::deferred(kx_test::property_kind::list);
+    use_tasks({task_of(collect_plid, "missing", tree({})),
+               task_of(collect_plid, "present", tree({{"extra-source-urls", later}})),
+               task_of(collect_plid, "empty", tree({{"extra-source-urls", list({})}}))});
+    submission_add_files({"file:/a.mov"}, "Files", submission);
+    finalize();
+    auto const path = [](char const* name, char const* input) {
+        return "workflow:" + wtid(collect_plid, name) + ">" + input;
+    };
+    EXPECT_EQ(kx_test::texts_at(submission, "file-source{files}[0]{targets}"),
+              (std::vector<std::string>{path("missing", "source-url"), path("present", "extra-source-urls"),
+                                        path("present", "source-url"), path("empty", "source-url")}));
+}
+
 TEST_F(workflow_connections, make_no_input_open_to_the_source) {
     use_connected({{encoder, upload}});
     submission_add_files({"file:/a.mov"}, "Files", submission);

@@ -260,6 +260,37 @@ TEST_F(workflow_finalization, makes_resources_of_values_given_for_inputs) {
     EXPECT_EQ(collected(), (std::vector<std::string>{"kxrc:/out/#origin"}));
 }
 
+// Files are looked for before variables are resolved: what a variable becomes is no resource of the submitting client, but
+// a text of the workflow.
+TEST_F(workflow_finalization, makes_no_resources_of_what_variables_become) {
+    settings.resource_uri_option = true;
+    submission_add_workflow(
+        *kx_test::workflow_of({task_of(mail_plid, "mail", tree({{"subject", text("$workflow.name$")}}))},
+                              "file:/media//a.mov"),
+        submission);
+    finalize();
+    EXPECT_EQ(configuration(mail), *tree({{"subject", text("file:/media//a.mov")}}));
+    EXPECT_TRUE(resources.empty());
+}
+
+// Nor is a setting looked at again that another task takes over: it is what it became where it stands.
+TEST_F(workflow_finalization, makes_one_resource_of_a_setting_that_is_taken_over) {
+    constexpr char const* mbr_plid = "task/regular/mbr/1.0";
+    kx_test::add_plugin(plugins, {mbr_plid, "mbr", {}, {"dest-url"}});
+    settings.resource_uri_option = true;
+    use_tasks(
+        {task_of(mbr_plid, "package", tree({{"logo", text("file:/logo.png")}})),
+         task_of(mail_plid, "mail", tree({{"subject", text("kxvar:/#mbr.logo")}, {"message", text("kxvar:/#mbr.logo")}}))});
+    submission.set_create_referenced_property(
+        "workflow{workflow-meta}{connections}",
+        list({tree({{"from-wtid", text(wtid(mbr_plid, "package"))}, {"to-wtid", text(mail)}})}));
+    finalize();
+    EXPECT_EQ(text_at(configuration(wtid(mbr_plid, "package")), "logo"), "kxrc:/logo.png#origin");
+    EXPECT_EQ(configuration(mail),
+              *tree({{"subject", text("kxrc:/logo.png#origin")}, {"message", text("kxrc:/logo.png#origin")}}));
+    EXPECT_EQ(collected(), (std::vector<std::string>{"kxrc:/logo.png#origin"}));
+}
+
 TEST_F(workflow_finalization, looks_at_configurations_alone) {
     settings.resource_uri_option = true;
     auto const task = tree({{"id", text(mail)}, {"ext-meta", tree({{"logo", text("file:/logo.png")}})}});

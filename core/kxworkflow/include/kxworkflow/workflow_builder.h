@@ -194,13 +194,19 @@ public:
     // Inputs and outputs.
 
     /// Whether the task accepts an input: its path is in the configuration, or its first step is
-    /// declared by the plugin or a member of the configuration. A text that is no path is none.
+    /// declared by the plugin or a member of the configuration. A text that is no path is none. What
+    /// feeds an input may bring the list that it is in, so one that can be connected is possible,
+    /// though there may be no place for a value yet.
     [[nodiscard]] bool is_possible_input(std::string_view wtid, std::string_view input) const;
+
+    /// Whether set_in_value() would give the input a value: it is possible, and the way to it leads
+    /// through trees, and through lists that are long enough.
+    [[nodiscard]] bool can_set_in_value(std::string_view wtid, std::string_view input) const;
 
     /// Gives an input a value, in the configuration, where get_task_configuration() then shows it.
     /// Missing trees on the way are made, missing lists are not.
     ///
-    /// @throws es::arg also for an impossible input, a way that leads nowhere, an empty handle
+    /// @throws es::arg also for an input that can't be set, see above, and an empty handle
     void set_in_value(std::string_view wtid, std::string_view input,
                       kxbase::ptr_refcount<kxcore::property const> value);
 
