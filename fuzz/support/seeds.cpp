@@ -1,6 +1,6 @@
 // Makes the seeds of every target out of the examples of the sample installation, so that they stay in step with them.
 //
-//     fuzz_seeds FOLDER      writes FOLDER/read_config/, FOLDER/upgrade/ and FOLDER/network_decode/
+//     fuzz_seeds FOLDER      writes FOLDER/read_config/, FOLDER/upgrade/, FOLDER/network_decode/ and FOLDER/finalize/
 #include "upgrade_table.h"
 
 #include <kxbase/buffer.h>
@@ -54,6 +54,7 @@ void write_tree_seeds(configuration const& document, std::string const& name, fs
     kxbase::buffer encoded;
     kxcore::encoder_network(encoded).write(document.get_config());
     write_file(folder / "network_decode" / name, encoded.text());
+    if (document.get_identifier() == "submission") write_file(folder / "finalize" / name, encoded.text());
     auto const row =
         std::ranges::find(kx_fuzz::upgrade_table, document.get_identifier(), &kx_fuzz::upgrade_row::identifier);
     if (row == kx_fuzz::upgrade_table.end()) return;
