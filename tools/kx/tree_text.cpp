@@ -89,6 +89,26 @@ std::string key_text(std::string_view key) {
     return plain ? std::string(key) : nlohmann::json(key).dump();
 }
 
+kxcore::property_handle masked_leaf(std::string_view path, kxcore::property_handle const& value) {
+    using kxcore::credentials::e_content;
+    switch (kxcore::credentials::content_to_hide(path, *value)) {
+    case e_content::none: return value;
+    case e_content::url: {
+        auto const& url = static_cast<kxcore::property_string const&>(*value);
+        return kxbase::make_refcount<kxcore::property_string>(kxbase::url_protected_output(url.value()));
+    }
+    case e_content::text: break;
+    }
+    return kxbase::make_refcount<kxcore::property_string>("********");
+}
+
+// The key that a part of a tree has while it is walked on its own.
+constexpr std::string_view stand_in = "-";
+
+std::string path_in_whole(std::string_view path, std::string_view path_in_part) {
+    return std::string(path).append(path_in_part.substr(stand_in.size()));
+}
+
 std::string leaf_text(kxcore::property const& value) {
     if (auto const* bytes = kxcore::property_cast<kxcore::property_binary>(&value)) {
         return fmt::format("<{} bytes>", bytes->value().size());
@@ -108,21 +128,25 @@ std::string to_text(kxcore::properties const& tree) {
 }
 
 kxcore::properties without_credentials(kxcore::properties const& tree) {
-    using kxcore::credentials::e_content;
     kxcore::properties masked(tree);
-    kxcore::rewrite_leaves(masked, [](std::string_view path, kxcore::property_handle const& value) {
-        switch (kxcore::credentials::content_to_hide(path, *value)) {
-        case e_content::none: return value;
-        case e_content::url: {
-            auto const& url = static_cast<kxcore::property_string const&>(*value);
-            return kxcore::property_handle(
-                kxbase::make_refcount<kxcore::property_string>(kxbase::url_protected_output(url.value())));
-        }
-        case e_content::text: break;
-        }
-        return kxcore::property_handle(kxbase::make_refcount<kxcore::property_string>("********"));
-    });
+    kxcore::rewrite_leaves(masked, masked_leaf);
     return masked;
+}
+
+kxcore::property_handle without_credentials(std::string_view path, kxcore::property_handle const& value) {
+    kxcore::properties part(stand_in, value);
+    kxcore::rewrite_leaves(part, [&](std::string_view path_in_part, kxcore::property_handle const& leaf) {
+        return masked_leaf(path_in_whole(path, path_in_part), leaf);
+    });
+    return part.get_property(stand_in);
+}
+
+void visit_leaves_below(std::string_view path, kxcore::property_handle const& value,
+                        kxcore::leaf_visitor const& visitor) {
+    kxcore::visit_leaves(kxcore::properties(stand_in, value),
+                         [&](std::string_view path_in_part, kxcore::property_handle const& leaf) {
+                             visitor(path_in_whole(path, path_in_part), leaf);
+                         });
 }
 
 } // namespace kx

@@ -3,11 +3,10 @@
 /// @file
 /// Trees as indented text for people: one line per value, so that two of them can be compared by `diff`.
 
-#include <string>
+#include <kxcore/property_walk.h>
 
-namespace kxcore {
-class properties;
-}
+#include <string>
+#include <string_view>
 
 namespace kx {
 
@@ -18,5 +17,14 @@ namespace kx {
 /// A copy of the tree with its credentials made unreadable: the password of every URL, wherever it stands, and whole
 /// texts that are passwords.
 [[nodiscard]] kxcore::properties without_credentials(kxcore::properties const& tree);
+
+/// The same for a part of a tree.
+///
+/// @param path  where it is in the tree: that tells what is a password
+[[nodiscard]] kxcore::property_handle without_credentials(std::string_view path, kxcore::property_handle const& value);
+
+/// Calls the visitor for every leaf of a part of a tree, with its path in the tree.
+void visit_leaves_below(std::string_view path, kxcore::property_handle const& value,
+                        kxcore::leaf_visitor const& visitor);
 
 } // namespace kx

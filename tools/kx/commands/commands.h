@@ -16,6 +16,7 @@ void add_show_command(CLI::App& parser, application& app);
 void add_validate_command(CLI::App& parser, application& app);
 void add_convert_command(CLI::App& parser, application& app);
 void add_variables_command(CLI::App& parser, application& app);
+void add_diff_command(CLI::App& parser, application& app);
 void add_finalize_command(CLI::App& parser, application& app);
 void add_original_command(CLI::App& parser, application& app);
 void add_schema_command(CLI::App& parser, application& app);

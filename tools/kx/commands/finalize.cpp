@@ -1,3 +1,4 @@
+#include "../account_json.h"
 #include "../application.h"
 #include "../arguments.h"
 #include "../document.h"
@@ -7,6 +8,7 @@
 
 #include <kxbase/errors.h>
 #include <kxbase/urls.h>
+#include <kxclientutil/explanation.h>
 #include <kxclientutil/submission.h>
 #include <kxcore/property_list.h>
 #include <kxcore/property_values.h>
@@ -16,6 +18,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <set>
 
@@ -37,6 +40,7 @@ struct options {
     std::vector<std::string> in;
     std::vector<std::string> task_in;
     std::vector<std::string> type_in;
+    bool explain = false;
 };
 
 kxclientutil::finalize_sub_conf settings_of(options const& chosen) {
@@ -142,8 +146,7 @@ void check_that_owners_exist(kxclientutil::finalize_sub_conf const& settings, kx
         if (!types.contains(type)) app.tell_warning("--type-in", "no task is of the type '" + type + "'");
 }
 
-void tell(application const& app, options const& chosen, kxcore::properties const& job,
-          kxcore::property_list const& resources) {
+json summary(options const& chosen, kxcore::properties const& job, kxcore::property_list const& resources) {
     auto const name = job.get_string_value("name", "");
     auto const tasks = job.get_properties_value("workflow")->get_list_value("tasks")->size();
     json folders = json::array();
@@ -151,37 +154,74 @@ void tell(application const& app, options const& chosen, kxcore::properties cons
         auto const& uri = static_cast<kxcore::property_string const&>(*resource);
         folders.push_back(without_password(uri.value()));
     }
-    if (app.wants_json) {
-        application::print_json(
-            json{{"job", without_password(chosen.job)}, {"name", name}, {"tasks", tasks}, {"resources", folders}});
-        return;
-    }
-    application::print(fmt::format("{}: the job \"{}\", {} task{}\n", shown(chosen.job), on_one_line(name), tasks,
-                                   tasks == 1 ? "" : "s"));
-    for (auto const& folder : folders) {
+    json told = json::object();
+    if (!chosen.job.empty()) told["job"] = without_password(chosen.job);
+    told.update({{"name", name}, {"tasks", tasks}, {"resources", folders}});
+    return told;
+}
+
+void tell(json const& told) {
+    auto const tasks = told["tasks"].get<std::size_t>();
+    application::print(fmt::format("{}: the job \"{}\", {} task{}\n", on_one_line(told["job"].get<std::string>()),
+                                   on_one_line(told["name"].get<std::string>()), tasks, tasks == 1 ? "" : "s"));
+    for (auto const& folder : told["resources"]) {
         application::print(fmt::format("  the nodes will fetch from {}\n", on_one_line(folder.get<std::string>())));
+    }
+}
+
+/// A submission on its way to a job.
+struct making {
+    kxcore::properties submission{false};
+    kxcore::property_list resources;
+    kxclientutil::finalization_account account;
+};
+
+// What was done stands before what went wrong, also where both go to one file.
+void explain(making const& made) {
+    application::print(kxclientutil::explain_finalization(made.account));
+    std::fflush(stdout);
+}
+
+void finalize(application& app, options const& chosen, kxclientutil::finalize_sub_conf const& settings, making& made) {
+    auto const& installation = app.installation();
+    auto const& plugins = installation.get_plugins();
+    auto const& constraints = installation.get_constraints();
+    check_that_owners_exist(settings, *made.submission.get_properties_value("workflow"), app);
+    if (!chosen.explain)
+        return kxclientutil::submission_finalize(made.submission, made.resources, settings, plugins, constraints);
+    try {
+        kxclientutil::submission_finalize(made.submission, made.resources, settings, plugins, constraints,
+                                          made.account);
+    } catch (kxbase::es::base const&) {
+        if (!app.wants_json) explain(made);
+        throw;
+    }
+    if (!app.wants_json) explain(made);
+}
+
+// Writes the job, if one is wanted, and tells of it.
+void finish(application& app, options const& chosen, making const& made) {
+    if (!chosen.job.empty()) kxclientutil::write_job_file(chosen.job, made.submission);
+    json told = summary(chosen, made.submission, made.resources);
+    if (app.wants_json) {
+        if (chosen.explain) told["explanation"] = to_json(made.account);
+        application::print_json(told);
+    } else if (!chosen.job.empty()) {
+        tell(told);
     }
 }
 
 void run(application& app, options const& chosen) {
     auto const settings = settings_of(chosen);
     auto const& composed = chosen.submission.empty() ? chosen.workflow : chosen.submission;
-    kxcore::properties submission(false);
-    if (!app.run_on(composed, [&] { submission = compose(chosen, app); })) return;
-    if (!app.run_on(chosen.source, [&] { add_source(submission, chosen, app); })) return;
-    kxcore::property_list resources;
-    auto const& installation = app.installation();
-    if (!app.run_on(composed, [&] {
-            check_that_owners_exist(settings, *submission.get_properties_value("workflow"), app);
-            kxclientutil::submission_finalize(submission, resources, settings, installation.get_plugins(),
-                                              installation.get_constraints());
-        })) {
-        return;
+    making made;
+    if (!app.run_on(composed, [&] { made.submission = compose(chosen, app); })) return;
+    if (!app.run_on(chosen.source, [&] { add_source(made.submission, chosen, app); })) return;
+    if (app.run_on(composed, [&] { finalize(app, chosen, settings, made); })) {
+        app.run_on(chosen.job, [&] { finish(app, chosen, made); });
+    } else if (chosen.explain && app.wants_json) {
+        application::print_json({{"errors", json::array({app.last_error()})}, {"explanation", to_json(made.account)}});
     }
-    app.run_on(chosen.job, [&] {
-        kxclientutil::write_job_file(chosen.job, submission);
-        tell(app, chosen, submission, resources);
-    });
 }
 
 void add_settings(CLI::App& command, options& chosen) {
@@ -232,13 +272,18 @@ void add_finalize_command(CLI::App& parser, application& app) {
         ->check(refuse_empty);
     command->add_option("-o,--output", chosen->job, "The job file to write")
         ->type_name("JOB")
-        ->required()
         ->check(refuse_empty);
+    command->add_flag("--explain", chosen->explain,
+                      "Say step by step what is changed and why; without -o no job is written");
     add_settings(*command, *chosen);
     command->footer("Without files and without a source the workflow alone becomes a job.\n\nExamples:\n  kx finalize "
                     "--workflow news.xml --file clip.mov --as-resources --name News -o news.job\n  kx finalize "
-                    "--workflow proxy.xml --source watched.xml -o proxy.job\n");
-    command->callback([&app, chosen] { run(app, *chosen); });
+                    "--workflow proxy.xml --source watched.xml -o proxy.job\n  kx finalize --workflow news.xml --file "
+                    "http://archive.example.com/clip.mov --explain\n");
+    command->callback([&app, chosen] {
+        if (chosen->job.empty() && !chosen->explain) throw CLI::RequiredError("--output or --explain");
+        run(app, *chosen);
+    });
 }
 
 } // namespace kx

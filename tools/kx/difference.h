@@ -1,0 +1,39 @@
+#pragma once
+
+/// @file
+/// What makes two documents differ, as it may be shown to people and programs.
+
+#include <kxcore/property.h>
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kx {
+
+/// A place where two trees differ.
+struct difference {
+    std::string path;
+    kxcore::property_handle before; ///< empty where only the second has the place; passwords are hidden
+    kxcore::property_handle after;  ///< empty where only the first has it
+
+    /// "added", "removed", "kind" for a value of another kind, "changed".
+    [[nodiscard]] std::string_view change() const;
+};
+
+/// The differences in the order of the paths. The submissions that two jobs were made from count as one place, and are
+/// equal when their trees are, however they are compressed.
+///
+/// @param whole  what only one side has comes value by value, not as one tree or list
+[[nodiscard]] std::vector<difference> differences_of(kxcore::properties const& before, kxcore::properties const& after,
+                                                     bool whole);
+
+/// One line without its end: "+ PATH: VALUE", "- PATH: VALUE", "~ PATH: VALUE → VALUE". Long values are cut.
+[[nodiscard]] std::string to_line(difference const& each);
+
+/// The same for programs, with whole values, but for binaries, of which only the size is told.
+[[nodiscard]] nlohmann::ordered_json to_json(difference const& each);
+
+} // namespace kx
