@@ -46,6 +46,8 @@ constexpr std::array<step_words, 16> steps{{
     {"resources", "What nodes reach through this client"},
 }};
 
+static_assert(steps.size() == static_cast<std::size_t>(e_finalization_step::resources) + 1);
+
 /// Writes events of one account as sentences.
 class narrator {
 public:
@@ -97,6 +99,8 @@ constexpr std::array<change_words, 13> changes{{
     {"each-task", &narrator::each_task},
     {"resource", &narrator::resource},
 }};
+
+static_assert(changes.size() == static_cast<std::size_t>(e_finalization_change::resource) + 1);
 
 std::string called(account_task const& task);
 std::string one_line(std::string_view text);
@@ -199,7 +203,7 @@ std::string narrator::not_connected(finalization_event const& event) const {
 /// What has to have become of other tasks.
 std::string ended(std::string_view when) {
     if (when == "success") return "succeeded";
-    return when == "failure" ? "failed or was cancelled" : "ended, however";
+    return when == "failure" ? "failed or was cancelled" : "ended, whatever came of it";
 }
 
 std::string narrator::runs_after(finalization_event const& event) const {
@@ -248,13 +252,18 @@ std::string narrator::task(std::string_view wtid) const {
     return text;
 }
 
+/// Of many the first ones: nobody reads a thousand names in a sentence.
 std::string narrator::tasks(std::vector<std::string> const& wtids, std::string_view last_word) const {
+    constexpr std::size_t most = 10;
+    std::size_t const named = wtids.size() > most + 1 ? most : wtids.size();
     std::string text;
-    for (std::size_t index = 0; index < wtids.size(); ++index) {
+    for (std::size_t index = 0; index < named; ++index) {
         bool const is_last = index + 1 == wtids.size();
         if (index != 0) text.append(is_last ? " " + std::string(last_word) + ' ' : ", ");
         text += task(wtids[index]);
     }
+    if (named < wtids.size())
+        text.append(" ").append(last_word).append(" " + std::to_string(wtids.size() - named) + " more");
     return text;
 }
 

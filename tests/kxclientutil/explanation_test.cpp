@@ -152,6 +152,25 @@ TEST(explain_events, says_what_happened_in_one_sentence_each) {
         EXPECT_EQ(sentences[index], rows[index].expected);
 }
 
+TEST(explain_events, names_ten_of_many_tasks) {
+    finalization_account account = some_account();
+    for (std::size_t const count : {11U, 12U}) {
+        finalization_event event;
+        event.change = change::stops;
+        event.task = "wtid:l#1";
+        event.others.assign(count, "wtid:e#1");
+        account.events.push_back(event);
+    }
+    std::string const ten =
+        R"("High" (encoder), "High" (encoder), "High" (encoder), "High" (encoder), "High" (encoder), )"
+        R"("High" (encoder), "High" (encoder), "High" (encoder), "High" (encoder), "High" (encoder))";
+    EXPECT_EQ(explain_events(account),
+              (std::vector<std::string>{R"(when "Intro" (localizer) has ended, whatever came of it, )" + ten +
+                                            R"( and "High" (encoder) are stopped)",
+                                        R"(when "Intro" (localizer) has ended, whatever came of it, )" + ten +
+                                            " and 2 more are stopped"}));
+}
+
 TEST(explain_events, shows_no_secret) {
     finalization_account account = some_account();
     struct {
