@@ -1,15 +1,16 @@
-#include "raising.h"
 #include "submission/compressed_original.h"
 #include "submission/edl_source.h"
 #include "submission/file_source.h"
 #include "submission/finalization_run.h"
 #include "submission/iseq_source.h"
+#include "submission/job_size.h"
 #include "submission/monitor_source.h"
 #include "submission/source_steps.h"
 #include "submission/workflow_finalization.h"
 
 #include <kxclientutil/submission.h>
 
+#include <kxbase/errors.h>
 #include <kxbase/limits.h>
 #include <kxcore/encodable.h>
 #include <kxcore/properties.h>
@@ -19,7 +20,6 @@
 
 #include <algorithm>
 #include <array>
-#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -125,8 +125,7 @@ void store_original(finalization_run const& run, kxbase::ptr_refcount<kxcore::pr
         kxcore::require_encodable(job, kxbase::current_limits().document);
     } catch (kxbase::es::arg const& error) {
         run.submission = before;
-        raise_from<kxbase::es::arg>(submission_source_path,
-                                    std::string("The job would be too large: ") + error.message());
+        refuse_job(error.message());
     }
     run.submission = std::move(job);
     run.notes.set({}, original_path, {}, original, "the submission as it came");

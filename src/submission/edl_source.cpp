@@ -1,6 +1,7 @@
 #include "submission/edl_source.h"
 
 #include "submission/finalization_run.h"
+#include "submission/job_size.h"
 #include "submission/localization.h"
 #include "submission/reporting.h"
 #include "submission/settings.h"
@@ -58,6 +59,7 @@ struct rewritten_clips {
 rewritten_clips rewrite_clips(properties const& source, finalization_run& run);
 void describe_list(workflow_builder& builder, properties const& source, std::string const& spawn_value,
                    finalization_run const& run);
+void require_room(std::size_t encoders, rewritten_clips const& clips);
 void give_clips(workflow_builder& builder, std::set<std::string> const& encoders, rewritten_clips const& clips,
                 finalization_notes const& notes);
 void localize_clips(workflow_builder& builder, std::set<std::string> const& encoders, rewritten_clips const& clips,
@@ -72,6 +74,7 @@ void finalize_edl_source(finalization_run& run) {
     workflow_builder builder = open_workflow(run);
     describe_list(builder, *source, clips.spawn_value, run);
     std::set<std::string> const encoders = encoder_tasks(builder);
+    require_room(encoders.size(), clips);
     give_clips(builder, encoders, clips, run.notes);
     localize_clips(builder, encoders, clips, run.notes);
     finalize_workflow(builder, run);
@@ -129,6 +132,18 @@ void describe_list(workflow_builder& builder, properties const& source, std::str
                   "the first clip with pictures stands for the whole", run);
     set_meta_data(builder, "parent-id", make_refcount<property_string>("WOFL-" + kxbase::string_uuid(false)),
                   "a fresh identifier", run);
+}
+
+/// All encoders have all clips, and all remote ones are connected to each of them.
+void require_room(std::size_t encoders, rewritten_clips const& clips) {
+    std::size_t all = 0;
+    for (auto const& list : clips.lists)
+        all += list->size();
+    std::size_t remote = 0;
+    for (auto const& [uri, inputs] : clips.remote)
+        remote += inputs.size();
+    require_room_for(encoders * all, smallest_clip);
+    require_room_for(encoders * remote, smallest_connection);
 }
 
 /// All encoders share the three lists.

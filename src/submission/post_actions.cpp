@@ -1,6 +1,7 @@
 #include "submission/post_actions.h"
 
 #include "raising.h"
+#include "submission/job_size.h"
 #include "submission/reporting.h"
 #include "submission/wiring.h"
 
@@ -86,7 +87,8 @@ void add_encoding_failure_actions(action_tools const& tools, action_document con
     std::set<std::string> const encoders = encoder_tasks(tools.builder);
     std::string const task = add_source_task(tools, actions);
     if (!task.empty()) run_after_any(tools, task, encoders, kxworkflow::failure_end_states(), "failure");
-    if (!actions.tree->get_bool_value("stop-others", false)) return;
+    if (!actions.tree->get_bool_value("stop-others", false) || encoders.empty()) return;
+    require_room_for(encoders.size() * (encoders.size() - 1), smallest_wtid);
     for (std::string const& encoder : encoders) // the triggers of a task leave out the task itself
         stop_after_failure(tools, encoder, encoders);
 }
@@ -101,6 +103,7 @@ void add_deployment_failure_actions(action_tools const& tools, action_document c
         run_after_any(tools, task, all, kxworkflow::failure_end_states(), "failure");
     }
     if (!actions.tree->get_bool_value("stop-encoders", false)) return;
+    require_room_for(deployments.size() * encoders.size(), smallest_wtid);
     for (std::string const& deployment : deployments)
         stop_after_failure(tools, deployment, encoders);
 }

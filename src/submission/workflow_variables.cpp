@@ -144,13 +144,13 @@ void variable_resolution::place_variables(properties const& member, std::vector<
 
 void variable_resolution::place_variable(counted_variable found, std::string const& wtid, std::string_view path,
                                          property_handle const& before) {
-    auto& [value, from_wtid, output, problem] = found.value;
-    if (!from_wtid.empty()) {
-        wires.push_back({std::move(from_wtid), std::move(output), wtid, std::string(path)});
-    } else if (value) {
-        notes_.set(wtid, path, before, value, {});
+    variable_value& made = found.value;
+    if (!made.from_wtid.empty()) {
+        wires.push_back({std::move(made.from_wtid), std::move(made.output), wtid, std::string(path)});
+    } else if (made.value) {
+        notes_.set(wtid, path, before, made.value, {});
     } else {
-        notes_.kept(wtid, path, before, problem);
+        notes_.kept(wtid, path, before, made.problem);
     }
 }
 

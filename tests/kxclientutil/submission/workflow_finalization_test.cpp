@@ -278,9 +278,9 @@ TEST_F(workflow_finalization, makes_one_resource_of_a_setting_that_is_taken_over
     constexpr char const* mbr_plid = "task/regular/mbr/1.0";
     kx_test::add_plugin(plugins, {mbr_plid, "mbr", {}, {"dest-url"}});
     settings.resource_uri_option = true;
-    use_tasks(
-        {task_of(mbr_plid, "package", tree({{"logo", text("file:/logo.png")}})),
-         task_of(mail_plid, "mail", tree({{"subject", text("kxvar:/#mbr.logo")}, {"message", text("kxvar:/#mbr.logo")}}))});
+    use_tasks({task_of(mbr_plid, "package", tree({{"logo", text("file:/logo.png")}})),
+               task_of(mail_plid, "mail",
+                       tree({{"subject", text("kxvar:/#mbr.logo")}, {"message", text("kxvar:/#mbr.logo")}}))});
     submission.set_create_referenced_property(
         "workflow{workflow-meta}{connections}",
         list({tree({{"from-wtid", text(wtid(mbr_plid, "package"))}, {"to-wtid", text(mail)}})}));
