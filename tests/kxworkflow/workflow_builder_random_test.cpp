@@ -1,4 +1,5 @@
 // What holds whatever is done to a workflow, in whatever order.
+#include "kxworkflow/support/sound_workflow.h"
 #include "kxworkflow/support/workflows.h"
 
 #include <gmock/gmock.h>
@@ -19,8 +20,6 @@ using kx_test::properties;
 using kx_test::property_handle;
 using kx_test::status;
 using kx_test::text;
-using kx_test::text_at;
-using kx_test::texts_at;
 using kx_test::tree;
 using kx_test::upload;
 using builder_type = kxworkflow::workflow_builder;
@@ -28,42 +27,9 @@ using builder_type = kxworkflow::workflow_builder;
 /// Checks the invariants that the builder promises, by its export alone.
 void expect_sound(builder_type const& builder) {
     properties const workflow = exported(builder);
-    auto const tasks = workflow.get_list_value("tasks");
-    ASSERT_EQ(tasks->size(), builder.get_task_count());
-
-    std::map<std::string, std::set<std::string>> waits;
-    for (property_handle const& each : *tasks)
-        ASSERT_TRUE(waits.emplace(text_at(static_cast<properties const&>(*each), "id"), std::set<std::string>()).second)
-            << "ids are unique";
-    for (property_handle const& each : *tasks) {
-        auto const& task = static_cast<properties const&>(*each);
-        std::string const wtid = text_at(task, "id");
-        if (task.is_present("input-connections"))
-            for (property_handle const& entry : *task.get_list_value("input-connections"))
-                waits[wtid].insert(text_at(static_cast<properties const&>(*entry), "from-wtid"));
-        for (char const* const key : {"run-dependencies", "kill-triggers"}) {
-            if (!task.is_present(key)) continue;
-            for (property_handle const& entry : *task.get_list_value(key))
-                for (std::string const& named : texts_at(static_cast<properties const&>(*entry), "tasks")) {
-                    ASSERT_TRUE(waits.contains(named)) << wtid << " names " << named << " in " << key;
-                    ASSERT_NE(named, wtid);
-                    if (key == std::string("run-dependencies")) waits[wtid].insert(named);
-                }
-        }
-        for (std::string const& named : waits[wtid])
-            ASSERT_TRUE(waits.contains(named)) << wtid << " waits for " << named;
-    }
-    // No cycle: tasks that wait for nothing can go, one after the other, until none is left.
-    while (!waits.empty()) {
-        std::set<std::string> ready;
-        for (auto const& [wtid, others] : waits)
-            if (others.empty()) ready.insert(wtid);
-        ASSERT_FALSE(ready.empty()) << "a cycle";
-        for (auto const& wtid : ready)
-            waits.erase(wtid);
-        for (auto& [wtid, others] : waits)
-            std::erase_if(others, [&](std::string const& other) { return ready.contains(other); });
-    }
+    ASSERT_EQ(workflow.get_list_value("tasks")->size(), builder.get_task_count());
+    ASSERT_NO_FATAL_FAILURE(kx_test::expect_sound(workflow));
+    ASSERT_FALSE(testing::Test::HasFailure());
     auto const again = make_builder_from(workflow);
     ASSERT_TRUE(again == builder) << "a builder made from the export is equal";
     ASSERT_EQ(exported(again), workflow);
