@@ -66,7 +66,7 @@ TEST(inputs, can_be_set_where_a_value_has_a_place) {
     for (auto const& [input, can_be_set] : cases) {
         EXPECT_EQ(builder.can_set_in_value(task_id, input), can_be_set) << input;
         auto trial = builder_with(builder.get_task_configuration(task_id));
-        std::string const message = arg_message([&] { trial.set_in_value(task_id, input, text("x")); });
+        std::string const message = arg_message([&] { trial.set_in_value(task_id, input, text("new")); });
         EXPECT_EQ(trial == builder, !can_be_set) << input << ": " << message;
     }
     EXPECT_THROW(static_cast<void>(builder.can_set_in_value("wtid:x#y", "source-url")), kxbase::es::arg);
