@@ -17,7 +17,6 @@ namespace kxclientutil {
 
 namespace {
 
-using kx_test::flag;
 using kx_test::number;
 using kx_test::sample_installation;
 using kx_test::text;

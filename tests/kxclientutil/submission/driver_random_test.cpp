@@ -225,6 +225,7 @@ TEST(random_jobs, keep_what_no_step_names) {
 
         properties expected = random.submission;
         properties found = job.result.submission;
+        EXPECT_FALSE(found.is_present("edl-source") || found.is_present("iseq-source")) << "what it became is there";
         for (char const* const key : {"workflow", "file-source", "monitor-source", "edl-source", "iseq-source"}) {
             expected.erase(key);
             found.erase(key);
