@@ -14,7 +14,6 @@
 namespace kxcapi {
 
 class handler;
-class session;
 
 /// How an attempt to connect ended.
 enum class result_code : unsigned int { // NOLINT(readability-identifier-naming): the name is given
@@ -88,6 +87,9 @@ public:
 protected:
     /// For connections that look at events themselves before they hand them on.
     connection(std::shared_ptr<handler> handler, kxnet::transport_options options);
+
+    /// Called when an attempt to connect begins: nothing of an earlier connection is told any more.
+    virtual void starting();
 
 private:
     struct state;

@@ -47,6 +47,9 @@ public:
     /// One job; empty when it is not known.
     [[nodiscard]] std::optional<job> get_job(std::string_view id) const;
 
+protected:
+    void starting() override;
+
 private:
     explicit state_connection(std::shared_ptr<job_table> table, kxnet::transport_options options);
 

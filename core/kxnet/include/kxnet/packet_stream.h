@@ -57,13 +57,14 @@ public:
     void send(kxp::packet const& packet, unsigned int timeout_ms, progress_function const& progress = {});
     void send(frame const& frame, unsigned int timeout_ms, progress_function const& progress = {});
 
-    /// The next packet; empty when none has come whole by the deadline, and the stream is as good as before. A reply with
-    /// the number `awaited` that is under way by then is waited for, as long as it comes at the pace of any frame.
+    /// The next packet; empty when none has come whole by the deadline, and the stream is as good as before.
     ///
     /// @param timeout_ms  for the next bytes of a frame that is under way; 0 for 30 seconds
     /// @throws timed_out, connection_lost
-    [[nodiscard]] kxbase::ptr_refcount<kxp::packet> receive(time_point deadline, unsigned int timeout_ms = 0,
-                                                            std::uint32_t awaited = 0);
+    [[nodiscard]] kxbase::ptr_refcount<kxp::packet> receive(time_point deadline, unsigned int timeout_ms = 0);
+
+    /// How many bytes of the reply with this number have come, while it has not come whole; else 0. Any thread.
+    [[nodiscard]] std::size_t reply_under_way(std::uint32_t number) const noexcept;
 
     /// The bytes of the packet received last; for whoever receives.
     [[nodiscard]] std::size_t received_size() const noexcept;

@@ -79,7 +79,8 @@ public:
     stop_signal(stop_signal const&) = delete;
     stop_signal& operator=(stop_signal const&) = delete;
 
-    void stop() const noexcept;
+    void stop() noexcept;
+    [[nodiscard]] bool is_stopped() const noexcept;
     /// Readable once stopped: for poll().
     [[nodiscard]] int descriptor() const noexcept;
 

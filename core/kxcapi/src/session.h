@@ -1,0 +1,104 @@
+// A connection from its hello to its end. The calling thread of a request does the work of the network itself while it
+// waits; see README.md.
+#pragma once
+
+#include <kxcapi/handler.h>
+
+#include <kxbase/ptr_refcount.h>
+#include <kxnet/packet.h>
+#include <kxnet/packet_stream.h>
+#include <kxnet/transport.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace kxcapi {
+
+class session : public std::enable_shared_from_this<session> {
+public:
+    /// @param sink  told of events and of the end; may be empty
+    session(std::unique_ptr<kxnet::packet_stream> stream, std::shared_ptr<handler> sink);
+    ~session();
+    session(session const&) = delete;
+    session& operator=(session const&) = delete;
+
+    /// Starts the network thread.
+    /// @throws std::system_error
+    void start();
+
+    /// As `connection::request`.
+    [[nodiscard]] kxbase::ptr_refcount<kxp::packet const> request(kxp::packet const& request, unsigned int timeout_ms,
+                                                                  kxnet::progress_function const& progress);
+
+    /// As `connection::close`.
+    void close() noexcept;
+
+    [[nodiscard]] bool is_open() const;
+    /// Why it has ended; empty while it has not.
+    [[nodiscard]] std::string end_reason() const;
+
+    std::atomic<bool> is_logged_in = false;
+
+private:
+    /// A request that waits for its reply, on the stack of its caller.
+    struct pending {
+        std::uint32_t number;
+        kxbase::ptr_refcount<kxp::packet const> reply{};
+    };
+    class patience;
+    class registration;
+    struct event {
+        kxbase::ptr_refcount<kxp::packet> packet;
+        std::size_t size;
+    };
+    using guard_lock = std::unique_lock<std::mutex>;
+
+    [[nodiscard]] std::uint32_t next_number() noexcept;
+    void send(kxp::packet const& request, std::uint32_t number, unsigned int timeout_ms,
+              kxnet::progress_function const& progress);
+    void wait_for_reply(pending& mine, unsigned int timeout_ms, std::string const& name);
+    void read_one(guard_lock& lock, kxnet::time_point until);
+    void take(guard_lock const& lock, kxbase::ptr_refcount<kxp::packet> const& packet, std::size_t size);
+    void take_reply(kxbase::ptr_refcount<kxp::packet> const& reply);
+    void take_event(guard_lock const& lock, kxbase::ptr_refcount<kxp::packet> const& packet, std::size_t size);
+    void end(guard_lock const& lock, std::string const& reason) noexcept;
+
+    void run() noexcept;
+    void deliver_first(guard_lock& lock);
+    void stand_by(guard_lock& lock);
+    [[nodiscard]] bool has_news() const noexcept { return !events_.empty() || has_ended_; }
+
+    std::unique_ptr<kxnet::packet_stream> const stream_;
+    std::shared_ptr<handler> const sink_;
+    std::atomic<std::uint32_t> last_number_ = 0;
+
+    std::mutex mutable guard_;
+    std::condition_variable callers_;
+    std::condition_variable network_;
+    std::vector<pending*> pending_;
+    std::deque<event> events_;
+    std::size_t events_size_ = 0;
+    std::string end_reason_;
+    std::thread::id network_id_;
+    /// Requests so far that have waited for a reply, and how many of those the network thread has seen.
+    std::uint64_t requests_ = 0;
+    std::uint64_t requests_seen_ = 0;
+    unsigned int waiting_ = 0;
+    bool is_reading_ = false;
+    bool is_network_asleep_ = false;
+    bool has_ended_ = false;
+    bool is_closed_here_ = false;
+
+    std::mutex thread_guard_;
+    std::thread thread_;
+};
+
+} // namespace kxcapi

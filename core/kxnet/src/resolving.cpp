@@ -1,0 +1,118 @@
+#include "resolving.h"
+
+#include "wake_pipe.h"
+
+#include <netdb.h>
+#include <poll.h>
+
+#include <charconv>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <system_error>
+#include <thread>
+
+namespace kxnet {
+
+namespace {
+
+/// What the look-up has found. Shared by whoever waits and the thread that looks, of which either may go first.
+struct look_up {
+    std::string host;
+    std::string port;
+    wake_pipe done;
+    std::mutex guard;
+    int error = EAI_AGAIN;
+    std::vector<endpoint> found{};
+};
+
+void check_names(std::string const& host, std::string const& port);
+void check_number(std::string const& host, std::string const& port);
+int find_endpoints(std::string const& host, std::string const& port, int flags, std::vector<endpoint>& found);
+void wait_for(look_up const& asked, time_point deadline, stop_signal const* stop);
+[[noreturn]] void refuse(std::string const& host, std::string const& port, std::string const& why);
+
+} // namespace
+
+std::vector<endpoint> resolve(std::string const& host, std::string const& port, time_point deadline,
+                              stop_signal const* stop) {
+    check_names(host, port);
+    // Numbers need no look-up, and so no thread.
+    std::vector<endpoint> found;
+    if (find_endpoints(host, port, AI_NUMERICHOST | AI_NUMERICSERV, found) == 0) return found;
+
+    auto const asked = std::make_shared<look_up>(host, port);
+    try {
+        std::thread([asked] {
+            std::vector<endpoint> addresses;
+            int const error = find_endpoints(asked->host, asked->port, 0, addresses);
+            {
+                std::lock_guard const lock(asked->guard);
+                asked->error = error;
+                asked->found = std::move(addresses);
+            }
+            asked->done.wake();
+        }).detach();
+    } catch (std::system_error const& error) {
+        refuse(host, port, error.what());
+    }
+    wait_for(*asked, deadline, stop);
+    std::lock_guard const lock(asked->guard);
+    if (asked->error != 0) refuse(host, port, ::gai_strerror(asked->error));
+    return std::move(asked->found);
+}
+
+namespace {
+
+void check_names(std::string const& host, std::string const& port) {
+    constexpr std::size_t longest_host = 255;
+    if (host.empty()) refuse(host, port, "there is no host name");
+    if (host.size() > longest_host) refuse(host.substr(0, longest_host) + "...", port, "the host name is too long");
+    if (port.empty()) refuse(host, port, "there is no port");
+    // A name ends at a NUL for the system, and would mean another one than was given.
+    if ((host + port).find('\0') != std::string::npos) refuse(host, port, "a name holds a NUL");
+    check_number(host, port);
+}
+
+/// The system takes numbers that are no ports, modulo 65,536, and with a blank or a sign before them.
+void check_number(std::string const& host, std::string const& port) {
+    if (port.find_first_not_of("0123456789") != std::string::npos) {
+        bool const is_name = (port[0] >= 'a' && port[0] <= 'z') || (port[0] >= 'A' && port[0] <= 'Z');
+        if (!is_name) refuse(host, port, "the port is neither a number nor the name of a service");
+        return;
+    }
+    unsigned int number = 0;
+    auto const end = port.data() + port.size();
+    auto const result = std::from_chars(port.data(), end, number);
+    if (result.ec != std::errc() || number < 1 || number > 65535)
+        refuse(host, port, "ports are numbers from 1 to 65535");
+}
+
+int find_endpoints(std::string const& host, std::string const& port, int flags, std::vector<endpoint>& found) {
+    addrinfo wanted = {};
+    wanted.ai_socktype = SOCK_STREAM;
+    wanted.ai_flags = flags;
+    addrinfo* first = nullptr;
+    int const error = ::getaddrinfo(host.c_str(), port.c_str(), &wanted, &first);
+    if (error != 0) return error;
+    for (addrinfo const* each = first; each != nullptr; each = each->ai_next) {
+        endpoint& to = found.emplace_back();
+        to.size = each->ai_addrlen;
+        std::memcpy(&to.address, each->ai_addr, each->ai_addrlen);
+    }
+    ::freeaddrinfo(first);
+    return found.empty() ? EAI_NONAME : 0;
+}
+
+void wait_for(look_up const& asked, time_point deadline, stop_signal const* stop) {
+    bool const is_done = wait_on(asked.done.descriptor(), POLLIN, deadline, stop);
+    if (!is_done) throw timed_out(__FILE__, __LINE__, "the look-up of '" + asked.host + "' takes too long");
+}
+
+void refuse(std::string const& host, std::string const& port, std::string const& why) {
+    throw connection_lost(__FILE__, __LINE__, "'" + host + "' port '" + port + "': " + why);
+}
+
+} // namespace
+
+} // namespace kxnet
