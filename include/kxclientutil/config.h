@@ -92,6 +92,24 @@ KXCLIENTUTIL_EXPORT e_config_type read_config_file(std::string const& path_or_ur
                                                    kxcore::constraint_db const& constraints, kxcore::properties& out,
                                                    kxcore::configuration::format* format);
 
+/// Reads a document as read_config() does, for whoever changes it and writes it back: all URLs stay as the document has
+/// them, since the folders of this machine that placeholders stand for here are not those of the node that will use it.
+///
+/// @throws as read_config() does
+KXCLIENTUTIL_EXPORT e_config_type read_config_to_edit(kxbase::buffer const& data, kxcore::plugin_db const& plugins,
+                                                      kxcore::constraint_db const& constraints, kxcore::properties& out,
+                                                      kxcore::configuration::format* format);
+
+/// The same for a file. A source without a "name" stays without one; a preset is read as read_config_file() does it.
+///
+/// @return  the type; config_unknown, with @p out untouched, for a file that is no document.
+/// @throws as read_config_file() does
+KXCLIENTUTIL_EXPORT e_config_type read_config_file_to_edit(std::string const& path_or_url,
+                                                           kxcore::plugin_db const& plugins,
+                                                           kxcore::constraint_db const& constraints,
+                                                           kxcore::properties& out,
+                                                           kxcore::configuration::format* format);
+
 /// Whether a file looks like something for read_config_file(): a preset (suffix "setting", not looked into),
 /// or a document by its first bytes, even one of a foreign identifier or broken further down.
 ///

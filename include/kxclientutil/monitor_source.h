@@ -25,7 +25,8 @@ namespace kxclientutil {
 /// "name", the folder that the last separator of the URL closes ("file:/watch/in/" is "in", "file:/watch/in" is "watch"),
 /// or "Untitled". It has no targets yet.
 ///
-/// @param url      a URL, or a path, which becomes a "file:" URL; placeholders stay, for the node to resolve.
+/// @param url      a URL, or a path, which becomes a "file:" URL; placeholders stay, for the node to resolve. Who changes
+///                 a stored source reads it with read_config_file_to_edit(), which leaves them as well.
 /// @param plugins  the installation's plugins.
 ///
 /// @throws es::arg "No suitable monitor plugin found for %s" with the URL, its password hidden, when no plugin watches its

@@ -83,7 +83,7 @@ get_execute_task_with_content(std::string const& script_path, kxcore::plugin_db 
 /// The same for a script that lies on the node already.
 ///
 /// @param script_path  is stored as it stands, neither made a URL nor resolved nor read. The task is named after what
-///                     follows its last '\', and only that: scripts of other nodes give their whole path.
+///                     follows its last '\', on every system; '/' separates nothing, so "/opt/a.sh" is the whole name.
 /// @param plugins      as above.
 /// @param extra        as above.
 /// @param pre_execute  as above.

@@ -33,7 +33,9 @@ constexpr unsigned int no_plugin_info_line = 949;
 constexpr unsigned int message_kind = 4;
 constexpr unsigned int warning = 4;
 
-/// Everything, but what is hidden, by its own name or that of a folder, and the folder views of the desktop.
+/// Everything is taken but what nobody put there to be processed: what a dot at the head of its name, or of one of its
+/// folders' names, hides; and "Thumbs.db", which a desktop system makes by itself in each folder that somebody has opened,
+/// for its small pictures of the other files.
 constexpr std::string_view default_include = ".+";
 constexpr std::string_view default_ignore = R"(^(.+/)*(\..+|Thumbs\.db))";
 

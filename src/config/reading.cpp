@@ -31,6 +31,13 @@ using kxcore::property_string;
 
 constexpr auto credentials = kxcore::property_special::e_sub_type::credential;
 
+/// What a document is read for: to be used on this machine, or to be changed and written back.
+enum class e_purpose : unsigned char { use, edit };
+
+e_config_type read_bytes(kxbase::buffer const& data, plugin_db const& plugins, constraint_db const& constraints,
+                         properties& out, configuration::format* format, e_purpose purpose);
+e_config_type read_file(std::string const& url, plugin_db const& plugins, constraint_db const& constraints,
+                        properties& out, configuration::format* format, e_purpose purpose);
 constraint_db accepted_documents(constraint_db const& constraints);
 std::map<std::string, unsigned int> current_versions();
 e_config_type type_read(configuration::read_error result, configuration& document, plugin_db const& plugins,
@@ -47,34 +54,28 @@ void lend_name(std::string const& url, properties& source);
 
 e_config_type read_config(kxbase::buffer const& data, plugin_db const& plugins, constraint_db const& constraints,
                           properties& out, configuration::format* format) {
-    constraint_db const accepted = accepted_documents(constraints);
-    configuration document;
-    auto const result = document.read_config(accepted, current_versions(), data, format);
-    e_config_type const type = type_read(result, document, plugins, constraints, out);
-    validate(document, accepted);
+    return read_bytes(data, plugins, constraints, out, format, e_purpose::use);
+}
 
-    properties read = document.get_config();
-    kxcore::process_context::instance().resolve_properties(read, plugins, credentials);
-    normalize_urls(read);
-    out = std::move(read);
-    return type;
+e_config_type read_config_to_edit(kxbase::buffer const& data, plugin_db const& plugins,
+                                  constraint_db const& constraints, properties& out, configuration::format* format) {
+    return read_bytes(data, plugins, constraints, out, format, e_purpose::edit);
 }
 
 e_config_type read_config_file(std::string const& path_or_url, plugin_db const& plugins,
                                constraint_db const& constraints, properties& out, configuration::format* format) {
     std::string const url = kxbase::url_create_from_url_or_path(path_or_url, "");
-    kxbase::buffer data;
-    if (is_preset_url(url)) {
-        read_preset(url, plugins, constraints, data);
-    } else {
-        if (!configuration::recognizes_file(url, plugins)) return config_unknown;
-        kxcore::ioutil::get_file_content(url, data, plugins);
-    }
-
-    e_config_type const type = read_config(data, plugins, constraints, out, format);
+    e_config_type const type = read_file(url, plugins, constraints, out, format, e_purpose::use);
     document_type const* const row = find_document_type(type);
     if (row && row->is_source && !out.is_present("name")) lend_name(url, out);
     return type;
+}
+
+e_config_type read_config_file_to_edit(std::string const& path_or_url, plugin_db const& plugins,
+                                       constraint_db const& constraints, properties& out,
+                                       configuration::format* format) {
+    std::string const url = kxbase::url_create_from_url_or_path(path_or_url, "");
+    return read_file(url, plugins, constraints, out, format, e_purpose::edit);
 }
 
 bool recognizes_file(std::string const& path_or_url, plugin_db const& plugins) {
@@ -83,6 +84,33 @@ bool recognizes_file(std::string const& path_or_url, plugin_db const& plugins) {
 }
 
 namespace {
+
+e_config_type read_bytes(kxbase::buffer const& data, plugin_db const& plugins, constraint_db const& constraints,
+                         properties& out, configuration::format* format, e_purpose purpose) {
+    constraint_db const accepted = accepted_documents(constraints);
+    configuration document;
+    auto const result = document.read_config(accepted, current_versions(), data, format);
+    e_config_type const type = type_read(result, document, plugins, constraints, out);
+    validate(document, accepted);
+
+    properties read = document.get_config();
+    kxcore::process_context::instance().resolve_properties(read, plugins, credentials);
+    if (purpose == e_purpose::use) normalize_urls(read);
+    out = std::move(read);
+    return type;
+}
+
+e_config_type read_file(std::string const& url, plugin_db const& plugins, constraint_db const& constraints,
+                        properties& out, configuration::format* format, e_purpose purpose) {
+    kxbase::buffer data;
+    if (is_preset_url(url)) {
+        read_preset(url, plugins, constraints, data);
+    } else {
+        if (!configuration::recognizes_file(url, plugins)) return config_unknown;
+        kxcore::ioutil::get_file_content(url, data, plugins);
+    }
+    return read_bytes(data, plugins, constraints, out, format, purpose);
+}
 
 /// The constraint of every document type under its identifier; an empty one where the installation has none.
 constraint_db accepted_documents(constraint_db const& constraints) {

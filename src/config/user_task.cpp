@@ -92,7 +92,9 @@ task_document get_execute_task_with_content(std::string const& script_path, plug
     return execute_task(draft, extra, pre_execute, kxbase::url_path_file(url));
 }
 
-// Only '\' separates in the name, on every system: that is meant, tasks are told apart by it. Don't look for '/'.
+// The script lies on a node, whose separators are not those of this machine, so that nothing is known of the path but
+// that '\' ends a folder where there is one. With '/' the whole path is the name, and that is meant: stored workflows call
+// such tasks by it, and whoever gives them values by name would miss them if '/' were looked for as well.
 task_document get_execute_task_with_path(std::string const& script_path, plugin_db const& plugins,
                                          properties const& extra, bool pre_execute) {
     user_task_draft draft(execute_path_plugin, plugins);

@@ -1,8 +1,11 @@
 #include "kxclientutil/support/config_fixture.h"
 #include "kxclientutil/support/trees.h"
 
+#include <kxclientutil/resolve.h>
+
 #include <kxbase/errors.h>
 #include <kxcore/constraint_values.h>
+#include <kxcore/property_special.h>
 #include <kxcore/taskutil.h>
 
 #include <unistd.h>
@@ -204,6 +207,70 @@ TEST_F(reading_file, writes_a_source_back_without_the_lent_name) {
     EXPECT_EQ(text_at(out, "name"), "News");
     write_config_file(path, config_iseq_source, plugins, constraints, out, configuration::format_xml);
     EXPECT_EQ(folder.read("News.xml"), bytes);
+}
+
+// Reading to edit.
+
+struct reading_to_edit : reading_file {
+    e_config_type edit(kxbase::buffer const& data) {
+        return read_config_to_edit(data, plugins, constraints, out, &format);
+    }
+    e_config_type edit_file(std::string const& path) {
+        return read_config_file_to_edit(path, plugins, constraints, out, &format);
+    }
+};
+
+TEST_F(reading_to_edit, leaves_urls_as_they_are) {
+    for (char const* url : {"$USERHOMEPATH$/in/", "file:$PRODLONG$//a/../b", "file:/$UNKNOWN$/x", "kxrc:/a//b?c#!d",
+                            "ftp://host/$TMPPATH$/", "", "plain"}) {
+        auto const document =
+            tree({{"manager-configuration", tree({{"url", text(url)}, {"deep", tree({{"my-url", text(url)}})}})},
+                  {"name", text("in")}});
+        for (auto const stored_format : {configuration::format_xml, configuration::format_binary}) {
+            auto const bytes = stored("monitor-source", *document, 7, stored_format);
+            EXPECT_EQ(edit(bytes), config_monitor_source);
+            EXPECT_EQ(out, *document) << url;
+            EXPECT_EQ(format, stored_format);
+            kxbase::buffer written;
+            write_config(config_monitor_source, constraints, out, written, format);
+            EXPECT_EQ(written, bytes) << url;
+        }
+    }
+}
+
+TEST_F(reading_to_edit, unwraps_credentials) {
+    using kxcore::property_special;
+    auto const wrapped =
+        tree({{"configuration", tree({{"a-url", property_special::create_wrapped_urlupp("ftp://u:p@host/$TMPPATH$//x")},
+                                      {"password", property_special::create_wrapped_encrypted("secret")}})}});
+    EXPECT_EQ(edit(stored("task", *wrapped)), config_task);
+    EXPECT_EQ(out, *tree({{"configuration",
+                           tree({{"a-url", text("ftp://u:p@host/$TMPPATH$//x")}, {"password", text("secret")}})}}));
+}
+
+TEST_F(reading_to_edit, upgrades_an_old_document_with_its_placeholders) {
+    auto const old = tree({{"name", text("Files")}, {"files", kx_test::list({tree({{"url", text("$TMPPATH$//a")}})})}});
+    EXPECT_EQ(edit_file(write("old.xml", "file-source", *old, 1)), config_file_source);
+    EXPECT_EQ(text_at(out, "files[0]{url}"), "$TMPPATH$//a");
+    static_cast<void>(read_file(folder.file("old.xml")));
+    EXPECT_EQ(text_at(out, "files[0]{url}"), resolve_path("$TMPPATH$") + "/a");
+}
+
+TEST_F(reading_to_edit, lends_a_source_no_name) {
+    auto const document = tree({{"marker", flag(true)}});
+    EXPECT_EQ(edit_file(write("News.xml", "iseq-source", *document)), config_iseq_source);
+    EXPECT_EQ(out, *document);
+}
+
+TEST_F(reading_to_edit, takes_presets_and_refuses_what_reading_does) {
+    EXPECT_EQ(edit_file(folder.write("hd.setting", preset)), config_task);
+    EXPECT_EQ(text_at(out, "plugin-id"), "task/regular/ogencoder/1.0");
+    out = before;
+    EXPECT_EQ(edit_file(folder.write("clip.mov", "no document at all")), config_unknown);
+    EXPECT_THROW(static_cast<void>(edit_file(folder.file("missing.xml"))), es::call);
+    std::string const foreign = write("plugin.xml", "plugin", *tree({}));
+    EXPECT_EQ(message_of<es::arg>([&] { edit_file(foreign); }), message_of<es::arg>([&] { read_file(foreign); }));
+    EXPECT_EQ(out, before);
 }
 
 } // namespace

@@ -347,6 +347,25 @@ TEST_F(user_task, has_a_configuration_of_its_own) {
     EXPECT_EQ(one->size(), 3U);
 }
 
+// Who changes a made task changes that one alone, however deep.
+TEST_F(user_task, may_be_changed_at_depth_without_a_trace_elsewhere) {
+    plugin_db own;
+    auto const defaults = [] { return tree({{"a", tree({{"b", list({tree({{"c", number(1)}})})}})}}); };
+    auto const extras = [] { return tree({{"d", tree({{"e", list({tree({{"f", number(2)}})})}})}}); };
+    add_plugin(own, mbr_id, defaults());
+    auto const extra = extras();
+    auto const task = get_mbr_user_task("hls", own, *extra);
+    task->set_referenced_property("configuration{a}{b}[0]{c}", number(9));
+    task->set_referenced_property("configuration{d}{e}[0]{f}", number(9));
+    task->set_create_referenced_property("configuration{d}{new}{deep}", number(9));
+    EXPECT_EQ(*task->get_referenced_property("configuration{a}{b}[0]{c}"), *number(9));
+    EXPECT_EQ(*extra, *extras());
+    EXPECT_EQ(*own.describe_plugin(mbr_id)->get_default_configuration(), *defaults());
+    auto const next = get_mbr_user_task("hls", own, *extra);
+    EXPECT_EQ(*next->get_referenced_property("configuration{a}{b}[0]{c}"), *number(1));
+    EXPECT_EQ(*next->get_referenced_property("configuration{d}{e}[0]{f}"), *number(2));
+}
+
 TEST_F(user_task, that_moves_is_named_after_the_folder_as_given) {
     std::pair<char const*, char const*> const names[] = {
         {"/out/done", "done"},
@@ -440,6 +459,25 @@ TEST_F(user_task, that_executes_content_is_named_by_its_file_and_keeps_every_byt
     EXPECT_EQ(text_at(*bare, "configuration{execute-content}"), "");
     EXPECT_EQ(text_at(*bare, "configuration{execute-content-extension}"), "");
     EXPECT_EQ(text_at(*bare, "name"), "run");
+}
+
+TEST_F(user_task, that_executes_content_reads_files_of_odd_names) {
+    std::string const longest(255 - 3, 'x');
+    std::string deep;
+    while (folder.path().string().size() + deep.size() + 200 < 4000)
+        deep += std::string(99, 'd') + '/';
+    for (std::string const& name :
+         {std::string("a\nb.sh"), std::string("$a$b.sh"), std::string("$USERHOMEPATH$.sh"), std::string("a>b.sh"),
+          std::string("100% %s.sh"), std::string(" .sh"), std::string("\xc3\xa4.sh"), longest + ".sh", deep + "x.sh"}) {
+        auto const task = get_execute_task_with_content(folder.write(name, name), plugins, none, true);
+        EXPECT_EQ(text_at(*task, "configuration{execute-content}"), name);
+        EXPECT_EQ(text_at(*task, "configuration{execute-content-extension}"), "sh") << name;
+        EXPECT_EQ(text_at(*task, "name"), name.substr(name.rfind('/') + 1));
+    }
+    std::string const too_long = "/" + std::string(4096, 'x');
+    EXPECT_EQ(
+        message_of<es::call>([&] { static_cast<void>(get_execute_task_with_content(too_long, plugins, none, false)); }),
+        "cannot open '" + too_long + "': File name too long");
 }
 
 // The placeholder of a script's path is not resolved; that of a source is.
