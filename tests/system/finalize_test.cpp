@@ -278,6 +278,38 @@ TEST(kx_finalize, makes_a_job_of_numbered_stills) {
     EXPECT_EQ(job["file-source"]["files"][0]["targets"], nlohmann::json({encoder_input}));
 }
 
+TEST(kx_finalize, warns_of_numbered_stills_that_are_paths) {
+    scratch_folder const folder;
+    auto const source_of = [&folder](std::vector<std::string> const& starts) {
+        std::string sequences;
+        for (auto const& start : starts)
+            sequences += "<properties><string key=\"start-file-url\">" + start + "</string></properties>";
+        return folder.write("iseq.xml", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                                        "<document identifier=\"iseq-source\" version=\"7\"><list key=\"sequences\">" +
+                                            sequences + "</list></document>\n");
+    };
+    struct {
+        std::vector<std::string> starts;
+        std::string warning;
+    } const cases[] = {
+        {{"file:/a_1.dpx", "ftp+iseq://host/a_1.dpx"}, ""},
+        {{"file:/a_1.dpx", "/b_1.dpx"}, "iseq-source{sequences}[1]{start-file-url}: no scheme, such as \"file:\""},
+        {{"a_1.dpx", "file:/b_1.dpx", "c_1.dpx", "/d_1.dpx"},
+         "iseq-source{sequences}[0]{start-file-url}: no scheme, such as \"file:\" (and 2 more)"},
+    };
+    for (auto const& [starts, warning] : cases) {
+        auto const source = source_of(starts);
+        auto const result = run_kx(
+            {"finalize", "--workflow", example("workflow.xml"), "--source", source, "-o", folder.file("stills.job")});
+        EXPECT_EQ(result.exit_code, 0) << result.err;
+        bool const warns = result.err.find("scheme") != std::string::npos;
+        EXPECT_EQ(warns, !warning.empty()) << result.err;
+        if (warns) {
+            EXPECT_THAT(result.err, HasSubstr(source + ": " + warning + "\n"));
+        }
+    }
+}
+
 TEST(kx_finalize, wants_either_a_workflow_or_a_submission) {
     scratch_folder const folder;
     auto const job = folder.file("a.job");

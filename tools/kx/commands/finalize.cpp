@@ -18,6 +18,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <set>
@@ -146,6 +147,28 @@ void check_that_owners_exist(kxclientutil::finalize_sub_conf const& settings, kx
         if (!types.contains(type)) app.tell_warning("--type-in", "no task is of the type '" + type + "'");
 }
 
+bool has_no_scheme(kxcore::property_handle const& sequence) {
+    auto const* const tree = kxcore::property_cast<kxcore::properties>(sequence.get());
+    auto const* const start =
+        tree == nullptr ? nullptr : kxcore::property_cast<kxcore::property_string>(tree->find("start-file-url"));
+    return start != nullptr && kxbase::url_scheme(start->value()).empty();
+}
+
+// Finalization makes "+iseq:/a.dpx" of "/a.dpx", and no node knows such a scheme.
+void check_that_sequences_are_urls(options const& chosen, kxcore::properties const& submission, application& app) {
+    for (char const* const taken_first : {"file-source", "monitor-source", "edl-source"})
+        if (submission.is_present(taken_first)) return;
+    auto const* const sequences =
+        kxcore::property_cast<kxcore::property_list>(submission.find_referenced("iseq-source{sequences}"));
+    if (sequences == nullptr) return;
+    auto const first = std::find_if(sequences->begin(), sequences->end(), has_no_scheme);
+    if (first == sequences->end()) return;
+    auto const more = std::count_if(first + 1, sequences->end(), has_no_scheme);
+    app.tell_warning(chosen.source.empty() ? chosen.submission : chosen.source,
+                     fmt::format("iseq-source{{sequences}}[{}]{{start-file-url}}: no scheme, such as \"file:\"{}",
+                                 first - sequences->begin(), more == 0 ? "" : fmt::format(" (and {} more)", more)));
+}
+
 json summary(options const& chosen, kxcore::properties const& job, kxcore::property_list const& resources) {
     auto const name = job.get_string_value("name", "");
     auto const tasks = job.get_properties_value("workflow")->get_list_value("tasks")->size();
@@ -187,6 +210,7 @@ void finalize(application& app, options const& chosen, kxclientutil::finalize_su
     auto const& plugins = installation.get_plugins();
     auto const& constraints = installation.get_constraints();
     check_that_owners_exist(settings, *made.submission.get_properties_value("workflow"), app);
+    check_that_sequences_are_urls(chosen, made.submission, app);
     if (!chosen.explain)
         return kxclientutil::submission_finalize(made.submission, made.resources, settings, plugins, constraints);
     try {
