@@ -58,7 +58,7 @@ TEST(kx_workflow_graph, writes_pictures_through_graphviz) {
     struct {
         char const* name;
         char const* begin;
-    } const pictures[] = {{"news.svg", "<?xml"}, {"news.png", "\x89PNG"}, {"news.pdf", "%PDF"}};
+    } const pictures[] = {{"news.svg", "<?xml"}, {"news.png", "\x89PNG"}, {"news.pdf", "%PDF"}, {"NEWS.SVG", "<?xml"}};
     for (auto const& each : pictures) {
         auto const file = folder.file(each.name);
         auto const result = run_kx({"workflow", "graph", example("workflow.xml"), "-o", file});
@@ -82,11 +82,13 @@ TEST(kx_workflow_graph, writes_the_languages_by_the_name_of_the_file) {
     };
     EXPECT_EQ(written("a.dot"), "digraph");
     EXPECT_EQ(written("a.gv"), "digraph");
+    EXPECT_EQ(written("a.Dot"), "digraph");
     EXPECT_EQ(written("a.mmd"), "flowcha");
     EXPECT_EQ(written("a.txt", {"--mermaid"}), "flowcha");
     EXPECT_EQ(written("noname", {"--dot"}), "digraph");
     EXPECT_THAT(written("b.txt"), HasSubstr("the name ends in none of .svg, .png"));
     EXPECT_THAT(written("b.svg", {"--mermaid"}), HasSubstr(".svg is no file of that language"));
+    EXPECT_THAT(written("b.SVG", {"--mermaid"}), HasSubstr(".SVG is no file of that language"));
     EXPECT_THAT(written("b.mmd", {"--dot"}), HasSubstr(".mmd is no file of that language"));
     EXPECT_THAT(written("b.svg", {"--time-limit", "0"}), HasSubstr("must be 1 to 86400 seconds"));
     EXPECT_FALSE(std::filesystem::exists(folder.file("b.txt")));

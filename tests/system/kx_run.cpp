@@ -41,8 +41,9 @@ void set_environment(std::map<std::string, std::string> const& environment) {
 }
 
 [[noreturn]] void become_redirected(std::string const& program, std::vector<std::string> const& arguments,
-                                    std::string const& out, std::string const& err) {
-    bool const redirected = std::freopen("/dev/null", "r", stdin) != nullptr &&
+                                    std::string const& out, std::string const& err,
+                                    std::string const& in = "/dev/null") {
+    bool const redirected = std::freopen(in.c_str(), "r", stdin) != nullptr &&
                             std::freopen(out.c_str(), "w", stdout) != nullptr &&
                             std::freopen(err.c_str(), "w", stderr) != nullptr;
     if (redirected) become(program, arguments);
@@ -60,6 +61,25 @@ std::vector<std::string> on_sample_installation(std::vector<std::string> argumen
     return arguments;
 }
 
+int wait_for(pid_t child);
+
+kx_result run_redirected(std::string const& program, std::vector<std::string> const& arguments,
+                         std::map<std::string, std::string> const& environment, std::string const& in) {
+    std::string const out = folder().file("out");
+    std::string const err = folder().file("err");
+    pid_t const child = ::fork();
+    if (child < 0) throw std::runtime_error("cannot fork");
+    if (child == 0) {
+        set_environment(environment);
+        become_redirected(program, arguments, out, err, in);
+    }
+    kx_result result;
+    result.exit_code = wait_for(child);
+    result.out = folder().read("out");
+    result.err = folder().read("err");
+    return result;
+}
+
 int wait_for(pid_t child) {
     int status = 0;
     if (::waitpid(child, &status, 0) != child) throw std::runtime_error("lost the child");
@@ -75,23 +95,17 @@ kx_result run_kx_bare(std::vector<std::string> const& arguments,
 
 kx_result run_program(std::string const& program, std::vector<std::string> const& arguments,
                       std::map<std::string, std::string> const& environment) {
-    std::string const out = folder().file("out");
-    std::string const err = folder().file("err");
-    pid_t const child = ::fork();
-    if (child < 0) throw std::runtime_error("cannot fork");
-    if (child == 0) {
-        set_environment(environment);
-        become_redirected(program, arguments, out, err);
-    }
-    kx_result result;
-    result.exit_code = wait_for(child);
-    result.out = folder().read("out");
-    result.err = folder().read("err");
-    return result;
+    return run_redirected(program, arguments, environment, "/dev/null");
 }
 
 kx_result run_kx(std::vector<std::string> const& arguments, std::map<std::string, std::string> const& environment) {
     return run_kx_bare(on_sample_installation(arguments), environment);
+}
+
+kx_result run_kx_reading(std::string const& input, std::vector<std::string> const& arguments,
+                         std::map<std::string, std::string> const& environment) {
+    return run_redirected(KX_TOOL, on_sample_installation(arguments), with_key_file(environment),
+                          folder().write("in", input));
 }
 
 kx_result run_kx_on_terminal(std::vector<std::string> const& arguments,
@@ -101,6 +115,7 @@ kx_result run_kx_on_terminal(std::vector<std::string> const& arguments,
     std::string const out = folder().file("out");
     winsize const size = {24, 80, 0, 0};
     int terminal = -1;
+    std::fflush(nullptr); // else the child writes to the terminal what is still to be written here
     pid_t const child = ::forkpty(&terminal, nullptr, nullptr, &size);
     if (child < 0) throw std::runtime_error("cannot make a terminal");
     if (child == 0) {

@@ -11,6 +11,14 @@
 
 namespace kx_test {
 
+/// A command line, or a part of one.
+using strings = std::vector<std::string>;
+
+[[nodiscard]] inline strings operator+(strings left, strings const& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
 /// What a run of kx left behind.
 struct kx_result {
     int exit_code = -1; ///< 128 and the signal when one ended it
@@ -27,6 +35,10 @@ struct kx_result {
 /// @param environment added to the environment; an empty text removes a variable
 [[nodiscard]] kx_result run_kx(std::vector<std::string> const& arguments,
                                std::map<std::string, std::string> const& environment = {});
+
+/// The same with a text on standard input, which is empty else.
+[[nodiscard]] kx_result run_kx_reading(std::string const& input, std::vector<std::string> const& arguments,
+                                       std::map<std::string, std::string> const& environment = {});
 
 /// The same without telling the tool which installation to use.
 [[nodiscard]] kx_result run_kx_bare(std::vector<std::string> const& arguments,

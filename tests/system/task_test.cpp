@@ -18,21 +18,17 @@
 
 namespace {
 
+using kx_test::operator+;
 using kx_test::run_kx;
 using kx_test::run_kx_without_terminal;
 using kx_test::scratch_folder;
+using kx_test::strings;
 using kx_test::talk_to_kx;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
-using strings = std::vector<std::string>;
 
 namespace fs = std::filesystem;
-
-strings operator+(strings left, strings const& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
 
 strings const mail = {"task",          "mail", "--server",         "mail.example.com", "--from",
                       "a@example.com", "--to", "desk@example.com", "--subject",        "$source.name$ is online"};
@@ -133,6 +129,35 @@ TEST(kx_task, refuses_what_would_not_be_valid_and_leaves_the_file_alone) {
         EXPECT_EQ(result.out, "");
         EXPECT_EQ(folder.read("there.xml"), "before");
     }
+}
+
+TEST(kx_task, leaves_the_texts_of_a_mail_to_the_plugin_when_nobody_gives_them) {
+    scratch_folder const folder;
+    auto const out = folder.file("mail.xml");
+    strings const bare = {"task", "mail", "--server", "s", "--from", "a@b", "--to", "c@d", "-o", out};
+    auto const texts = [&](strings const& more) {
+        auto const made = run_kx(bare + more);
+        EXPECT_EQ(made.exit_code, 0) << made.err;
+        EXPECT_EQ(run_kx({"validate", out}).out, out + ": valid\n");
+        auto const configuration = run_kx({"show", out, "--json"}).json()["configuration"];
+        return std::pair(configuration["subject"].dump(), configuration["body"].dump());
+    };
+    std::string const of_plugin = R"(["$workflow.name$"])";
+    EXPECT_EQ(texts({}), std::pair(of_plugin, std::string("[]")));
+    EXPECT_EQ(texts({"--body", "x"}), std::pair(of_plugin, std::string(R"(["x"])")));
+    EXPECT_EQ(texts({"--set", "subject:=[\"mine\"]"}), std::pair(std::string(R"(["mine"])"), std::string("[]")));
+    EXPECT_EQ(texts({"--subject", "", "--body", ""}), std::pair(std::string("[]"), std::string("[]")));
+}
+
+// Settings are the user's own: whoever reads the document resolves their placeholders.
+TEST(kx_task, keeps_the_placeholders_of_settings) {
+    scratch_folder const folder;
+    auto const out = folder.file("made.xml");
+    auto const made = run_kx({"task", "delete", "a", "/in/x", "--set", "source-url=file:$USERHOMEPATH$/x", "-o", out});
+    ASSERT_EQ(made.exit_code, 0) << made.err;
+    EXPECT_THAT(kx_test::read_file(out), HasSubstr(">file:$USERHOMEPATH$/x<"));
+    EXPECT_EQ(run_kx({"show", out, "--json"}, {{"HOME", "/home/ann"}}).json()["configuration"]["source-url"],
+              "file:/home/ann/x");
 }
 
 TEST(kx_task, merges_trees_of_settings) {
@@ -408,12 +433,20 @@ TEST(kx_task, gives_one_password_to_one_login) {
     scratch_folder const folder;
     auto const out = folder.file("x.xml");
     std::map<std::string, std::string> const around = {{"KX_PASSWORD", "geheim"}};
-    for (auto const* other : {"ftp://you@host/done", "ftp://me@elsewhere/done"}) {
-        auto const refused = run_kx({"task", "move", "ftp://me@host/in/x", other, "-o", out}, around);
+    std::pair<char const*, char const*> const others[] = {{"ftp://you@host/done", "you at host"},
+                                                          {"ftp://me@elsewhere/done", "me at elsewhere"}};
+    for (auto const& [url, login] : others) {
+        auto const refused = run_kx({"task", "move", "ftp://me@host/in/x", url, "-o", out}, around);
         EXPECT_EQ(refused.exit_code, 1);
-        EXPECT_EQ(refused.err,
-                  "kx: " + out + ": one password cannot serve two logins: the URLs differ in user or host\n");
+        EXPECT_EQ(refused.err, "kx: " + out + ": one password cannot serve two logins, me at host and " + login + "\n");
         EXPECT_FALSE(fs::exists(out));
+    }
+    // The place to write to is a login, too, and so is that of a mail.
+    for (auto const& arguments :
+         {strings{"task", "transfer", "ftp://me@host/x/"}, mail + strings{"--username", "me"}}) {
+        auto const elsewhere = run_kx(arguments + strings{"-o", "ftp://you@127.0.0.1:1/x.xml"}, around);
+        EXPECT_EQ(elsewhere.exit_code, 1);
+        EXPECT_THAT(elsewhere.err, HasSubstr(": one password cannot serve two logins, you at 127.0.0.1 and me at "));
     }
     // Without a password there is none to go astray; who has no user gets none.
     EXPECT_EQ(run_kx({"task", "move", "ftp://me@host/x", "ftp://you@host/y", "-o", out}).exit_code, 0);

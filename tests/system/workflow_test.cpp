@@ -299,8 +299,48 @@ TEST(kx_workflow_untag, takes_tags_back_until_the_file_is_as_it_was) {
     }
     auto const nothing = run_kx({"workflow", "untag", workflow.file, "gpu"});
     EXPECT_EQ(nothing.exit_code, 0);
-    EXPECT_EQ(nothing.err, "kx: warning: " + workflow.file + ": there is no tag \"gpu\"\n");
+    EXPECT_EQ(nothing.err, "");
+    EXPECT_EQ(nothing.out, workflow.file + ": the workflow has no tag \"gpu\", unchanged\n");
     EXPECT_EQ(workflow.bytes(), before);
+}
+
+TEST(kx_workflow_untag, leaves_a_document_without_the_tag_as_it_is) {
+    scratch_folder const folder;
+    for (auto const* name : {"versions/workflow/v1.xml", "workflow.xml"}) {
+        auto const stored = kx_test::read_file(example(name)) + "<!-- by hand -->\n";
+        auto const file = folder.write("old.xml", stored);
+        auto const result = run_kx({"workflow", "untag", file, "gpu", "--json"});
+        EXPECT_EQ(result.exit_code, 0) << result.err;
+        EXPECT_EQ(
+            result.json(),
+            (json{{"path", file}, {"format", "xml"}, {"changed", nullptr}, {"tag", "gpu"}, {"required", nullptr}}));
+        EXPECT_EQ(folder.read("old.xml"), stored);
+        auto const out = folder.file("out.xml");
+        EXPECT_EQ(run_kx({"workflow", "untag", file, "gpu", "-o", out}).out,
+                  out + ": the workflow has no tag \"gpu\", unchanged\n");
+        EXPECT_EQ(run_kx({"--json", "identify", out}).json()[0]["version"], 7);
+        EXPECT_EQ(folder.read("old.xml"), stored);
+    }
+}
+
+TEST(kx_workflow, leaves_placeholders_in_what_it_changes) {
+    scratch_folder const folder;
+    auto const task = folder.file("task.xml");
+    auto const file = folder.file("news.xml");
+    std::map<std::string, std::string> const around = {{"HOME", folder.path().string()}};
+    std::string const url = "file:$USERHOMEPATH$/x";
+    ASSERT_EQ(run_kx({"task", "delete", "Tidy", "/x", "--set", "source-url=" + url, "-o", task}, around).exit_code, 0);
+    std::vector<std::string> const edits[] = {
+        {"add-task", "--new", file, task},       {"add-task", file, example("task.xml"), "--require", "office"},
+        {"tag", file, "gpu", "--task", "Tidy"},  {"connect", file, "Tidy", "Archive", "--result", "success"},
+        {"disconnect", file, "Tidy", "Archive"}, {"untag", file, "gpu", "--task", "Tidy"},
+    };
+    for (auto edit : edits) {
+        edit.insert(edit.begin(), "workflow");
+        auto const done = run_kx(edit, around);
+        EXPECT_EQ(done.exit_code, 0) << done.err;
+        EXPECT_THAT(folder.read("news.xml"), HasSubstr(">" + url + "<")) << testing::PrintToString(edit);
+    }
 }
 
 TEST(kx_workflow_tag, says_what_it_cannot_tag) {

@@ -5,6 +5,7 @@
 /// line and an exit code.
 
 #include "log.h"
+#include "secret.h"
 
 #include <kxcore/installation.h>
 
@@ -41,6 +42,9 @@ public:
     /// The global options, filled by the command line.
     std::string installation_folder;
     bool wants_json = false;
+
+    /// The passwords that are given to the run.
+    given_passwords passwords;
 
     /// Says whether the whole log goes to standard error, or only warnings and errors.
     void set_verbose(bool verbose) { log_.set_verbose(verbose); }

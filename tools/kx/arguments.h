@@ -13,9 +13,21 @@ class Option;
 
 namespace kx {
 
-/// A check for CLI::Option::check: a place for a document or a job has a name.
+class application;
+
+/// Makes an option one that names a document or a job to read or to write. It has a name, and is a path, or a URL
+/// without a password: one with a user gets that of the environment. "-" is refused.
+CLI::Option* takes_file(CLI::Option* option, application& app);
+
+/// The same for a document that may come from standard input, "-", or go to standard output.
+CLI::Option* takes_file_or_stream(CLI::Option* option, application& app);
+
+/// A check for CLI::Option::check: a path of this machine is not empty.
 /// @return the complaint; empty for a good value
 [[nodiscard]] std::string refuse_empty(std::string const& value);
+
+/// The same for a location that need not be a file.
+[[nodiscard]] std::string refuse_empty_location(std::string const& value);
 
 /// The same for a tag, and for an input or an output of a task.
 [[nodiscard]] std::string refuse_empty_tag(std::string const& value);
@@ -26,7 +38,7 @@ namespace kx {
 [[nodiscard]] std::string refuse_missing_folder(std::string const& path_or_url);
 
 /// Gives a command that changes a document the option to write the result elsewhere.
-CLI::Option* add_output_option(CLI::App& command, std::string& out);
+CLI::Option* add_output_option(CLI::App& command, std::string& out, application& app);
 
 /// A decimal number of 64 bits.
 ///

@@ -5,6 +5,7 @@
 
 #include "application.h"
 
+#include <kxbase/buffer.h>
 #include <kxclientutil/config.h>
 #include <kxcore/properties.h>
 
@@ -23,15 +24,21 @@ struct document {
     kxcore::properties tree{false};
 };
 
-/// Reads a document, a preset or a job file.
+/// Reads a document, a preset or a job file; a document also from standard input, "-".
 ///
 /// @throws es::arg for what is none of them or does not fit its constraint, es::call for a file that can't be read
 [[nodiscard]] document read_document(application& app, std::string const& file);
+
+/// The same for a document that is to be changed and written back: its URLs stay as it has them.
+[[nodiscard]] document read_document_to_edit(application& app, std::string const& file);
 
 /// Reads a job file.
 ///
 /// @throws es::arg for what is none
 [[nodiscard]] kxcore::properties read_job(application& app, std::string const& file);
+
+/// The bytes of a file, or of standard input.
+[[nodiscard]] kxbase::buffer content_of(application& app, std::string const& file);
 
 /// Whether the file begins like a job file.
 [[nodiscard]] bool is_job_file(application& app, std::string const& file);

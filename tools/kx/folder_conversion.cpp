@@ -45,6 +45,7 @@ public:
 
 private:
     void check_folders() const;
+    void tell_leftovers();
     void survey();
     void survey_folder(fs::path const& folder, std::vector<fs::path>& folders);
     void consider(fs::path const& relative);
@@ -100,6 +101,7 @@ void folder_conversion::run() {
     interruption signals;
     try {
         check_folders();
+        tell_leftovers();
         std::error_code ignored;
         in_place_ = fs::equivalent(in_, out_, ignored);
         survey();
@@ -134,6 +136,15 @@ void folder_conversion::check_folders() const {
         kxbase::es::arg::raise("one of the two folders lies within the other; name another folder, or the same twice");
     if (fs::exists(out, error) && !fs::is_directory(out, error))
         kxbase::es::arg::raise("'" + out_.string() + "' is there and is no folder");
+}
+
+// Not removed: what they hold may be the only copy of what was replaced, and another run may still be at work in them.
+void folder_conversion::tell_leftovers() {
+    for (fs::path const& each : staged_folder::leftovers(out_))
+        app_.tell_warning(each.string(),
+                          "left behind by a run that was killed, unless one is at work now; \"old\" in it "
+                          "holds what was replaced, \"new\" what was not moved; remove it when you "
+                          "have what you want");
 }
 
 void folder_conversion::survey() {
@@ -271,7 +282,7 @@ bool folder_conversion::has_failed() const {
 }
 
 document folder_conversion::read(document_file const& file) const {
-    return read_document(app_, (in_ / file.in).string());
+    return read_document_to_edit(app_, (in_ / file.in).string());
 }
 
 void folder_conversion::tell_done() const {

@@ -3,8 +3,8 @@
 #include "arguments.h"
 #include "document.h"
 #include "input_value.h"
-#include "secret.h"
 #include "shown.h"
+#include "url_password.h"
 
 #include <kxbase/buffer.h>
 #include <kxbase/errors.h>

@@ -24,6 +24,7 @@ constexpr std::array commands = {
 
 constexpr char const* common_help =
     "Data goes to standard output, the log and errors to standard error.\n"
+    "URLs with a user get the password of KX_PASSWORD; none stands on the command line.\n"
     "Exit codes: 0 done, 1 the input or the request is bad, 2 the command line is wrong.";
 constexpr char const* common_options =
     "Every command takes --json, --verbose and --installation as well, see kx --help.\n";

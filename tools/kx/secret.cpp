@@ -6,9 +6,7 @@
 #include "shown.h"
 
 #include <kxbase/errors.h>
-#include <kxbase/url_parts.h>
 #include <kxbase/urls.h>
-#include <kxcore/ioutil.h>
 
 #include <CLI/CLI.hpp>
 
@@ -100,11 +98,15 @@ void quiet_terminal::write(std::string_view text) const {
     }
 }
 
+std::string in_words(login const& whose) {
+    return on_one_line(whose.user + " at " + whose.host);
+}
+
 std::string asked_password(std::string_view subject) {
     interruption signals;
     try {
         quiet_terminal const terminal;
-        return terminal.ask("Password for " + on_one_line(subject) + ": ");
+        return terminal.ask("Password for " + std::string(subject) + ": ");
     } catch (interrupted const&) {
         signals.end_if_asked();
         kxbase::es::arg::raise("no password");
@@ -139,32 +141,11 @@ std::string password_of(application& app, std::string const& file) {
     return content;
 }
 
-std::string encoded(std::string_view password) {
-    constexpr std::string_view plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
-    constexpr std::string_view digits = "0123456789ABCDEF";
-    std::string text;
-    for (char const ch : password) {
-        auto const byte = static_cast<unsigned char>(ch);
-        if (plain.find(ch) != std::string_view::npos)
-            text += ch;
-        else
-            text += {'%', digits[byte >> 4U], digits[byte & 15U]};
-    }
-    return text;
-}
-
-bool has_user(std::string const& url) {
-    return !kxbase::url_user(url, false).empty();
-}
-
-std::string with_password(std::string const& url, std::string_view password) {
-    auto parts = kxbase::split_url(url);
-    std::string authority(parts.authority);
-    auto const end_of_user = authority.rfind('@');
-    if (authority.find(':') == end_of_user - 1) authority.erase(end_of_user - 1, 1);
-    authority.insert(authority.rfind('@'), ':' + encoded(password));
-    parts.authority = authority;
-    return kxbase::join_url(parts);
+std::optional<std::string> given_password(application& app, secret_source const& source) {
+    if (!source.file.empty()) return password_of(app, source.file);
+    char const* const value = std::getenv(variable); // NOLINT(concurrency-mt-unsafe): nobody changes it
+    if (value == nullptr) return std::nullopt;
+    return value;
 }
 
 } // namespace
@@ -177,38 +158,21 @@ void add_password_option(CLI::App& command, secret_source& source) {
         ->check(refuse_empty);
 }
 
-std::optional<std::string> given_password(application& app, secret_source const& source) {
-    if (!source.file.empty()) return password_of(app, source.file);
-    char const* const value = std::getenv(variable); // NOLINT(concurrency-mt-unsafe): nobody changes it
-    if (value == nullptr) return std::nullopt;
-    return value;
+std::optional<std::string> given_passwords::take(application& app, secret_source const& source, login const& whose) {
+    auto known = by_file_.find(source.file);
+    if (known == by_file_.end()) known = by_file_.emplace(source.file, password{given_password(app, source)}).first;
+    auto& [text, owner] = known->second;
+    if (!text || text->empty()) return text;
+    if (owner && *owner != whose) {
+        kxbase::es::arg::raise("one password cannot serve two logins, " + in_words(*owner) + " and " + in_words(whose));
+    }
+    owner = whose;
+    return text;
 }
 
-std::string read_password(application& app, secret_source const& source, std::string_view subject) {
-    auto given = given_password(app, source);
-    return given ? std::move(*given) : asked_password(subject);
-}
-
-std::vector<std::string> with_given_password(application& app, secret_source const& source,
-                                             std::vector<std::string> urls) {
-    auto const first = std::ranges::find_if(urls, has_user);
-    if (first == urls.end()) {
-        refuse_unused_password_file(source);
-        return urls;
-    }
-    auto const password = given_password(app, source);
-    if (!password || password->empty()) {
-        if (!source.file.empty()) app.tell_warning(source.file, "there is no password in its first line");
-        return urls;
-    }
-    auto const login = [](std::string const& url) {
-        return std::pair(kxbase::url_user(url, true), kxbase::url_host(url, true));
-    };
-    if (std::any_of(first, urls.end(), [&](auto const& url) { return has_user(url) && login(url) != login(*first); }))
-        kxbase::es::arg::raise("one password cannot serve two logins: the URLs differ in user or host");
-    for (auto& url : urls)
-        if (has_user(url)) url = with_password(url, *password);
-    return urls;
+std::string read_password(application& app, secret_source const& source, login const& whose) {
+    auto given = app.passwords.take(app, source, whose);
+    return given ? std::move(*given) : asked_password(in_words(whose));
 }
 
 void refuse_unused_password_file(secret_source const& source) {
@@ -216,33 +180,8 @@ void refuse_unused_password_file(secret_source const& source) {
         kxbase::es::arg::raise("the password file " + shown(source.file) + " is of no use: nobody logs in");
 }
 
-std::string refuse_password(std::string const& url) {
-    if (!holds_password(url)) return "";
-    return complaint_about_password() +
-           "; write the URL without it and give it with --password-file or in the environment as KX_PASSWORD";
-}
-
-std::string refuse_password_here(std::string const& text) {
-    return holds_password(text) ? complaint_about_password() : "";
-}
-
 std::string complaint_about_password() {
     return "a password does not belong on the command line";
-}
-
-// What a message would hide counts, but for a port with an '@' further on, and an empty password.
-bool holds_password(std::string_view url) {
-    if (kxbase::url_scheme(url).empty()) return false;
-    if (!kxbase::url_password(url, false).empty()) return true;
-    auto parts = kxbase::split_url(url);
-    if (auto const user = parts.authority.rfind('@'); user != std::string_view::npos) {
-        parts.authority.remove_prefix(user + 1);
-        return holds_password(kxbase::join_url(parts));
-    }
-    if (kxbase::url_protected_output(url) == url) return false;
-    auto const colon = parts.authority.rfind(':');
-    auto const port = colon == std::string_view::npos ? std::string_view() : parts.authority.substr(colon + 1);
-    return port.empty() || !std::ranges::all_of(port, [](char ch) { return ch >= '0' && ch <= '9'; });
 }
 
 } // namespace kx

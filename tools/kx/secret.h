@@ -4,10 +4,10 @@
 /// Passwords: from a file, from the environment or asked for at the terminal, and never from the command line, which any
 /// user of the machine can read.
 
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace CLI { // NOLINT(readability-identifier-naming): the parser's own
 class App;
@@ -22,41 +22,46 @@ struct secret_source {
     std::string file;
 };
 
+/// Who logs in where.
+struct login {
+    std::string user;
+    std::string host;
+
+    friend bool operator==(login const&, login const&) = default;
+};
+
+/// The passwords that are given to a run, by a file or by KX_PASSWORD. Each is read once and serves one login: it must not
+/// reach another host because that stands on the same command line.
+class given_passwords {
+public:
+    /// The first line of the file, else KX_PASSWORD; empty when there is neither.
+    ///
+    /// @throws es::arg when it serves another login already, es::call for a file that can't be read
+    [[nodiscard]] std::optional<std::string> take(application& app, secret_source const& source, login const& whose);
+
+private:
+    struct password {
+        std::optional<std::string> text;
+        std::optional<login> owner = std::nullopt;
+    };
+
+    std::map<std::string, password> by_file_;
+};
+
 /// Gives a command the option --password-file.
 void add_password_option(CLI::App& command, secret_source& source);
 
-/// The password: the first line of the file, else KX_PASSWORD, else what is typed at the terminal, without an echo.
+/// The password that is given, else what is typed at the terminal, without an echo.
 ///
-/// @param subject whom the password is for, as the prompt says it
-/// @throws es::arg when nobody can be asked, es::call for a file that can't be read
-[[nodiscard]] std::string read_password(application& app, secret_source const& source, std::string_view subject);
-
-/// The same without asking: empty when there is neither a file nor KX_PASSWORD.
-[[nodiscard]] std::optional<std::string> given_password(application& app, secret_source const& source);
-
-/// The URLs and paths of a command line, in their order, with the password that is given, where they are URLs with a user.
-/// It is read once for all of them, and not at all for paths; nobody is asked.
-///
-/// @throws es::arg when URLs of two users or hosts would get the same password, and when there is a file for no user
-[[nodiscard]] std::vector<std::string> with_given_password(application& app, secret_source const& source,
-                                                           std::vector<std::string> urls);
+/// @throws es::arg when nobody can be asked, and what given_passwords::take() throws
+[[nodiscard]] std::string read_password(application& app, secret_source const& source, login const& whose);
 
 /// For a run in which nobody logs in.
 ///
 /// @throws es::arg when a file was given all the same
 void refuse_unused_password_file(secret_source const& source);
 
-/// A check for CLI::Option::check: a URL that is to get the given password has none on the command line.
-/// @return the complaint; empty for a good value
-[[nodiscard]] std::string refuse_password(std::string const& url);
-
-/// The same for a text that gets none.
-[[nodiscard]] std::string refuse_password_here(std::string const& text);
-
 /// What is said of a password on the command line.
 [[nodiscard]] std::string complaint_about_password();
-
-/// Whether the text is a URL with a password, also one that was typed without its reserved characters encoded.
-[[nodiscard]] bool holds_password(std::string_view url);
 
 } // namespace kx

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <iterator>
 #include <set>
@@ -151,6 +152,16 @@ void staged_folder::take_back() noexcept {
     }
     for (auto each = made_folders_.rbegin(); each != made_folders_.rend(); ++each)
         fs::remove(*each, ignored);
+}
+
+std::vector<fs::path> staged_folder::leftovers(fs::path const& target) {
+    std::vector<fs::path> found;
+    std::error_code error;
+    fs::path const folder = fs::is_directory(target, error) ? target : parent_of(target);
+    for (fs::directory_iterator at(folder, error); !error && at != fs::directory_iterator(); at.increment(error))
+        if (at->path().filename().string().starts_with(name_prefix)) found.push_back(at->path());
+    std::ranges::sort(found);
+    return found;
 }
 
 std::string staged_folder::obstacle(fs::path const& target, fs::path const& relative) {

@@ -40,6 +40,9 @@ public:
     [[nodiscard]] static std::string obstacle(std::filesystem::path const& target,
                                               std::filesystem::path const& relative);
 
+    /// Folders of this kind that lie where one for the target would: another run is at work, or was killed.
+    [[nodiscard]] static std::vector<std::filesystem::path> leftovers(std::filesystem::path const& target);
+
 private:
     void move_one(std::filesystem::path const& relative);
     void keep_old(std::filesystem::path const& relative);

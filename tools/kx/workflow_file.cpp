@@ -42,7 +42,7 @@ std::vector<named_task> tasks_of(kxcore::properties const& workflow) {
 } // namespace
 
 document read_workflow(application& app, std::string const& file) {
-    document read = read_document(app, file);
+    document read = read_document_to_edit(app, file);
     if (read.config_type != kxclientutil::config_workflow) {
         kxbase::es::arg::raise(fmt::format("{}, no workflow", in_words(read)));
     }

@@ -11,7 +11,7 @@
 
 namespace kx {
 
-/// Reads a workflow document of any version.
+/// Reads a workflow document of any version, to change it.
 ///
 /// @throws es::arg for any other document, and what read_document() throws
 [[nodiscard]] document read_workflow(application& app, std::string const& file);

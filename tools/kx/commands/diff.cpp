@@ -69,8 +69,8 @@ void run(application& app, options const& chosen) {
 void add_diff_command(CLI::App& parser, application& app) {
     auto chosen = std::make_shared<options>();
     auto* const command = parser.add_subcommand("diff", "Compare two documents or jobs, member by member");
-    command->add_option("A", chosen->before, "A document, a preset or a job file")->required()->check(refuse_empty);
-    command->add_option("B", chosen->after, "Another one")->required()->check(refuse_empty);
+    takes_file(command->add_option("A", chosen->before, "A document, a preset or a job file")->required(), app);
+    takes_file(command->add_option("B", chosen->after, "Another one")->required(), app);
     command->add_flag("--whole", chosen->whole, "Show all of a tree or list that only one of them has, line by line");
     command->footer(
         "A line for each difference: + only in B, - only in A, ~ in both, with the value of A and that of B. Lists are "

@@ -275,28 +275,21 @@ void add_finalize_command(CLI::App& parser, application& app) {
     auto* const command =
         parser.add_subcommand("finalize", "Make a job that nodes can run out of a workflow and its source");
     auto* const documents = command->add_option_group("Submission", "What the job is made of");
-    auto* const workflow = documents->add_option("--workflow", chosen->workflow, "The workflow document")
-                               ->type_name("FILE")
-                               ->check(refuse_empty);
-    documents->add_option("--submission", chosen->submission, "A submission document, workflow and source in one")
-        ->type_name("FILE")
-        ->check(refuse_empty);
+    auto* const workflow =
+        takes_file(documents->add_option("--workflow", chosen->workflow, "The workflow document"), app);
+    workflow->type_name("FILE");
+    auto* const submission =
+        documents->add_option("--submission", chosen->submission, "A submission document, workflow and source in one");
+    takes_file(submission->type_name("FILE"), app);
     documents->require_option(1);
-    auto* const files = command->add_option("--file", chosen->files, "Source files, paths or URLs")
-                            ->type_name("FILE")
-                            ->needs(workflow)
-                            ->check(refuse_empty);
-    command
-        ->add_option("--source", chosen->source,
-                     "A source document instead of files: files, a watched folder, an edit decision list or image "
-                     "sequences")
-        ->type_name("FILE")
-        ->needs(workflow)
-        ->excludes(files)
-        ->check(refuse_empty);
-    command->add_option("-o,--output", chosen->job, "The job file to write")
-        ->type_name("JOB")
-        ->check(refuse_empty);
+    auto* const files = command->add_option("--file", chosen->files, "Source files, paths or URLs");
+    takes_file(files->type_name("FILE")->needs(workflow), app);
+    auto* const source = command->add_option(
+        "--source", chosen->source,
+        "A source document instead of files: files, a watched folder, an edit decision list or image sequences");
+    takes_file(source->type_name("FILE")->needs(workflow)->excludes(files), app);
+    auto* const job = command->add_option("-o,--output", chosen->job, "The job file to write");
+    takes_file(job->type_name("JOB"), app);
     command->add_flag("--explain", chosen->explain,
                       "Say step by step what is changed and why; without -o no job is written");
     add_settings(*command, *chosen);

@@ -1,13 +1,14 @@
 #include "../application.h"
+#include "../arguments.h"
 #include "../document.h"
 #include "../shown.h"
+#include "../standard_streams.h"
 #include "commands.h"
 
 #include <kxbase/buffer.h>
 #include <kxbase/errors.h>
-#include <kxbase/urls.h>
 #include <kxcore/constraint_db.h>
-#include <kxcore/ioutil.h>
+#include <kxcore/sealed_file.h>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -26,11 +27,11 @@ struct identity {
 };
 
 identity identify(application& app, std::string const& file) {
-    if (is_job_file(app, file)) return {"job", std::nullopt, "job"};
+    identity const job = {"job", std::nullopt, "job"};
+    if (!is_standard_stream(file) && is_job_file(app, file)) return job;
     if (is_preset(file)) return {"task", std::nullopt, "setting"};
-    kxbase::buffer content;
-    kxcore::ioutil::get_file_content(kxbase::url_create_from_url_or_path(file, ""), content,
-                                     app.installation().get_plugins());
+    auto const content = content_of(app, file);
+    if (kxcore::is_sealed(content.text())) return job;
     // Without a list of what is accepted the reader takes a document of any identifier and version for unexpected, and
     // tells both.
     kxcore::configuration stored;
@@ -69,7 +70,9 @@ void run(application& app, options const& chosen) {
 void add_identify_command(CLI::App& parser, application& app) {
     auto chosen = std::make_shared<options>();
     auto* const command = parser.add_subcommand("identify", "Tell the type, version and format of each file");
-    command->add_option("FILE", chosen->files, "Documents, presets or job files")->required();
+    auto* const files =
+        command->add_option("FILE", chosen->files, "Documents, presets or job files; - for standard input");
+    takes_file_or_stream(files->required(), app);
     command->callback([&app, chosen] { run(app, *chosen); });
 }
 

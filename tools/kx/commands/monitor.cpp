@@ -2,18 +2,21 @@
 #include "../arguments.h"
 #include "../document.h"
 #include "../made_document.h"
-#include "../secret.h"
 #include "../shown.h"
+#include "../url_password.h"
 #include "../watched_folder.h"
 #include "../workflow_file.h"
 #include "commands.h"
 
 #include <kxbase/errors.h>
+#include <kxbase/paths.h>
 #include <kxbase/urls.h>
 #include <kxclientutil/monitor_filter.h>
 #include <kxclientutil/monitor_source.h>
 #include <kxcore/property_list.h>
 #include <kxcore/property_values.h>
+#include <kxworkflow/identifiers.h>
+#include <kxworkflow/paths.h>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -42,9 +45,9 @@ struct monitor_source {
 };
 
 monitor_source existing_source(application& app, std::string const& file) {
-    auto const read = read_document(app, file);
+    auto const read = read_document_to_edit(app, file);
     if (read.config_type != kxclientutil::config_monitor_source)
-        kxbase::es::arg::raise(fmt::format("a {} document, no monitor-source", read.type));
+        kxbase::es::arg::raise(fmt::format("{}, no monitor-source", in_words(read)));
     return {read.tree, format_of(read.format).value_or(kxcore::configuration::format_xml)};
 }
 
@@ -83,7 +86,7 @@ void write(application& app, std::string const& out, monitor_source const& sourc
     auto const url = text_at(source.tree, "manager-configuration{url}");
     auto const plugin_id = text_at(source.tree, "manager-configuration{plugin-id}");
     write_made_document(app, out, kxclientutil::config_monitor_source, source.format, source.tree,
-                        fmt::format("monitor source {} of {}", in_quotes(name), shown(url)),
+                        fmt::format("monitor source {}of {}", name.empty() ? "" : in_quotes(name) + " ", shown(url)),
                         {{"plugin-id", plugin_id}, {"name", without_password(name)}, {"url", without_password(url)}});
 }
 
@@ -149,28 +152,37 @@ void run(application& app, options const& chosen) {
         app.run_on(out, [&] { write(app, out, source); });
 }
 
-void add_options(CLI::App& command, options& chosen) {
+// What the library would take for a destination of no name, to which no file can go.
+std::string refuse_incomplete_target(std::string const& target) {
+    if (target.empty()) return "an empty text is no target";
+    if (kxbase::url_scheme(target) != kxworkflow::workflow_scheme()) return "";
+    if (kxworkflow::workflow_id(kxbase::path_front(target, '>')).empty())
+        return in_quotes(target) + " names no workflow: write workflow:ID>DESTINATION";
+    if (!kxbase::path_popped_front(target, '>').empty()) return "";
+    return in_quotes(target) + " names no destination: write workflow:ID>DESTINATION; --workflow-id gives the id alone";
+}
+
+void add_options(CLI::App& command, options& chosen, application& app) {
     auto* const url = command.add_option("URL", chosen.url, "What to watch, a path or URL with a separator at its end");
-    url->check(refuse_empty)->check(refuse_password);
-    command.add_option("--source", chosen.source, "Change this monitor source instead of making one")
-        ->type_name("FILE")
-        ->check(refuse_empty)
-        ->excludes(url);
+    url->check(refuse_empty_location)->check(refuse_password);
+    auto* const source =
+        command.add_option("--source", chosen.source, "Change this monitor source instead of making one");
+    takes_file(source->type_name("FILE")->excludes(url), app);
     command
         .add_option("--target", chosen.targets,
                     "Where the files go, given as often as needed: workflow:ID>DESTINATION, or any destination")
         ->type_name("TARGET")
         ->allow_extra_args(false)
-        ->check(refuse_password_here);
+        ->check(refuse_password_here)
+        ->check(refuse_incomplete_target);
     command
         .add_option("--workflow-id", chosen.workflow_id, "The workflow that the files go to, whatever the targets say")
         ->type_name("ID")
         ->check(refuse_password_here);
     add_set_option(command, chosen.document);
     auto* const out =
-        command.add_option("-o,--output", chosen.document.out, "The document to write; without it that of --source")
-            ->type_name("FILE")
-            ->check(refuse_empty);
+        command.add_option("-o,--output", chosen.document.out, "The document to write; without it that of --source");
+    takes_file(out->type_name("FILE"), app);
     command
         .add_option(
             "--try", chosen.folder_to_try,
@@ -178,6 +190,7 @@ void add_options(CLI::App& command, options& chosen) {
             "keeps the others out")
         ->type_name("FOLDER")
         ->check(refuse_empty)
+        ->check(refuse_password_here)
         ->excludes(out);
     add_password_option(command, chosen.secret);
 }
@@ -187,7 +200,7 @@ void add_options(CLI::App& command, options& chosen) {
 void add_monitor_command(CLI::App& parser, application& app) {
     auto chosen = std::make_shared<options>();
     auto* const command = parser.add_subcommand("monitor", "Make or change a source that watches a folder, or try one");
-    add_options(*command, *chosen);
+    add_options(*command, *chosen, app);
     command->footer("Examples:\n"
                     "  kx monitor /media/watch/in/ --target 'workflow:news>source-url' -o in.xml\n"
                     "  kx monitor --source in.xml --set 'manager-configuration{filter}{file-extension-is-include}:="

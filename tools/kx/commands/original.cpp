@@ -1,4 +1,5 @@
 #include "../application.h"
+#include "../arguments.h"
 #include "../document.h"
 #include "../shown.h"
 #include "../tree_json.h"
@@ -64,8 +65,10 @@ void add_original_command(CLI::App& parser, application& app) {
     auto chosen = std::make_shared<options>();
     auto* const command =
         parser.add_subcommand("original", "Show or write the submission that a job was finalized from");
-    command->add_option("JOB", chosen->job, "A job file")->required();
-    command->add_option("-o,--output", chosen->out, "Write it as a submission document instead of showing it");
+    takes_file(command->add_option("JOB", chosen->job, "A job file")->required(), app);
+    takes_file(
+        command->add_option("-o,--output", chosen->out, "Write it as a submission document instead of showing it"),
+        app);
     command->add_flag("--reveal", chosen->reveal, "Show passwords too, instead of asterisks");
     command->callback([&app, chosen] { run(app, *chosen); });
 }

@@ -105,9 +105,9 @@ void add_schema_command(CLI::App& parser, application& app) {
         forms->add_flag(fmt::format("--{}", form_options[i].name), chosen->wants_form[i], form_options[i].description)
             ->needs(type);
     forms->require_option(0, 1);
-    command->add_option("-o,--output", chosen->out, "Write it to this file instead of standard output")
-        ->needs(type)
-        ->check(refuse_empty);
+    auto* const out =
+        command->add_option("-o,--output", chosen->out, "Write it to this file instead of standard output");
+    takes_file(out->needs(type), app);
     command->callback([&app, chosen] { run(app, *chosen); });
 }
 

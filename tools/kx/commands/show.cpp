@@ -1,4 +1,5 @@
 #include "../application.h"
+#include "../arguments.h"
 #include "../document.h"
 #include "../tree_json.h"
 #include "../tree_text.h"
@@ -31,7 +32,9 @@ void run(application& app, options const& chosen) {
 void add_show_command(CLI::App& parser, application& app) {
     auto chosen = std::make_shared<options>();
     auto* const command = parser.add_subcommand("show", "Show a document as it is read, or a finalized job, as a tree");
-    command->add_option("FILE", chosen->file, "A document, a preset or a job file")->required();
+    auto* const file =
+        command->add_option("FILE", chosen->file, "A document, a preset or a job file; - for standard input");
+    takes_file_or_stream(file->required(), app);
     command->add_flag("--reveal", chosen->reveal, "Show passwords too, instead of asterisks");
     command->callback([&app, chosen] { run(app, *chosen); });
 }

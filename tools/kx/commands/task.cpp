@@ -19,12 +19,14 @@ constexpr std::array kinds = {
 
 } // namespace
 
-void add_task_options(CLI::App& command, task_options& options) {
+void add_task_options(CLI::App& command, application& app, task_options& options) {
     add_set_option(command, options.document);
-    command.add_option("-o,--output", options.document.out, "The task document to write")
-        ->type_name("FILE")
-        ->required()
-        ->check(refuse_empty);
+    auto* const out = command.add_option("-o,--output", options.document.out, "The task document to write");
+    takes_file(out->type_name("FILE")->required(), app);
+}
+
+void add_location(CLI::App& command, char const* name, std::string& location, char const* description) {
+    command.add_option(name, location, description)->required()->check(refuse_password)->check(refuse_missing_folder);
 }
 
 void make_task(application& app, char const* kind, task_options const& options, task_maker const& make) {

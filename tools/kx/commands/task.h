@@ -5,7 +5,7 @@
 /// level do.
 
 #include "../made_document.h"
-#include "../secret.h"
+#include "../url_password.h"
 
 #include <kxbase/ptr_refcount.h>
 
@@ -30,7 +30,10 @@ using made_task = kxbase::ptr_refcount<kxcore::properties>;
 using task_maker = std::function<made_task(kxcore::plugin_db const&, kxcore::properties const&)>;
 
 /// Gives the command the options that all have.
-void add_task_options(CLI::App& command, task_options& options);
+void add_task_options(CLI::App& command, application& app, task_options& options);
+
+/// Gives the command a path or URL that the task works on and that may want a password.
+void add_location(CLI::App& command, char const* name, std::string& location, char const* description);
 
 /// Makes the task, writes it, and tells of it.
 void make_task(application& app, char const* kind, task_options const& options, task_maker const& make);

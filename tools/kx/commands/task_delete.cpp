@@ -1,4 +1,3 @@
-#include "../arguments.h"
 #include "task.h"
 
 #include <kxclientutil/user_task.h>
@@ -26,11 +25,8 @@ void add_task_delete_command(CLI::App& parser, application& app) {
     auto chosen = std::make_shared<options>();
     auto* const command = parser.add_subcommand("delete", "A task that deletes a file");
     command->add_option("NAME", chosen->name, "The name of the task")->required()->check(refuse_password_here);
-    command->add_option("SOURCE", chosen->source, "The file, a path or URL")
-        ->required()
-        ->check(refuse_password)
-        ->check(refuse_missing_folder);
-    add_task_options(*command, *chosen);
+    add_location(*command, "SOURCE", chosen->source, "The file, a path or URL");
+    add_task_options(*command, app, *chosen);
     add_password_option(*command, chosen->secret);
     command->callback([&app, chosen] { run(app, *chosen); });
 }

@@ -36,7 +36,7 @@ void add_task_execute_command(CLI::App& parser, application& app) {
     command->add_flag("--content", chosen->content, "Read the script, a path or URL, and let it travel with the task");
     command->add_flag("--pre", chosen->pre_execute,
                       "Run it after an encoder and before what follows, with the encoder's result as its source");
-    add_task_options(*command, *chosen);
+    add_task_options(*command, app, *chosen);
     add_password_option(*command, chosen->secret);
     command->callback([&app, chosen] { run(app, *chosen); });
 }

@@ -25,7 +25,7 @@ void add_task_mbr_command(CLI::App& parser, application& app) {
         parser.add_subcommand("mbr", "A task that packages what encoders wrote as one multi-bit-rate stream");
     command->add_option("PACKAGE_TYPE", chosen->package_type, "A type that the plugin knows: dash, hls, ...")
         ->required();
-    add_task_options(*command, *chosen);
+    add_task_options(*command, app, *chosen);
     command->footer("The task is named after the package: --set package-name=films.\n");
     command->callback([&app, chosen] { run(app, *chosen); });
 }

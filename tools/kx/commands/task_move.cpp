@@ -1,4 +1,3 @@
-#include "../arguments.h"
 #include "task.h"
 
 #include <kxclientutil/user_task.h>
@@ -25,15 +24,9 @@ void run(application& app, options const& chosen) {
 void add_task_move_command(CLI::App& parser, application& app) {
     auto chosen = std::make_shared<options>();
     auto* const command = parser.add_subcommand("move", "A task that moves a file, named after the folder it goes to");
-    command->add_option("SOURCE", chosen->source, "The file, a path or URL")
-        ->required()
-        ->check(refuse_password)
-        ->check(refuse_missing_folder);
-    command->add_option("DEST_DIR", chosen->dest_dir, "The folder, a path or URL")
-        ->required()
-        ->check(refuse_password)
-        ->check(refuse_missing_folder);
-    add_task_options(*command, *chosen);
+    add_location(*command, "SOURCE", chosen->source, "The file, a path or URL");
+    add_location(*command, "DEST_DIR", chosen->dest_dir, "The folder, a path or URL");
+    add_task_options(*command, app, *chosen);
     add_password_option(*command, chosen->secret);
     command->callback([&app, chosen] { run(app, *chosen); });
 }

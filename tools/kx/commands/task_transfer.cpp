@@ -1,4 +1,3 @@
-#include "../arguments.h"
 #include "task.h"
 
 #include <kxclientutil/user_task.h>
@@ -26,15 +25,11 @@ void add_task_transfer_command(CLI::App& parser, application& app) {
     auto chosen = std::make_shared<options>();
     auto* const command =
         parser.add_subcommand("transfer", "A task that copies what the task before wrote to a folder or a server");
-    command
-        ->add_option("DEST_DIR", chosen->dest_dir,
-                     "The folder, a path or URL with a separator at its end; SAS is the folder of the source file")
-        ->required()
-        ->check(refuse_password)
-        ->check(refuse_missing_folder);
+    add_location(*command, "DEST_DIR", chosen->dest_dir,
+                 "The folder, a path or URL with a separator at its end; SAS is the folder of the source file");
     command->add_flag("--encoder-prefix", chosen->encoder_prefix,
                       "Name the copy after the encoder and the source file, with a hyphen between them");
-    add_task_options(*command, *chosen);
+    add_task_options(*command, app, *chosen);
     add_password_option(*command, chosen->secret);
     command->callback([&app, chosen] { run(app, *chosen); });
 }

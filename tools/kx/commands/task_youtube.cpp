@@ -19,7 +19,7 @@ struct options : task_options {
 
 void run(application& app, options const& chosen) {
     make_task(app, "youtube", chosen, [&](auto const& plugins, auto const& extra) {
-        auto const password = read_password(app, chosen.secret, chosen.username + " at the video site");
+        auto const password = read_password(app, chosen.secret, {chosen.username, "the video site"});
         return kxclientutil::get_youtube_user_task(
             chosen.username, password, chosen.title, chosen.description, chosen.category,
             std::list<std::string>(chosen.keywords.begin(), chosen.keywords.end()), plugins, extra);
@@ -40,7 +40,7 @@ void add_task_youtube_command(CLI::App& parser, application& app) {
     command->add_option("--keyword", chosen->keywords, "A keyword, given as often as needed")
         ->type_name("TEXT")
         ->allow_extra_args(false);
-    add_task_options(*command, *chosen);
+    add_task_options(*command, app, *chosen);
     add_password_option(*command, chosen->secret);
     command->footer("kx variables lists what may stand between dollar signs.\n");
     command->callback([&app, chosen] { run(app, *chosen); });

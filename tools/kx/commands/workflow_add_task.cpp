@@ -44,7 +44,7 @@ document new_workflow(std::string const& file) {
 }
 
 document read_task(application& app, std::string const& file) {
-    document read = read_document(app, file);
+    document read = read_document_to_edit(app, file);
     if (read.config_type != kxclientutil::config_task) {
         kxbase::es::arg::raise(fmt::format("{}, no task", in_words(read)));
     }
@@ -97,10 +97,8 @@ void run(application& app, options const& chosen) {
 void add_workflow_add_task_command(CLI::App& parser, application& app) {
     auto chosen = std::make_shared<options>();
     auto* const command = parser.add_subcommand("add-task", "Add a task to a workflow, and print its wtid");
-    command->add_option("WORKFLOW", chosen->workflow, "The workflow document")->required()->check(refuse_empty);
-    command->add_option("TASK", chosen->task, "The task document, or an encoder preset")
-        ->required()
-        ->check(refuse_empty);
+    takes_file(command->add_option("WORKFLOW", chosen->workflow, "The workflow document")->required(), app);
+    takes_file(command->add_option("TASK", chosen->task, "The task document, or an encoder preset")->required(), app);
     command->add_option("--require", chosen->required, "A tag that a node must have to run the task")
         ->type_name("TAG")
         ->allow_extra_args(false)
@@ -109,7 +107,7 @@ void add_workflow_add_task_command(CLI::App& parser, application& app) {
         ->type_name("TAG")
         ->allow_extra_args(false)
         ->check(refuse_empty_tag);
-    auto* const out = add_output_option(*command, chosen->out);
+    auto* const out = add_output_option(*command, chosen->out, app);
     command->add_flag("--new", chosen->is_new, "Make the workflow, with this task as its first")->excludes(out);
     command->footer("Tags may be given several times; tags that the task brings with it stay.\n\nExample:\n  kx "
                     "workflow add-task news.xml mail.xml --require office\n");

@@ -151,7 +151,7 @@ void run(application& app, options const& chosen) {
 void add_workflow_connect_command(CLI::App& parser, application& app) {
     auto chosen = std::make_shared<options>();
     auto* const command = parser.add_subcommand("connect", "Draw a connection between two tasks of a workflow");
-    command->add_option("WORKFLOW", chosen->workflow, "The workflow document")->required()->check(refuse_empty);
+    takes_file(command->add_option("WORKFLOW", chosen->workflow, "The workflow document")->required(), app);
     command->add_option("FROM", chosen->from, "The task that comes first: its wtid, or its name")->required();
     command->add_option("TO", chosen->to, "The task that comes after it")->required();
     auto* const output = command->add_option("--from-output", chosen->output, "The output that is handed over")
@@ -167,7 +167,7 @@ void add_workflow_connect_command(CLI::App& parser, application& app) {
         ->excludes(output)
         ->excludes(input);
     command->add_flag("--force", chosen->force, "Draw it even where a node would stumble over it");
-    add_output_option(*command, chosen->out);
+    add_output_option(*command, chosen->out, app);
     command->footer("Examples:\n"
                     "  kx workflow connect news.xml 720p \"Web server\" --from-output dest-url --to-input source-url\n"
                     "  kx workflow connect news.xml \"Web server\" Desk --result failure\n");

@@ -86,11 +86,11 @@ void add_workflow_disconnect_command(CLI::App& parser, application& app) {
     auto chosen = std::make_shared<options>();
     auto* const command =
         parser.add_subcommand("disconnect", "Remove all connections from one task of a workflow to another");
-    command->add_option("WORKFLOW", chosen->workflow, "The workflow document")->required()->check(refuse_empty);
+    takes_file(command->add_option("WORKFLOW", chosen->workflow, "The workflow document")->required(), app);
     command->add_option("FROM", chosen->from, "The task that they leave from: its wtid, or its name")->required();
     command->add_option("TO", chosen->to, "The task that they lead to; the wtid of one that is not there will do")
         ->required();
-    add_output_option(*command, chosen->out);
+    add_output_option(*command, chosen->out, app);
     command->callback([&app, chosen] { run(app, *chosen); });
 }
 

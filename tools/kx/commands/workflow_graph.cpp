@@ -9,6 +9,7 @@
 #include <kxbase/errors.h>
 #include <kxbase/limits.h>
 #include <kxbase/report.h>
+#include <kxbase/text.h>
 #include <kxbase/urls.h>
 #include <kxclientutil/graph.h>
 #include <kxclientutil/submission.h>
@@ -56,7 +57,9 @@ output_kind kind_of_output(options const& chosen) {
     output_kind const plain{"", chosen.mermaid ? e_language::mermaid : e_language::dot, nullptr};
     if (chosen.out.empty()) return plain;
     std::string const suffix = kxbase::url_path_suffix(chosen.out);
-    auto const* const found = std::ranges::find(output_kinds, suffix, &output_kind::suffix);
+    auto const* const found = std::ranges::find_if(output_kinds, [&](output_kind const& each) {
+        return kxbase::string_to_uppercase(each.suffix) == kxbase::string_to_uppercase(suffix);
+    });
     if (found == output_kinds.end()) {
         if (chosen.dot || chosen.mermaid) return plain;
         throw CLI::ValidationError("--output", "the name ends in none of .svg, .png, .pdf, .dot, .gv, .mmd, .mermaid");
@@ -179,12 +182,11 @@ void run(application& app, options const& chosen) {
 void add_workflow_graph_command(CLI::App& parser, application& app) {
     auto chosen = std::make_shared<options>();
     auto* const command = parser.add_subcommand("graph", "Draw the tasks of a workflow and what joins them");
-    command->add_option("FILE", chosen->file, "A workflow, a submission or a finalized job")
-        ->required()
-        ->check(refuse_empty);
-    command->add_option("-o,--output", chosen->out, "Write a file: .svg, .png or .pdf through Graphviz, .dot or .mmd")
-        ->type_name("OUT")
-        ->check(refuse_empty);
+    auto* const file = command->add_option("FILE", chosen->file, "A workflow, a submission or a finalized job");
+    takes_file(file->required(), app);
+    auto* const out = command->add_option("-o,--output", chosen->out,
+                                          "Write a file: .svg, .png or .pdf through Graphviz, .dot or .mmd");
+    takes_file(out->type_name("OUT"), app);
     auto* const dot = command->add_flag("--dot", chosen->dot, "The language of Graphviz, which is what you get anyway");
     command->add_flag("--mermaid", chosen->mermaid, "The language of Mermaid instead")->excludes(dot);
     command->add_flag("--legend", chosen->legend, "Explain the arrows");

@@ -35,26 +35,32 @@ bool has_tag(kxcore::properties const& document, std::string const& tag) {
     return database != nullptr && database->is_present(tag);
 }
 
-void change(application& app, options const& chosen, kxcore::properties& document) {
+/// What was, or would have been, changed.
+struct subject {
+    std::string in_words;
+    bool is_changed = true;
+};
+
+bool change(options const& chosen, kxcore::properties& document) {
     if (!chosen.untag) {
         kxclientutil::add_task_or_workflow_tag(document, chosen.tag, !chosen.exclude);
-        return;
+        return true;
     }
-    if (!has_tag(document, chosen.tag)) app.tell_warning(chosen.file, "there is no tag " + in_quotes(chosen.tag));
+    bool const is_there = has_tag(document, chosen.tag);
     kxclientutil::remove_task_or_workflow_tag(document, chosen.tag);
+    return is_there;
 }
 
-// Gives what was changed, in words.
-std::string change_task(application& app, options const& chosen, kxcore::properties& workflow) {
+subject change_task(options const& chosen, kxcore::properties& workflow) {
     auto task = find_task(workflow, chosen.task);
-    change(app, chosen, task.tree);
+    bool const is_changed = change(chosen, task.tree);
     kxcore::property_list tasks(*workflow.get_list_value("tasks"));
     tasks.set_element(task.index, kxbase::make_refcount<kxcore::properties>(task.tree));
     workflow.set_property("tasks", kxbase::make_refcount<kxcore::property_list>(tasks));
-    return "task " + task.shown();
+    return {"task " + task.shown(), is_changed};
 }
 
-std::string change_document(application& app, options const& chosen, document& read) {
+subject change_document(options const& chosen, document& read) {
     bool const is_workflow = read.config_type == kxclientutil::config_workflow;
     if (!is_workflow && (read.config_type != kxclientutil::config_task || !chosen.task.empty())) {
         kxbase::es::arg::raise(
@@ -62,9 +68,8 @@ std::string change_document(application& app, options const& chosen, document& r
     }
     if (is_preset(chosen.file) && chosen.out.empty())
         kxbase::es::arg::raise("a preset holds no tags; name a task document to write with -o");
-    if (!chosen.task.empty()) return change_task(app, chosen, read.tree);
-    change(app, chosen, read.tree);
-    return read.type;
+    if (!chosen.task.empty()) return change_task(chosen, read.tree);
+    return {read.type, change(chosen, read.tree)};
 }
 
 std::string what_was_done(options const& chosen) {
@@ -72,41 +77,47 @@ std::string what_was_done(options const& chosen) {
     return chosen.exclude ? "refuses" : "asks for";
 }
 
+void tell(application const& app, options const& chosen, std::string const& out, document const& read,
+          subject const& what) {
+    if (app.wants_json) {
+        json const required = chosen.untag ? json(nullptr) : json(!chosen.exclude);
+        application::print_json(json{{"path", without_password(out)},
+                                     {"format", is_preset(chosen.file) ? "xml" : read.format},
+                                     {"changed", what.is_changed ? json(what.in_words) : json(nullptr)},
+                                     {"tag", without_password(chosen.tag)},
+                                     {"required", required}});
+    } else if (what.is_changed) {
+        application::print(fmt::format("{}: the {} {} nodes with the tag {}\n", shown(out), what.in_words,
+                                       what_was_done(chosen), in_quotes(chosen.tag)));
+    } else {
+        application::print(
+            fmt::format("{}: the {} has no tag {}, unchanged\n", shown(out), what.in_words, in_quotes(chosen.tag)));
+    }
+}
+
 void run(application& app, options const& chosen) {
     document read;
-    std::string changed;
+    subject changed;
     bool const done = app.run_on(chosen.file, [&] {
-        read = read_document(app, chosen.file);
-        changed = change_document(app, chosen, read);
+        read = read_document_to_edit(app, chosen.file);
+        changed = change_document(chosen, read);
     });
     if (!done) return;
     std::string const& out = chosen.out.empty() ? chosen.file : chosen.out;
     app.run_on(out, [&] {
-        write_document(app, read, out);
-        if (app.wants_json) {
-            json const required = chosen.untag ? json(nullptr) : json(!chosen.exclude);
-            application::print_json(json{{"path", without_password(out)},
-                                         {"format", is_preset(chosen.file) ? "xml" : read.format},
-                                         {"changed", changed},
-                                         {"tag", without_password(chosen.tag)},
-                                         {"required", required}});
-        } else {
-            application::print(fmt::format("{}: the {} {} nodes with the tag {}\n", shown(out), changed,
-                                           what_was_done(chosen), in_quotes(chosen.tag)));
-        }
+        if (changed.is_changed || !chosen.out.empty()) write_document(app, read, out);
+        tell(app, chosen, out, read, changed);
     });
 }
 
 CLI::App* add_command(CLI::App& parser, application& app, char const* name, char const* description,
                       std::shared_ptr<options> const& chosen) {
     auto* const command = parser.add_subcommand(name, description);
-    command->add_option("FILE", chosen->file, "A workflow document, or a task document")
-        ->required()
-        ->check(refuse_empty);
+    takes_file(command->add_option("FILE", chosen->file, "A workflow document, or a task document")->required(), app);
     command->add_option("TAG", chosen->tag, "The tag")->required()->check(refuse_empty_tag);
     command->add_option("--task", chosen->task, "A task of the workflow, its wtid or its name, instead of the whole")
         ->type_name("TASK");
-    add_output_option(*command, chosen->out);
+    add_output_option(*command, chosen->out, app);
     command->callback([&app, chosen] { run(app, *chosen); });
     return command;
 }
