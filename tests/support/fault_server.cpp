@@ -117,6 +117,14 @@ std::string fault_connection::read_line() {
     return line;
 }
 
+std::string fault_connection::read(std::size_t size) {
+    while (unread_.size() < size && receive_more()) {
+    }
+    std::string taken = unread_.substr(0, size);
+    unread_.erase(0, size);
+    return taken;
+}
+
 void fault_connection::read_request() {
     constexpr std::string_view length_key = "Content-Length: ";
     std::size_t size = 0;

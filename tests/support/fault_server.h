@@ -20,6 +20,8 @@ public:
 
     /// A line without its end; empty when the client has gone.
     std::string read_line();
+    /// So many bytes, or fewer when the client goes before.
+    std::string read(std::size_t size);
     /// The head and the content of a request of a web client.
     void read_request();
     /// False when the client has gone.
@@ -55,6 +57,7 @@ public:
     /// @param user_info as it stands in a URL, with the '@' that ends it
     [[nodiscard]] std::string url(std::string_view path, std::string_view user_info = "",
                                   std::string_view scheme = "http") const;
+    [[nodiscard]] std::string port() const { return std::to_string(port_); }
     /// What the last client sent.
     [[nodiscard]] std::string asked() const;
     /// How much has been sent to all clients.

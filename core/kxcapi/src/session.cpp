@@ -190,7 +190,7 @@ void session::take_reply(kxbase::ptr_refcount<kxp::packet> const& reply) {
     });
     if (found == pending_.end()) return report_dropped(*reply, "nobody waits for this reply");
     (*found)->reply = reply;
-    if (waiting_ > 1 || std::this_thread::get_id() == network_id_) callers_.notify_all();
+    if (waiting_ > 1) callers_.notify_all();
 }
 
 void session::take_event(guard_lock const& lock, kxbase::ptr_refcount<kxp::packet> const& packet, std::size_t size) {
@@ -250,6 +250,8 @@ void session::run() noexcept {
             stand_by(lock);
         } else {
             read_one(lock, kxnet::no_deadline);
+            // Whoever has come to wait meanwhile reads from here on.
+            if (waiting_ != 0) callers_.notify_all();
         }
     }
 }

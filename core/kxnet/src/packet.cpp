@@ -13,10 +13,6 @@ packet::packet(e_packet_type type, std::string_view name) : packet(static_cast<u
 packet::packet(e_packet_type type, std::string_view name, kxcore::properties properties)
     : type_(static_cast<unsigned int>(type)), name_(name), properties_(std::move(properties)) {}
 
-void packet::set_property(std::string_view key, kxbase::ptr_refcount<kxcore::property> const& value) {
-    properties_.set_property(key, value);
-}
-
 void packet::set_property(std::string_view key, kxcore::property_handle const& value) {
     properties_.set_property(key, value);
 }

@@ -17,6 +17,9 @@ using std::chrono::steady_clock;
 constexpr std::size_t encrypted_room = std::size_t{17} << 10;
 constexpr std::size_t encrypted_piece = std::size_t{64} << 10;
 
+/// What a peer is told whose first bytes are no TLS: the fatal alert "protocol version", which it knows as TLS.
+constexpr unsigned char tls_wanted[] = {0x15, 0x03, 0x01, 0x00, 0x02, 0x02, 0x46};
+
 } // namespace
 
 bool send_turn::take(time_point deadline) {
@@ -66,8 +69,9 @@ void packet_stream_parts::agree_on_tls(time_point deadline) {
         try {
             is_done = tls_->handshake(out);
         } catch (not_secure const&) {
-            // The alert tells the peer why. Whether it still arrives changes nothing.
-            if (!out.empty()) static_cast<void>(socket.send_some(out.bytes(), false, deadline));
+            // Tells the peer why. Whether it still arrives changes nothing.
+            if (out.empty()) out.append(std::as_bytes(std::span(tls_wanted)));
+            static_cast<void>(socket.send_some(out.bytes(), false, deadline));
             throw;
         }
         send_all(out.bytes(), deadline);

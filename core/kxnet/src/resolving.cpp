@@ -70,7 +70,8 @@ void check_names(std::string const& host, std::string const& port) {
     if (host.size() > longest_host) refuse(host.substr(0, longest_host) + "...", port, "the host name is too long");
     if (port.empty()) refuse(host, port, "there is no port");
     // A name ends at a NUL for the system, and would mean another one than was given.
-    if ((host + port).find('\0') != std::string::npos) refuse(host, port, "a name holds a NUL");
+    if ((host + port).find('\0') != std::string::npos)
+        throw connection_lost(__FILE__, __LINE__, "the name of a host or port holds a NUL");
     check_number(host, port);
 }
 

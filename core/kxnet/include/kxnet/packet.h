@@ -42,7 +42,6 @@ public:
     void set_request_number(std::uint32_t number) noexcept { request_number_ = number; }
 
     /// Sets a property, in the place of one that has the key; an empty handle removes it.
-    void set_property(std::string_view key, kxbase::ptr_refcount<kxcore::property> const& value);
     void set_property(std::string_view key, kxcore::property_handle const& value);
     /// The same with a new string.
     void set_property(std::string_view key, std::string_view text);

@@ -1,0 +1,239 @@
+#include <kxcapi/connection.h>
+
+#include "kxcapi/recording_handler.h"
+#include "support/captured_report.h"
+#include "support/scripted_node.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <future>
+
+namespace {
+
+using kx_test::echo;
+using kx_test::error_of;
+using kx_test::event_text;
+using kx_test::fault_connection;
+using kx_test::fault_server;
+using kx_test::milliseconds_of;
+using kx_test::recording_handler;
+using kx_test::soon;
+using kx_test::test_node;
+using kxbase::es::call;
+using kxcapi::connection;
+using kxcapi::result_code;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+using connection_handle = kxbase::ptr_refcount<connection>;
+
+connection_handle connected(std::string const& port, kxcapi::handler* handler) {
+    auto made = kxbase::make_refcount<connection>(handler);
+    EXPECT_EQ(made->connect("127.0.0.1", port, 5000), result_code::success) << made->failure();
+    return made;
+}
+
+std::string answer(connection& asked, std::string const& text) {
+    kxp::packet request(2, text.size() % 2 == 0 ? "say even" : "x");
+    request.set_property("text", text);
+    return asked.request(request, 10'000)->get_properties().get_string_value("text");
+}
+
+std::size_t entries(char const* folder) {
+    auto const each = std::filesystem::directory_iterator(folder);
+    return static_cast<std::size_t>(std::distance(begin(each), end(each)));
+}
+
+/// A node that greets and says one event.
+fault_server::behaviour saying_once(std::string name) {
+    return [name = std::move(name)](fault_connection& client) {
+        if (kx_test::greet(client) && client.send(event_text(name))) client.stall();
+    };
+}
+
+TEST(connection_threads, share_a_connection) {
+    test_node const node(echo);
+    recording_handler told;
+    auto const made = connected(node.port(), &told);
+    constexpr int threads = 6;
+    constexpr int requests = 60;
+    {
+        std::vector<std::jthread> all;
+        for (int t = 0; t != threads; ++t)
+            all.emplace_back([&, t] {
+                for (int i = 0; i != requests; ++i) {
+                    std::string const text = std::string(static_cast<std::size_t>(i), 'x') + std::to_string(t);
+                    EXPECT_EQ(answer(*made, text), text);
+                }
+            });
+    }
+    EXPECT_TRUE(soon([&] { return told.count() == threads * requests / 2; }));
+}
+
+TEST(connection_threads, get_their_own_replies_in_whatever_order) {
+    constexpr std::size_t threads = 5;
+    fault_server const node([](fault_connection& client) {
+        if (!kx_test::greet(client)) return;
+        std::vector<kxbase::ptr_refcount<kxp::packet>> requests;
+        while (requests.size() != threads) {
+            requests.push_back(kx_test::read_packet(client));
+            if (!requests.back()) return;
+        }
+        std::string replies;
+        for (auto each = requests.rbegin(); each != requests.rend(); ++each) {
+            kxp::packet reply(kxp::e_packet_type::reply, "reply", (*each)->get_properties());
+            reply.set_request_number((*each)->get_request_number());
+            replies += kx_test::text_of(kxnet::frame(reply));
+        }
+        client.send(replies);
+        client.stall();
+    });
+    auto const made = connected(node.port(), nullptr);
+    std::vector<std::jthread> all;
+    for (std::size_t t = 0; t != threads; ++t)
+        all.emplace_back([&, t] { EXPECT_EQ(answer(*made, std::to_string(t)), std::to_string(t)); });
+}
+
+TEST(connection_threads, are_ended_by_a_close_whatever_the_peer_does) {
+    fault_server const node([](fault_connection& client) {
+        kx_test::greet(client);
+        client.stall();
+    });
+    recording_handler told;
+    auto const made = connected(node.port(), &told);
+    std::vector<std::jthread> waiting;
+    for (int i = 0; i != 3; ++i)
+        waiting.emplace_back([&] {
+            EXPECT_EQ(error_of<call>([&] { static_cast<void>(answer(*made, "x")); }),
+                      "the connection was closed by this side");
+        });
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    EXPECT_LT(milliseconds_of([&] { made->close(); }), 1000);
+    waiting.clear();
+    EXPECT_EQ(told.count(), 0u);
+}
+
+TEST(connection_threads, end_an_attempt_to_connect) {
+    kx_test::captured_report const log;
+    fault_server const node(kx_test::silent());
+    connection made(nullptr);
+    std::jthread closing([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        made.close();
+    });
+    EXPECT_EQ(made.connect("127.0.0.1", node.port(), 0), result_code::failed);
+    EXPECT_THAT(made.failure(), HasSubstr("closed by this side"));
+}
+
+TEST(connection_threads, may_call_back_from_a_handler) {
+    test_node const node(echo);
+    recording_handler told;
+    auto const made = kxbase::make_refcount<connection>(&told);
+    std::promise<std::string> answered;
+    told.then = [&](std::string const&) { answered.set_value(answer(*made, "odd")); };
+    ASSERT_EQ(made->connect("127.0.0.1", node.port(), 5000), result_code::success);
+    EXPECT_EQ(answer(*made, "even"), "even");
+    EXPECT_EQ(answered.get_future().get(), "odd");
+}
+
+TEST(connection_threads, may_close_from_a_handler) {
+    fault_server const node(saying_once("e"));
+    recording_handler told;
+    auto const made = kxbase::make_refcount<connection>(&told);
+    told.then = [&](std::string const&) { made->close(); };
+    ASSERT_EQ(made->connect("127.0.0.1", node.port(), 5000), result_code::success);
+    EXPECT_TRUE(soon([&] { return !made->is_connected(); }));
+    made->close();
+    EXPECT_THAT(told.lines(), ElementsAre("event e"));
+}
+
+TEST(connection_threads, may_give_up_the_last_handle_in_a_handler) {
+    std::size_t const threads = entries("/proc/self/task");
+    std::size_t const files = entries("/proc/self/fd");
+    {
+        recording_handler told;
+        std::mutex guard;
+        connection_handle held;
+        told.then = [&](std::string const&) {
+            std::lock_guard const lock(guard);
+            held.reset();
+        };
+        fault_server const node(saying_once("e"));
+        {
+            auto made = kxbase::make_refcount<connection>(&told);
+            std::lock_guard const lock(guard);
+            EXPECT_EQ(made->connect("127.0.0.1", node.port(), 5000), result_code::success);
+            held = std::move(made);
+        }
+        EXPECT_TRUE(soon([&] {
+            std::lock_guard const lock(guard);
+            return !held;
+        }));
+    }
+    EXPECT_TRUE(soon([&] { return entries("/proc/self/task") == threads && entries("/proc/self/fd") == files; }));
+}
+
+TEST(connection_threads, may_connect_again_when_told_of_the_end) {
+    fault_server const leaving([](fault_connection& client) { kx_test::greet(client); });
+    test_node const node(echo);
+    recording_handler told;
+    auto const made = kxbase::make_refcount<connection>(&told);
+    std::atomic<bool> is_back = false;
+    told.then = [&](std::string const& line) {
+        if (!line.starts_with("closed")) return;
+        is_back = made->connect("127.0.0.1", node.port(), 5000) == result_code::success;
+    };
+    ASSERT_EQ(made->connect("127.0.0.1", leaving.port(), 5000), result_code::success);
+    ASSERT_TRUE(soon([&] { return is_back.load(); }));
+    EXPECT_EQ(answer(*made, "again"), "again");
+    made->close();
+}
+
+TEST(connection_threads, log_what_a_handler_raises_and_go_on) {
+    kx_test::captured_report const log;
+    test_node const node(echo);
+    recording_handler told;
+    told.then = [](std::string const&) { kxbase::es::arg::raise("not I"); };
+    auto const made = connected(node.port(), &told);
+    for (int i = 0; i != 2; ++i)
+        EXPECT_EQ(answer(*made, "even"), "even");
+    EXPECT_TRUE(soon([&] { return told.count() == 2; }));
+    EXPECT_TRUE(soon([&] { return log.has("a handler raised: not I"); }));
+}
+
+TEST(connection_threads, lose_a_node_whose_events_nobody_keeps_up_with) {
+    test_node const node([](kxnet::packet_stream& client) {
+        kxp::packet event(3, "flood");
+        event.set_property("blob", kx_test::blob_of(16'000'000));
+        auto const request = client.receive(kxnet::no_deadline);
+        for (int i = 0; i != 8; ++i)
+            client.send(event, 0);
+        client.send(request->make_reply(), 0);
+    });
+    recording_handler told;
+    std::promise<void> leave;
+    told.then = [done = leave.get_future().share()](std::string const& line) {
+        if (line == "event flood") done.wait();
+    };
+    auto const made = connected(node.port(), &told);
+    EXPECT_THAT(error_of<call>([&] { static_cast<void>(answer(*made, "x")); }),
+                HasSubstr("the handler does not keep up with the events of 127.0.0.1:"));
+    leave.set_value();
+    EXPECT_TRUE(soon([&] { return told.lines().back().starts_with("closed: the handler does not keep up"); }));
+}
+
+TEST(connection_threads, leave_nothing_behind) {
+    test_node const node(echo);
+    static_cast<void>(connected(node.port(), nullptr));
+    ASSERT_TRUE(soon([&] { return node.endings().size() == 1; }));
+    std::size_t const threads = entries("/proc/self/task");
+    for (int i = 0; i != 30; ++i) {
+        auto const made = connected(node.port(), nullptr);
+        EXPECT_EQ(answer(*made, "x"), "x");
+    }
+    EXPECT_TRUE(soon([&] { return node.endings().size() == 31; }));
+    EXPECT_TRUE(soon([&] { return entries("/proc/self/task") == threads; }));
+}
+
+} // namespace

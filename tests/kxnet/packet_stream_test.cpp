@@ -1,0 +1,318 @@
+#include <kxnet/packet_stream.h>
+
+#include "support/scripted_node.h"
+#include "support/server_process.h"
+
+#include <kxcore/property_values.h>
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+
+namespace {
+
+using kx_test::echo;
+using kx_test::error_of;
+using kx_test::event_text;
+using kx_test::fault_connection;
+using kx_test::fault_server;
+using kx_test::hello_text;
+using kx_test::milliseconds_of;
+using kx_test::test_node;
+using kxnet::connection_lost;
+using kxnet::packet_stream;
+using kxnet::timed_out;
+using testing::HasSubstr;
+
+std::unique_ptr<packet_stream> connected(std::string const& port, unsigned int timeout_ms = 2000) {
+    return packet_stream::connect("127.0.0.1", port, {}, timeout_ms);
+}
+
+kxp::packet request_of(std::string_view name, std::uint32_t number) {
+    kxp::packet made(2, name);
+    made.set_request_number(number);
+    return made;
+}
+
+kxp::packet large_request(std::size_t size) {
+    kxp::packet made = request_of("large", 1);
+    made.set_property("blob", kx_test::blob_of(size));
+    return made;
+}
+
+std::size_t descriptors() {
+    auto const folder = std::filesystem::directory_iterator("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(folder), end(folder)));
+}
+
+TEST(packet_stream, carries_packets_both_ways) {
+    test_node const node(echo);
+    auto const client = connected(node.port());
+    EXPECT_EQ(client->peer(), "127.0.0.1:" + node.port());
+    for (std::uint32_t number = 1; number != 50; ++number) {
+        kxp::packet request = request_of("say it", number);
+        request.set_property("n", kxcore::property_int::create(number));
+        client->send(request, 2000);
+        auto const event = client->receive(kxnet::deadline_after(2000));
+        auto const reply = client->receive(kxnet::deadline_after(2000));
+        ASSERT_TRUE(event && reply);
+        EXPECT_EQ(event->get_name(), "it");
+        EXPECT_EQ(reply->get_request_number(), number);
+        EXPECT_EQ(reply->get_properties().get_int_value("n"), number);
+        EXPECT_GT(client->received_size(), 10u);
+    }
+}
+
+TEST(packet_stream, carries_a_large_packet_and_tells_how_far_it_is) {
+    test_node const node(echo);
+    auto const client = connected(node.port());
+    kxp::packet const request = large_request(20'000'000);
+    std::uint64_t last = 0;
+    std::uint64_t total = 0;
+    std::jthread reader([&] {
+        auto const reply = client->receive(kxnet::deadline_after(10'000));
+        ASSERT_TRUE(reply);
+        EXPECT_TRUE(reply->get_properties() == request.get_properties());
+    });
+    client->send(request, 5000, [&](std::uint64_t sent, std::uint64_t all) {
+        EXPECT_GT(sent, last);
+        last = sent;
+        total = all;
+    });
+    EXPECT_EQ(last, total);
+    EXPECT_GT(total, 20'000'000u);
+}
+
+TEST(packet_stream, is_of_no_use_after_its_sender_gave_up_on_a_frame) {
+    test_node const node(echo);
+    auto const client = connected(node.port());
+    struct gave_up {};
+    EXPECT_THROW(client->send(large_request(20'000'000), 2000, [](std::uint64_t, std::uint64_t) { throw gave_up(); }),
+                 gave_up);
+    EXPECT_THAT(error_of<connection_lost>([&] { client->send(request_of("x", 2), 2000); }), HasSubstr("closed"));
+    EXPECT_TRUE(kx_test::soon([&] { return !node.endings().empty(); }));
+    EXPECT_THAT(node.endings().at(0), HasSubstr("in the middle of a frame"));
+}
+
+TEST(packet_stream, gives_nothing_at_the_deadline_and_goes_on) {
+    test_node const node(echo);
+    auto const client = connected(node.port());
+    EXPECT_FALSE(client->receive(kxnet::deadline_after(20)));
+    // Beyond the time that a receive call blocks on its own.
+    EXPECT_GE(milliseconds_of([&] { EXPECT_FALSE(client->receive(kxnet::deadline_after(150))); }), 150);
+    client->send(request_of("x", 1), 2000);
+    EXPECT_TRUE(client->receive(kxnet::deadline_after(2000)));
+}
+
+TEST(packet_stream, sends_nothing_of_a_packet_that_is_refused) {
+    test_node const node(echo);
+    auto const client = connected(node.port());
+    EXPECT_THROW(client->send(kxp::packet(2, "unnumbered"), 2000), kxbase::es::arg);
+    client->send(request_of("x", 1), 2000);
+    EXPECT_EQ(client->receive(kxnet::deadline_after(2000))->get_name(), "x");
+}
+
+// What goes wrong while connecting.
+
+TEST(packet_stream, is_refused_where_nobody_listens) {
+    unsigned int const port = kxnet::listener("127.0.0.1", 0).port();
+    EXPECT_THAT(error_of<connection_lost>([&] { static_cast<void>(connected(std::to_string(port))); }),
+                HasSubstr("127.0.0.1:" + std::to_string(port)));
+}
+
+/// A node that sends a text to each client, and then nothing.
+fault_server::behaviour saying(std::string text) {
+    return [text = std::move(text)](fault_connection& client) {
+        client.send(text);
+        client.stall();
+    };
+}
+
+TEST(packet_stream, waits_for_a_hello_no_longer_than_it_may) {
+    for (std::string const& beginning : {std::string(), hello_text().substr(0, 11)}) {
+        fault_server const node(saying(beginning));
+        long long const took = milliseconds_of([&] {
+            EXPECT_THAT(error_of<timed_out>([&] { static_cast<void>(connected(node.port(), 100)); }),
+                        HasSubstr("does not greet in time"));
+        });
+        EXPECT_GE(took, 100);
+        EXPECT_LT(took, 1500);
+    }
+}
+
+TEST(packet_stream, is_not_held_by_a_hello_of_a_byte_at_a_time) {
+    fault_server const node([](fault_connection& client) {
+        for (char const c : hello_text()) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(60));
+            if (!client.send(std::string(1, c))) return;
+        }
+    });
+    EXPECT_THROW(static_cast<void>(connected(node.port(), 200)), timed_out);
+}
+
+TEST(packet_stream, tells_what_it_has_met_in_the_place_of_a_node) {
+    EXPECT_THAT(error_of<kxnet::version_mismatch>([] {
+                    fault_server const node(saying(hello_text(2)));
+                    static_cast<void>(connected(node.port()));
+                }),
+                HasSubstr("speaks version 2 of the protocol, this side version 1"));
+    EXPECT_THAT(error_of<connection_lost>([] {
+                    fault_server const node(saying("220 ready\r\n"));
+                    static_cast<void>(connected(node.port()));
+                }),
+                HasSubstr("does not speak this protocol"));
+    EXPECT_THAT(error_of<kxnet::not_secure>([] {
+                    fault_server const node(saying("\x15\x03\x01"));
+                    static_cast<void>(connected(node.port()));
+                }),
+                HasSubstr("wants TLS"));
+}
+
+TEST(packet_stream, survives_an_end_and_a_reset_at_every_byte_of_the_hello) {
+    std::size_t const before = descriptors();
+    for (std::size_t size = 0; size != kxnet::hello_size; ++size) {
+        for (bool const is_reset : {false, true}) {
+            fault_server const node([&](fault_connection& client) {
+                static_cast<void>(client.read(kxnet::hello_size));
+                client.send(hello_text().substr(0, size));
+                if (is_reset) client.cut();
+            });
+            EXPECT_THROW(static_cast<void>(connected(node.port())), connection_lost) << size;
+        }
+    }
+    EXPECT_EQ(descriptors(), before);
+}
+
+TEST(packet_stream, is_stopped_while_it_connects) {
+    fault_server const node(kx_test::silent());
+    kxnet::stop_signal stop;
+    std::jthread stopper([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        stop.stop();
+    });
+    EXPECT_THAT(error_of<connection_lost>(
+                    [&] { static_cast<void>(packet_stream::connect("127.0.0.1", node.port(), {}, 0, &stop)); }),
+                HasSubstr("closed by this side"));
+}
+
+// What goes wrong later.
+
+/// A node that greets, sends a text, and then does nothing more, or goes.
+fault_server::behaviour sending(std::string text, bool goes) {
+    return [text = std::move(text), goes](fault_connection& client) {
+        if (kx_test::greet(client) && client.send(text) && !goes) client.stall();
+    };
+}
+
+TEST(packet_stream, tells_a_frame_cut_short_from_the_end) {
+    std::string const event = event_text("e");
+    for (std::size_t size = 0; size <= event.size(); ++size) {
+        fault_server const node(sending(event.substr(0, size), true));
+        auto const client = connected(node.port());
+        if (size == event.size()) {
+            EXPECT_TRUE(client->receive(kxnet::no_deadline));
+        }
+        bool const is_whole = size == 0 || size == event.size();
+        std::string const error =
+            error_of<connection_lost>([&] { static_cast<void>(client->receive(kxnet::no_deadline)); });
+        EXPECT_THAT(error, HasSubstr("has closed the connection")) << size;
+        EXPECT_EQ(error.find("in the middle of a frame") == std::string::npos, is_whole) << size;
+    }
+}
+
+TEST(packet_stream, gives_up_on_a_frame_that_does_not_go_on) {
+    fault_server const node(sending(event_text("e").substr(0, 6), false));
+    auto const client = connected(node.port());
+    EXPECT_THAT(error_of<timed_out>([&] { static_cast<void>(client->receive(kxnet::no_deadline, 50)); }),
+                HasSubstr("does not go on with a frame in time"));
+    EXPECT_THROW(static_cast<void>(client->receive(kxnet::no_deadline)), connection_lost);
+}
+
+TEST(packet_stream, gives_up_on_a_frame_that_comes_too_slowly) {
+    fault_server const node([](fault_connection& client) {
+        if (!kx_test::greet(client)) return;
+        for (char const c : event_text("a name that takes its time")) {
+            if (!client.send(std::string(1, c))) return;
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+    });
+    auto const client = connected(node.port());
+    EXPECT_THROW(static_cast<void>(client->receive(kxnet::no_deadline, 100)), timed_out);
+}
+
+TEST(packet_stream, goes_on_with_a_frame_after_a_deadline_in_its_middle) {
+    std::string const event = event_text("e");
+    fault_server const node([&](fault_connection& client) {
+        if (!kx_test::greet(client)) return;
+        client.send(event.substr(0, 6));
+        std::this_thread::sleep_for(std::chrono::milliseconds(60));
+        client.send(event.substr(6));
+        client.stall();
+    });
+    auto const client = connected(node.port());
+    EXPECT_FALSE(client->receive(kxnet::deadline_after(20)));
+    auto const late = client->receive(kxnet::deadline_after(2000));
+    ASSERT_TRUE(late);
+    EXPECT_EQ(late->get_name(), "e");
+}
+
+TEST(packet_stream, refuses_frames_that_are_none) {
+    std::string broken = event_text("e");
+    broken[4] = 9;
+    for (std::string const& bytes : {std::string("\xff\xff\xff\xff", 4), std::string("\0\0\0\1", 4), broken}) {
+        fault_server const node(sending(bytes, false));
+        auto const client = connected(node.port());
+        EXPECT_THAT(error_of<connection_lost>([&] { static_cast<void>(client->receive(kxnet::no_deadline)); }),
+                    HasSubstr("sent what cannot be read: "));
+    }
+}
+
+TEST(packet_stream, gives_up_on_a_peer_that_takes_nothing) {
+    test_node const node([](packet_stream&) { std::this_thread::sleep_for(std::chrono::milliseconds(400)); });
+    auto const client = connected(node.port());
+    EXPECT_THAT(error_of<timed_out>([&] { client->send(large_request(50'000'000), 100); }),
+                HasSubstr("does not take what is sent in time"));
+}
+
+TEST(packet_stream, lets_others_wait_for_their_turn_no_longer_than_they_may) {
+    test_node const node([](packet_stream&) { std::this_thread::sleep_for(std::chrono::milliseconds(400)); });
+    auto const client = connected(node.port());
+    std::atomic<bool> has_begun = false;
+    std::jthread sender([&] {
+        EXPECT_THROW(
+            client->send(large_request(50'000'000), 200, [&](std::uint64_t, std::uint64_t) { has_begun = true; }),
+            timed_out);
+    });
+    ASSERT_TRUE(kx_test::soon([&] { return has_begun.load(); }));
+    EXPECT_THAT(error_of<timed_out>([&] { client->send(request_of("x", 2), 20); }), HasSubstr("others take the time"));
+}
+
+TEST(packet_stream, is_closed_by_another_thread_while_it_receives_and_sends) {
+    fault_server const node([](fault_connection& client) {
+        kx_test::greet(client);
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    });
+    auto const client = connected(node.port());
+    std::jthread sender([&] { EXPECT_THROW(client->send(large_request(50'000'000), 0), connection_lost); });
+    std::jthread closer([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        client->close();
+    });
+    EXPECT_THAT(error_of<connection_lost>([&] { static_cast<void>(client->receive(kxnet::no_deadline)); }),
+                HasSubstr("closed by this side"));
+}
+
+TEST(packet_stream, tells_the_server_what_a_client_was) {
+    test_node const node(echo);
+    auto const ending_after = [&](std::string const& bytes) {
+        std::size_t const before = node.endings().size();
+        static_cast<void>(kx_test::received_from(static_cast<unsigned int>(std::stoul(node.port())), 12, bytes));
+        EXPECT_TRUE(kx_test::soon([&] { return node.endings().size() > before; }));
+        return node.endings().back();
+    };
+    EXPECT_THAT(ending_after("GET / HTTP/1.1\r\n"), HasSubstr("does not speak this protocol"));
+    EXPECT_THAT(ending_after(hello_text(9)), HasSubstr("speaks version 9"));
+    EXPECT_THAT(ending_after("\x16\x03\x01\x02"), HasSubstr("wants TLS"));
+}
+
+} // namespace

@@ -1,0 +1,180 @@
+// Nodes for tests: one that does with its bytes whatever a test wants, and one that answers as nodes do.
+#pragma once
+
+#include "support/fault_server.h"
+
+#include <kxbase/errors.h>
+#include <kxcore/property_values.h>
+#include <kxnet/frame.h>
+#include <kxnet/hello.h>
+#include <kxnet/listener.h>
+#include <kxnet/packet_stream.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace kx_test {
+
+/// Bytes as text.
+inline std::string text_of(std::span<std::byte const> bytes) {
+    return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
+}
+
+inline std::string text_of(kxnet::frame const& frame) {
+    std::string text;
+    for (kxbase::buffer const& piece : frame.pieces())
+        text += piece.text();
+    return text;
+}
+
+inline std::string hello_text(std::uint32_t version = kxnet::protocol_version) {
+    return text_of(kxnet::make_hello(version));
+}
+
+/// The bytes of an event without properties.
+inline std::string event_text(std::string_view name) {
+    return text_of(kxnet::frame(kxp::packet(kxp::e_packet_type::event, name)));
+}
+
+/// Both hellos; false when the client has gone.
+inline bool greet(fault_connection& client) {
+    return client.send(hello_text()) && client.read(kxnet::hello_size).size() == kxnet::hello_size;
+}
+
+/// The client's next packet; empty when it has gone.
+inline kxbase::ptr_refcount<kxp::packet> read_packet(fault_connection& client) {
+    auto const bytes_of = [](std::string const& text) { return std::as_bytes(std::span(text)); };
+    std::string const head = client.read(kxnet::frame_head_size);
+    if (head.size() != kxnet::frame_head_size) return {};
+    std::size_t length = 0;
+    for (char const byte : head)
+        length = length << 8U | static_cast<unsigned char>(byte);
+    std::string const payload = client.read(length);
+    if (payload.size() != length) return {};
+    return kxnet::decode_packet(bytes_of(payload));
+}
+
+/// A binary of so many bytes.
+inline kxcore::property_handle blob_of(std::size_t size) {
+    auto blob = kxbase::make_refcount<kxcore::property_binary>();
+    blob->value().append(std::string(size, 'x'));
+    return blob;
+}
+
+/// The bytes of a reply without properties.
+inline std::string reply_text(kxp::packet const& request) {
+    return text_of(kxnet::frame(request.make_reply()));
+}
+
+/// A node that serves each client on a thread of its own.
+class test_node {
+public:
+    /// What it does with a client that it has greeted, until it returns or raises.
+    using behaviour = std::function<void(kxnet::packet_stream&)>;
+
+    explicit test_node(behaviour act, kxnet::server_options const& options = {}, std::string const& address = "")
+        : act_(std::move(act)), listener_(address, 0, options), thread_([this] { accept(); }) {}
+
+    ~test_node() {
+        listener_.close();
+        thread_.join();
+        for (auto const& stream : streams_)
+            stream->close();
+        for (std::thread& server : servers_)
+            server.join();
+    }
+    test_node(test_node const&) = delete;
+    test_node& operator=(test_node const&) = delete;
+
+    [[nodiscard]] std::string port() const { return std::to_string(listener_.port()); }
+
+    /// How serving the clients ended so far, in words.
+    [[nodiscard]] std::vector<std::string> endings() const {
+        std::lock_guard const lock(guard_);
+        return endings_;
+    }
+
+private:
+    void accept() {
+        while (std::shared_ptr<kxnet::packet_stream> client = listener_.accept()) {
+            streams_.push_back(client);
+            servers_.emplace_back([this, client] { serve(*client); });
+        }
+    }
+
+    void serve(kxnet::packet_stream& client) {
+        std::string ending = "done";
+        try {
+            client.greet(2000);
+            act_(client);
+        } catch (kxbase::es::base const& error) {
+            ending = error.what();
+        }
+        client.close();
+        std::lock_guard const lock(guard_);
+        endings_.push_back(ending);
+    }
+
+    behaviour act_;
+    kxnet::listener listener_;
+    std::vector<std::shared_ptr<kxnet::packet_stream>> streams_;
+    std::vector<std::thread> servers_;
+    std::mutex mutable guard_;
+    std::vector<std::string> endings_;
+    std::thread thread_;
+};
+
+/// Answers each request with its own properties; a request "say NAME" is answered after an event NAME with them.
+inline void echo(kxnet::packet_stream& client) {
+    constexpr std::string_view say = "say ";
+    for (;;) {
+        auto const request = client.receive(kxnet::no_deadline);
+        std::string_view const name = request->get_name();
+        if (name.starts_with(say))
+            client.send(kxp::packet(kxp::e_packet_type::event, name.substr(say.size()), request->get_properties()), 0);
+        kxp::packet reply(kxp::e_packet_type::reply, name, request->get_properties());
+        reply.set_request_number(request->get_request_number());
+        client.send(reply, 0);
+    }
+}
+
+/// Waits until the condition holds; false after five seconds.
+template <class Condition>
+[[nodiscard]] bool soon(Condition const& condition) {
+    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+/// How many milliseconds a call takes.
+template <class Call>
+[[nodiscard]] long long milliseconds_of(Call const& call) {
+    auto const begin = std::chrono::steady_clock::now();
+    call();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin).count();
+}
+
+/// The text of the error of a class that a call raises; tells what came else.
+template <class Error, class Call>
+[[nodiscard]] std::string error_of(Call const& call) {
+    try {
+        call();
+    } catch (Error const& error) {
+        return error.what();
+    } catch (std::exception const& error) {
+        return std::string("another error: ") + error.what();
+    }
+    return "no error";
+}
+
+} // namespace kx_test
