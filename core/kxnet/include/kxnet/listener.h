@@ -24,6 +24,7 @@ public:
     listener(listener const&) = delete;
     listener& operator=(listener const&) = delete;
 
+    /// The port that is listened on.
     [[nodiscard]] unsigned int port() const noexcept;
 
     /// The next client, not greeted yet: call `packet_stream::greet` on a thread that a silent client may hold. Empty when

@@ -79,7 +79,9 @@ public:
     stop_signal(stop_signal const&) = delete;
     stop_signal& operator=(stop_signal const&) = delete;
 
+    /// Ends what waits, now and from now on.
     void stop() noexcept;
+    /// Whether `stop` has been called.
     [[nodiscard]] bool is_stopped() const noexcept;
     /// Readable once stopped: for poll().
     [[nodiscard]] int descriptor() const noexcept;
