@@ -188,6 +188,14 @@ TEST(kx_credentials, appear_nowhere) {
     }
     EXPECT_THAT(folder.read("a.job"), Not(HasSubstr("sesame")));
     EXPECT_THAT(run_kx({"show", job, "--reveal"}).out, HasSubstr("sesame"));
+    // The original that is kept inside, compressed, holds the password as well.
+    auto const kept = [&](std::vector<std::string> const& options) {
+        std::vector<std::string> arguments{"show", job, "--json"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        return run_kx(arguments).json()["ext-meta"]["compressed-original"];
+    };
+    EXPECT_EQ(kept({}), "********");
+    EXPECT_TRUE(kept({"--reveal"}).contains("$binary"));
 }
 
 TEST(kx_credentials, are_hidden_wherever_they_stand_in_a_document) {

@@ -3,6 +3,9 @@
 #include "shown.h"
 #include "tree_json.h"
 
+#include <kxclientutil/submission.h>
+
+#include <kxbase/errors.h>
 #include <kxbase/urls.h>
 #include <kxcore/credentials.h>
 #include <kxcore/properties.h>
@@ -89,6 +92,10 @@ std::string key_text(std::string_view key) {
     return plain ? std::string(key) : nlohmann::json(key).dump();
 }
 
+kxcore::property_handle asterisks() {
+    return kxbase::make_refcount<kxcore::property_string>("********");
+}
+
 kxcore::property_handle masked_leaf(std::string_view path, kxcore::property_handle const& value) {
     using kxcore::credentials::e_content;
     switch (kxcore::credentials::content_to_hide(path, *value)) {
@@ -99,7 +106,25 @@ kxcore::property_handle masked_leaf(std::string_view path, kxcore::property_hand
     }
     case e_content::text: break;
     }
-    return kxbase::make_refcount<kxcore::property_string>("********");
+    return asterisks();
+}
+
+kxcore::properties with_masked_leaves(kxcore::properties const& tree) {
+    kxcore::properties masked(tree);
+    kxcore::rewrite_leaves(masked, masked_leaf);
+    return masked;
+}
+
+/// Whoever expands the kept original reads what is in it. One that can't be expanded here may be by others, and one that
+/// keeps another in turn is not looked through.
+bool original_may_be_shown(kxcore::properties const& job) {
+    try {
+        auto const original = kxclientutil::submission_get_unfinalized_submission(job);
+        if (kxclientutil::submission_is_finalized(*original)) return false;
+        return with_masked_leaves(*original) == *original;
+    } catch (kxbase::es::base const&) {
+        return false;
+    }
 }
 
 // The key that a part of a tree has while it is walked on its own.
@@ -128,8 +153,9 @@ std::string to_text(kxcore::properties const& tree) {
 }
 
 kxcore::properties without_credentials(kxcore::properties const& tree) {
-    kxcore::properties masked(tree);
-    kxcore::rewrite_leaves(masked, masked_leaf);
+    kxcore::properties masked = with_masked_leaves(tree);
+    if (kxclientutil::submission_is_finalized(tree) && !original_may_be_shown(tree))
+        masked.set_referenced_property("ext-meta{compressed-original}", asterisks());
     return masked;
 }
 

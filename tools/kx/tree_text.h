@@ -15,7 +15,7 @@ namespace kx {
 [[nodiscard]] std::string to_text(kxcore::properties const& tree);
 
 /// A copy of the tree with its credentials made unreadable: the password of every URL, wherever it stands, and whole
-/// texts that are passwords.
+/// texts that are passwords. Of a job also the whole original that it keeps, when that holds any.
 [[nodiscard]] kxcore::properties without_credentials(kxcore::properties const& tree);
 
 /// The same for a part of a tree.
