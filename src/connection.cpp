@@ -37,6 +37,9 @@ constexpr std::string_view ioserver_target = "ioserver at ";
 /// What is asked for with an I/O port, whichever was given: nodes know no other one.
 constexpr std::string_view io_port_told = "40425";
 
+ptr_refcount<state_connection> make_state_connection(kxcapi::state_handler* handler, unsigned int cache,
+                                                     kxcore::plugin_db const* plugins,
+                                                     kxnet::transport_options const& transport);
 void connect(connection& made, destination const& to, std::string_view target);
 void require_success(kxcapi::result_code code);
 kxp::packet login_packet(std::string_view command, identity const& who);
@@ -91,8 +94,7 @@ ptr_refcount<state_connection> get_state_connection_to_node(kxcapi::state_handle
                                                             kxnet::transport_options const& transport) {
     if (cache_state && plugins == nullptr)
         raise_from<kxbase::es::arg>(connection_source_path, "cannot cache state without a plugin-db");
-    auto made = cache_state ? make_refcount<state_connection>(handler, cache, plugins, transport)
-                            : make_refcount<state_connection>(handler, transport);
+    auto made = make_state_connection(handler, cache, cache_state ? plugins : nullptr, transport);
     connect(*made, {host, port, timeout}, node_target);
     require_login(made->login_sync(client_login_packet({username, password}, client_id, io_port), timeout), "node");
     return made;
@@ -107,6 +109,14 @@ ptr_refcount<connection> admin_connection(destination const& to, identity const&
     connect(*made, to, target);
     require_login(made->send_sync(login_packet(command, who), to.timeout), peer);
     return made;
+}
+
+/// With a cache when there are plugins for it.
+ptr_refcount<state_connection> make_state_connection(kxcapi::state_handler* handler, unsigned int cache,
+                                                     kxcore::plugin_db const* plugins,
+                                                     kxnet::transport_options const& transport) {
+    if (plugins == nullptr) return make_refcount<state_connection>(handler, transport);
+    return make_refcount<state_connection>(handler, cache, plugins, transport);
 }
 
 /// Connects; whatever error of the family that raises becomes one that names the destination.

@@ -245,6 +245,26 @@ TEST(connection, waits_for_a_reply_that_is_late_but_under_way) {
     EXPECT_EQ(reply->get_properties().get_string_value("text").size(), 1000u);
 }
 
+TEST(connection, is_not_held_by_a_reply_of_a_byte_at_a_time) {
+    fault_server const node([](fault_connection& client) {
+        if (!kx_test::greet(client)) return;
+        auto const request = kx_test::read_packet(client);
+        if (!request) return;
+        for (char const c : reply_text(*request)) {
+            if (!client.send(std::string(1, c))) return;
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+        client.stall();
+    });
+    auto const made = connected(node.port());
+    // It takes 850 ms to come whole.
+    long long const took =
+        kx_test::milliseconds_of([&] { EXPECT_THROW(static_cast<void>(made->request(request_of("x"), 200)), call); });
+    EXPECT_GE(took, 200);
+    EXPECT_LT(took, 700);
+    made->close();
+}
+
 TEST(connection, tells_its_handler_and_its_callers_when_the_peer_goes) {
     fault_server const node(answering([](kxp::packet const& request) { return reply_text(request); }));
     recording_handler told;

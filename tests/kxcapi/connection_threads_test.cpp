@@ -233,7 +233,7 @@ TEST(connection_threads, leave_nothing_behind) {
         EXPECT_EQ(answer(*made, "x"), "x");
     }
     EXPECT_TRUE(soon([&] { return node.endings().size() == 31; }));
-    EXPECT_TRUE(soon([&] { return entries("/proc/self/task") == threads; }));
+    EXPECT_TRUE(soon([&] { return entries("/proc/self/task") <= threads; }));
 }
 
 } // namespace

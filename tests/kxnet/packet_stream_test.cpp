@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <future>
 
 namespace {
 
@@ -267,15 +268,29 @@ TEST(packet_stream, refuses_frames_that_are_none) {
     }
 }
 
+/// A node that greets, and reads nothing as long as it lives.
+class deaf_node {
+public:
+    ~deaf_node() { end_.set_value(); }
+    [[nodiscard]] std::string port() const { return server_.port(); }
+
+private:
+    std::promise<void> end_;
+    fault_server server_{[end = end_.get_future().share()](fault_connection& client) {
+        kx_test::greet(client);
+        end.wait();
+    }};
+};
+
 TEST(packet_stream, gives_up_on_a_peer_that_takes_nothing) {
-    test_node const node([](packet_stream&) { std::this_thread::sleep_for(std::chrono::milliseconds(400)); });
+    deaf_node const node;
     auto const client = connected(node.port());
     EXPECT_THAT(error_of<timed_out>([&] { client->send(large_request(50'000'000), 100); }),
                 HasSubstr("does not take what is sent in time"));
 }
 
 TEST(packet_stream, lets_others_wait_for_their_turn_no_longer_than_they_may) {
-    test_node const node([](packet_stream&) { std::this_thread::sleep_for(std::chrono::milliseconds(400)); });
+    deaf_node const node;
     auto const client = connected(node.port());
     std::atomic<bool> has_begun = false;
     std::jthread sender([&] {
@@ -288,10 +303,7 @@ TEST(packet_stream, lets_others_wait_for_their_turn_no_longer_than_they_may) {
 }
 
 TEST(packet_stream, is_closed_by_another_thread_while_it_receives_and_sends) {
-    fault_server const node([](fault_connection& client) {
-        kx_test::greet(client);
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    });
+    deaf_node const node;
     auto const client = connected(node.port());
     std::jthread sender([&] { EXPECT_THROW(client->send(large_request(50'000'000), 0), connection_lost); });
     std::jthread closer([&] {

@@ -23,15 +23,18 @@ std::shared_ptr<handler> not_owned(handler* handler) {
 } // namespace
 
 struct connection::state {
+    state(std::shared_ptr<handler> told, kxnet::transport_options transport)
+        : sink(std::move(told)), options(std::move(transport)) {}
+
     std::shared_ptr<handler> sink;
     kxnet::transport_options options;
 
-    std::mutex mutable guard{};
-    std::shared_ptr<session> current{};
+    std::mutex mutable guard;
+    std::shared_ptr<session> current;
     /// While an attempt to connect is under way.
-    std::shared_ptr<kxnet::stop_signal> connecting{};
-    std::string failure{};
-    kxbase::ptr_refcount<kxp::packet const> last_reply{};
+    std::shared_ptr<kxnet::stop_signal> connecting;
+    std::string failure;
+    kxbase::ptr_refcount<kxp::packet const> last_reply;
 
     [[nodiscard]] std::shared_ptr<session> get_current() const {
         std::lock_guard const lock(guard);
@@ -39,8 +42,6 @@ struct connection::state {
     }
 
     std::shared_ptr<kxnet::stop_signal> begin_connecting();
-    std::unique_ptr<kxnet::packet_stream> open(std::string const& host, std::string const& port,
-                                               unsigned int timeout_ms, kxnet::stop_signal const& stop);
     result_code establish(std::unique_ptr<kxnet::packet_stream> stream);
     result_code fail(result_code code, std::string const& reason);
     kxp::packet const& keep(kxbase::ptr_refcount<kxp::packet const> reply);
@@ -62,7 +63,7 @@ result_code connection::connect(std::string const& host, std::string const& port
     if (auto const old = state_->get_current()) old->close();
     starting();
     try {
-        return state_->establish(state_->open(host, port, timeout_ms, *stop));
+        return state_->establish(kxnet::packet_stream::connect(host, port, state_->options, timeout_ms, stop.get()));
     } catch (kxnet::not_secure const& error) {
         state_->fail(result_code::failed, error.what());
         throw;
@@ -131,11 +132,6 @@ std::shared_ptr<kxnet::stop_signal> connection::state::begin_connecting() {
     if (current && current->is_open()) kxbase::es::call::raise("connected already");
     connecting = stop;
     return stop;
-}
-
-std::unique_ptr<kxnet::packet_stream> connection::state::open(std::string const& host, std::string const& port,
-                                                              unsigned int timeout_ms, kxnet::stop_signal const& stop) {
-    return kxnet::packet_stream::connect(host, port, options, timeout_ms, &stop);
 }
 
 result_code connection::state::establish(std::unique_ptr<kxnet::packet_stream> stream) {

@@ -140,6 +140,7 @@ std::vector<job> job_table::forget(std::string const& id) {
         }
     }
     std::vector<job> gone;
+    gone.reserve(leaving.size());
     for (std::string const& each : leaving)
         gone.push_back(std::move(jobs_.extract(each).mapped()));
     return gone;

@@ -25,10 +25,13 @@ void wait_for_descriptors(int error, stop_signal const& closed);
 } // namespace
 
 struct listener::state {
+    state(tcp_socket listening, std::shared_ptr<tls_context const> context)
+        : socket(std::move(listening)), tls(std::move(context)) {}
+
     tcp_socket socket;
-    std::shared_ptr<tls_context const> tls{};
+    std::shared_ptr<tls_context const> tls;
     unsigned int port = 0;
-    stop_signal closed{};
+    stop_signal closed;
 };
 
 listener::listener(std::string const& address, unsigned int port, server_options const& options) {

@@ -43,12 +43,12 @@ void send_turn::give_back() {
 }
 
 packet_stream_parts::packet_stream_parts(tcp_socket made, std::string peer_text,
-                                         std::shared_ptr<tls_context const> tls_from,
+                                         std::shared_ptr<tls_context const> const& tls_from,
                                          std::optional<std::string> const& host)
     : socket(std::move(made)), peer(std::move(peer_text)) {
+    socket.set_peer(peer);
     if (!tls_from) return;
-    tls_ = host ? std::make_unique<tls_session>(std::move(tls_from), *host)
-                : std::make_unique<tls_session>(std::move(tls_from));
+    tls_ = host ? std::make_unique<tls_session>(tls_from, *host) : std::make_unique<tls_session>(tls_from);
     encrypted_in_.resize(encrypted_room);
 }
 
@@ -115,6 +115,11 @@ void packet_stream_parts::send(frame const& sent, unsigned int timeout_ms, progr
     try {
         send_pieces(sent, timeout_ms, progress);
         turn_.give_back();
+    } catch (connection_lost const&) {
+        turn_.give_back();
+        if (is_closed_) raise_ended();
+        close();
+        throw;
     } catch (...) {
         // A frame that was begun and not finished leaves nothing that another one could be sent behind.
         turn_.give_back();
@@ -124,7 +129,7 @@ void packet_stream_parts::send(frame const& sent, unsigned int timeout_ms, progr
 }
 
 void packet_stream_parts::send_pieces(frame const& sent, unsigned int timeout_ms, progress_function const& progress) {
-    if (is_closed_ || !is_greeted_) raise_ended("and is not open for sending");
+    require_open();
     pace going;
     going.begin(steady_clock::now());
     progress_teller teller(progress, sent.size());
@@ -146,7 +151,7 @@ void packet_stream_parts::send_pieces(frame const& sent, unsigned int timeout_ms
 
 /// Sends all of the bytes, telling how many at a time.
 void packet_stream_parts::send_whole(std::span<std::byte const> bytes, bool more, pace& going, unsigned int timeout_ms,
-                                     progress_teller* teller) {
+                                     progress_teller* teller) const {
     while (!bytes.empty()) {
         std::size_t const size = socket.send_some(bytes, more, going.deadline(timeout_ms));
         if (size == 0) throw timed_out(__FILE__, __LINE__, peer + " does not take what is sent in time");
@@ -156,7 +161,7 @@ void packet_stream_parts::send_whole(std::span<std::byte const> bytes, bool more
     }
 }
 
-void packet_stream_parts::send_all(std::span<std::byte const> bytes, time_point deadline) {
+void packet_stream_parts::send_all(std::span<std::byte const> bytes, time_point deadline) const {
     while (!bytes.empty()) {
         std::size_t const size = socket.send_some(bytes, false, deadline);
         if (size == 0) throw timed_out(__FILE__, __LINE__, peer + " does not take what is sent in time");
@@ -165,7 +170,7 @@ void packet_stream_parts::send_all(std::span<std::byte const> bytes, time_point 
 }
 
 kxbase::ptr_refcount<kxp::packet> packet_stream_parts::receive(time_point deadline, unsigned int timeout_ms) {
-    if (!is_greeted_) raise_ended("and is not open for receiving");
+    require_open();
     for (;;) {
         if (auto packet = take_packet()) return packet;
         bool const is_under_way = reader_.under_way() != 0;
@@ -238,10 +243,15 @@ void packet_stream_parts::close() noexcept {
     socket.shut_down();
 }
 
+void packet_stream_parts::require_open() const {
+    if (is_closed_) raise_ended();
+    if (!is_greeted_) throw connection_lost(__FILE__, __LINE__, peer + " has not been greeted");
+}
+
 void packet_stream_parts::raise_ended(char const* when) const {
-    std::string what =
-        is_closed_ ? "the connection to " + peer + " was closed by this side" : peer + " has closed the connection";
-    if (!is_closed_ && *when != '\0') what += std::string(" ") + when;
+    std::string what = peer + " has closed the connection";
+    if (*when != '\0') what += std::string(" ") + when;
+    if (is_closed_) what = "the connection to " + peer + " was closed by this side";
     throw connection_lost(__FILE__, __LINE__, what);
 }
 

@@ -54,7 +54,7 @@ private:
 class packet_stream_parts {
 public:
     /// @param host  what the server has to be, for the side of a client
-    packet_stream_parts(tcp_socket made, std::string peer_text, std::shared_ptr<tls_context const> tls_from,
+    packet_stream_parts(tcp_socket made, std::string peer_text, std::shared_ptr<tls_context const> const& tls_from,
                         std::optional<std::string> const& host);
 
     /// Agrees on TLS, if there is to be any, and exchanges hellos.
@@ -77,12 +77,13 @@ private:
     void receive_hello(time_point deadline);
     void send_pieces(frame const& sent, unsigned int timeout_ms, progress_function const& progress);
     void send_whole(std::span<std::byte const> bytes, bool more, pace& going, unsigned int timeout_ms,
-                    progress_teller* teller);
-    void send_all(std::span<std::byte const> bytes, time_point deadline);
+                    progress_teller* teller) const;
+    void send_all(std::span<std::byte const> bytes, time_point deadline) const;
     [[nodiscard]] kxbase::ptr_refcount<kxp::packet> take_packet();
     void note_progress(std::size_t size);
     [[nodiscard]] std::optional<std::size_t> receive_bytes(std::span<std::byte> out, time_point deadline);
-    [[noreturn]] void raise_ended(char const* when) const;
+    void require_open() const;
+    [[noreturn]] void raise_ended(char const* when = "") const;
 
     std::unique_ptr<tls_session> tls_;
     std::atomic<bool> is_closed_ = false;

@@ -11,6 +11,7 @@
 #include <mutex>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 namespace kxnet {
 
@@ -18,12 +19,15 @@ namespace {
 
 /// What the look-up has found. Shared by whoever waits and the thread that looks, of which either may go first.
 struct look_up {
+    look_up(std::string asked_host, std::string asked_port)
+        : host(std::move(asked_host)), port(std::move(asked_port)) {}
+
     std::string host;
     std::string port;
     wake_pipe done;
     std::mutex guard;
     int error = EAI_AGAIN;
-    std::vector<endpoint> found{};
+    std::vector<endpoint> found;
 };
 
 void check_names(std::string const& host, std::string const& port);

@@ -57,11 +57,12 @@ bool wait_on(int descriptor, short events, time_point deadline, stop_signal cons
 }
 
 tcp_socket::tcp_socket(tcp_socket&& other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1)), stop_(other.stop_) {}
+    : descriptor_(std::exchange(other.descriptor_, -1)), stop_(other.stop_), peer_(std::move(other.peer_)) {}
 
 tcp_socket& tcp_socket::operator=(tcp_socket&& other) noexcept {
     std::swap(descriptor_, other.descriptor_);
     std::swap(stop_, other.stop_);
+    std::swap(peer_, other.peer_);
     return *this;
 }
 
@@ -111,7 +112,7 @@ std::optional<std::size_t> tcp_socket::receive_some(std::span<std::byte> out, ti
         ssize_t const size = ::recv(descriptor_, out.data(), out.size(), flags);
         if (size >= 0) return static_cast<std::size_t>(size);
         if (errno == EINTR) continue;
-        if (errno != EAGAIN && errno != EWOULDBLOCK) raise_lost(system_error_text(errno));
+        if (errno != EAGAIN && errno != EWOULDBLOCK) raise_lost(peer_ + ": " + system_error_text(errno));
         if (!wait(POLLIN, deadline)) return std::nullopt;
     }
 }
@@ -122,7 +123,7 @@ std::size_t tcp_socket::send_some(std::span<std::byte const> bytes, bool more, t
         ssize_t const size = ::send(descriptor_, bytes.data(), bytes.size(), flags);
         if (size > 0) return static_cast<std::size_t>(size);
         if (size < 0 && errno == EINTR) continue;
-        if (size < 0 && errno != EAGAIN && errno != EWOULDBLOCK) raise_lost(system_error_text(errno));
+        if (size < 0 && errno != EAGAIN && errno != EWOULDBLOCK) raise_lost(peer_ + ": " + system_error_text(errno));
         if (!wait(POLLOUT, deadline)) return 0;
     }
 }

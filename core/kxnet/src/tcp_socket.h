@@ -54,6 +54,9 @@ public:
     /// While it is set, whatever waits ends with a stop. Set and unset it before others use the socket.
     void set_stop(stop_signal const* stop) noexcept { stop_ = stop; }
 
+    /// Whom errors name.
+    void set_peer(std::string text) { peer_ = std::move(text); }
+
     /// Some of the bytes that have come; 0 at the end of the stream, empty at the deadline.
     ///
     /// @throws connection_lost
@@ -80,6 +83,7 @@ public:
 private:
     int descriptor_;
     stop_signal const* stop_ = nullptr;
+    std::string peer_;
 };
 
 } // namespace kxnet

@@ -91,7 +91,7 @@ struct tls_session::state {
     std::atomic<bool> has_ended = false;
 };
 
-tls_session::tls_session(std::shared_ptr<tls_context const> context, std::string const& host)
+tls_session::tls_session(std::shared_ptr<tls_context const> const& context, std::string const& host)
     : state_(std::make_unique<state>(context, context->state_->context.get())) {
     SSL* const ssl = state_->ssl.get();
     state_->host = host;
@@ -108,7 +108,7 @@ tls_session::tls_session(std::shared_ptr<tls_context const> context, std::string
     }
 }
 
-tls_session::tls_session(std::shared_ptr<tls_context const> context)
+tls_session::tls_session(std::shared_ptr<tls_context const> const& context)
     : state_(std::make_unique<state>(context, context->state_->context.get())) {
     SSL_set_accept_state(state_->ssl.get());
 }
@@ -199,7 +199,7 @@ void take_output(BIO* from, kxbase::buffer& out) {
 }
 
 bool is_address(std::string const& host) {
-    in6_addr unused;
+    in6_addr unused = {};
     return ::inet_pton(AF_INET, host.c_str(), &unused) == 1 || ::inet_pton(AF_INET6, host.c_str(), &unused) == 1;
 }
 

@@ -35,9 +35,9 @@ private:
 class tls_session {
 public:
     /// The side of a client, which wants the server to be this host: a name or an address.
-    tls_session(std::shared_ptr<tls_context const> context, std::string const& host);
+    tls_session(std::shared_ptr<tls_context const> const& context, std::string const& host);
     /// The side of a server.
-    explicit tls_session(std::shared_ptr<tls_context const> context);
+    explicit tls_session(std::shared_ptr<tls_context const> const& context);
     ~tls_session();
     tls_session(tls_session const&) = delete;
     tls_session& operator=(tls_session const&) = delete;

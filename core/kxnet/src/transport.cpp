@@ -13,11 +13,6 @@ time_point deadline_after(unsigned int timeout_ms) noexcept {
     return std::chrono::steady_clock::now() + std::chrono::milliseconds(effective);
 }
 
-timed_out::~timed_out() = default;
-version_mismatch::~version_mismatch() = default;
-connection_lost::~connection_lost() = default;
-not_secure::~not_secure() = default;
-
 struct stop_signal::state {
     wake_pipe pipe;
     std::atomic<bool> is_stopped = false;

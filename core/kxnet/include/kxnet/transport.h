@@ -45,14 +45,12 @@ using progress_function = std::function<void(std::uint64_t sent, std::uint64_t t
 class KXNET_EXPORT timed_out : public kxbase::es::call {
 public:
     using call::call;
-    ~timed_out() override;
 };
 
 /// The peer speaks another version of the protocol.
 class KXNET_EXPORT version_mismatch : public kxbase::es::call {
 public:
     using call::call;
-    ~version_mismatch() override;
 };
 
 /// The connection cannot be made, or has come to its end: refused, reset, closed, or broken by bytes that are none of the
@@ -60,14 +58,12 @@ public:
 class KXNET_EXPORT connection_lost : public kxbase::es::call {
 public:
     using call::call;
-    ~connection_lost() override;
 };
 
 /// One side wants TLS and the other does not, or the certificate is not to be trusted.
 class KXNET_EXPORT not_secure : public kxbase::es::call {
 public:
     using call::call;
-    ~not_secure() override;
 };
 
 /// Ends what waits, from any thread: a connect that is under way. Once stopped it stays so.
