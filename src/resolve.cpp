@@ -14,7 +14,6 @@
 #include <map>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace kxclientutil {
 
@@ -25,7 +24,7 @@ using placeholder_table = std::map<std::string, std::string>;
 placeholder_table& placeholders();
 placeholder_table built_in_placeholders();
 std::string resolved_path(kxbase::url_parts const& parts);
-std::string as_plain_path(std::string normalized);
+std::string as_plain_path(std::string const& normalized);
 bool may_hold_placeholder(std::string_view path);
 
 constexpr std::string_view scheme_characters = "abcdefghijklmnopqrstuvwxyz1234567890+-.";
@@ -121,7 +120,7 @@ std::string resolved_path(kxbase::url_parts const& parts) {
     if (kxbase::is_settled_path(parts.path) && !may_hold_placeholder(parts.path)) return std::string(parts.path);
     std::string const named = resolve_path(kxbase::decoded_path(parts));
     std::string path = kxbase::path_normalized(named, '/');
-    if (!parts.is_url()) return named.empty() ? path : as_plain_path(std::move(path));
+    if (!parts.is_url()) return named.empty() ? path : as_plain_path(path);
     path = kxbase::encoded_path(path);
     kxbase::fit_path(parts, path);
     return path;
@@ -129,7 +128,7 @@ std::string resolved_path(kxbase::url_parts const& parts) {
 
 /// A path that has lost what stood before "NAME:" would be a URL to the next who takes it apart, and one that climbed back
 /// to where it began would be none at all.
-std::string as_plain_path(std::string normalized) {
+std::string as_plain_path(std::string const& normalized) {
     if (normalized.empty()) return ".";
     return kxbase::split_url(normalized).is_url() ? "./" + normalized : normalized;
 }
