@@ -59,5 +59,5 @@ install(DIRECTORY "${PROJECT_SOURCE_DIR}/share/installation"
   PATTERN "credentials.key" EXCLUDE)
 
 if(TARGET kx)
-  install(TARGETS kx RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+  install(TARGETS kx kx-devnode RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 endif()

@@ -25,6 +25,7 @@ enum class e_exit {
     done = 0,
     bad_input = 1,   ///< the input or the request is bad
     bad_command = 2, ///< the command line is wrong
+    bad_node = 3,    ///< a node could not be reached, or refused
 };
 
 /// Keeps its members in the order in which a reader wants them.
@@ -80,6 +81,9 @@ public:
 
     /// Lets the run fail, where the data itself says what is wrong.
     void fail() { exit_ = e_exit::bad_input; }
+
+    /// The same, where a node is to blame.
+    void fail_for_node() { exit_ = e_exit::bad_node; }
 
     /// Ends the run: sees to it that all data has left. Whoever asked for JSON gets a document also from a run that failed
     /// before it had one: what went wrong.

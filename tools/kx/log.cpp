@@ -13,6 +13,7 @@ namespace {
 // Severities on the syslog scale.
 constexpr unsigned int severity_error = 3;
 constexpr unsigned int severity_warning = 4;
+constexpr unsigned int severity_notice = 5;
 
 spdlog::level::level_enum level_of(unsigned int severity) {
     if (severity <= severity_error) return spdlog::level::err;
@@ -77,7 +78,8 @@ void log::receive(kxbase::report_line const& line) {
         if (!held_back_warning_.empty()) writer_->logger.warn("warning: {}", held_back_warning_);
         held_back_warning_ = line.message;
     }
-    if (line.severity <= severity_error) held_back_error_ = line.message;
+    bool const is_why_not_connected = line.category == "ClientProxy" && line.severity == severity_notice;
+    if (line.severity <= severity_error || is_why_not_connected) held_back_error_ = line.message;
 }
 
 } // namespace kx

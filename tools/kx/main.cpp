@@ -20,12 +20,14 @@ constexpr std::array commands = {
     kx::add_identify_command,  kx::add_show_command,     kx::add_validate_command, kx::add_convert_command,
     kx::add_variables_command, kx::add_finalize_command, kx::add_original_command, kx::add_schema_command,
     kx::add_workflow_command,  kx::add_task_command,     kx::add_monitor_command,  kx::add_diff_command,
+    kx::add_submit_command,    kx::add_status_command,
 };
 
 constexpr char const* common_help =
     "Data goes to standard output, the log and errors to standard error.\n"
     "URLs with a user get the password of KX_PASSWORD; none stands on the command line.\n"
-    "Exit codes: 0 done, 1 the input or the request is bad, 2 the command line is wrong.";
+    "Exit codes: 0 done, 1 the input or the request is bad, 2 the command line is wrong,\n"
+    "3 a node could not be reached, or refused.";
 constexpr char const* common_options =
     "Every command takes --json, --verbose and --installation as well, see kx --help.\n";
 constexpr char const* first_steps = "\n\nkx COMMAND --help tells more of a command. A first job:\n"

@@ -19,6 +19,8 @@ void add_variables_command(CLI::App& parser, application& app);
 void add_diff_command(CLI::App& parser, application& app);
 void add_finalize_command(CLI::App& parser, application& app);
 void add_original_command(CLI::App& parser, application& app);
+void add_submit_command(CLI::App& parser, application& app);
+void add_status_command(CLI::App& parser, application& app);
 void add_schema_command(CLI::App& parser, application& app);
 void add_workflow_command(CLI::App& parser, application& app);
 void add_task_command(CLI::App& parser, application& app);

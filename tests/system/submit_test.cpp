@@ -1,0 +1,182 @@
+// kx submit and kx status, with a node that they talk to.
+
+#include "devnode_process.h"
+#include "kx_run.h"
+
+#include "support/certificates.h"
+#include "support/scripted_node.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <thread>
+
+namespace {
+
+using kx_test::operator+;
+using kx_test::certificates;
+using kx_test::devnode_process;
+using kx_test::example;
+using kx_test::run_kx;
+using kx_test::scratch_folder;
+using kx_test::strings;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+/// A clip, and the options of a job made of it.
+struct clip_job {
+    scratch_folder folder;
+    strings options = {
+        "--workflow",   example("workflow.xml"), "--file", folder.write("clip.mov", "a"), "--as-resources", "--name",
+        "Evening news", "--origin-node",         "desk-1"};
+};
+
+strings access_to(devnode_process const& node) {
+    return {"--to", node.address(), "--user", kx_test::node_user, "--password-file", node.password_file()};
+}
+
+strings with_tls(std::string const& ca) {
+    return {"--tls", "--ca", ca};
+}
+
+TEST(kx_submit, delivers_the_job_that_finalize_makes) {
+    devnode_process const node;
+    clip_job const job;
+    auto const sent = run_kx(strings{"submit"} + job.options + access_to(node));
+    ASSERT_EQ(sent.exit_code, 0) << sent.err << node.log();
+    EXPECT_THAT(sent.out, HasSubstr(node.address() + ": the job \"Evening news\", 7 tasks, id "));
+
+    ASSERT_THAT(node.spooled(), SizeIs(1));
+    std::string const file = job.folder.file("job");
+    ASSERT_EQ(run_kx(strings{"finalize"} + job.options + strings{"-o", file}).exit_code, 0);
+    auto const difference = run_kx({"diff", node.spooled().front(), file});
+    EXPECT_EQ(difference.exit_code, 0) << difference.out << difference.err;
+    EXPECT_EQ(run_kx({"show", node.spooled().front(), "--json"}).json(), run_kx({"show", file, "--json"}).json());
+}
+
+TEST(kx_submit, sends_nothing_on_a_dry_run) {
+    devnode_process const node;
+    auto const result = run_kx(strings{"submit", "--dry-run"} + clip_job().options + access_to(node));
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    EXPECT_THAT(result.out, HasSubstr("would be sent"));
+    EXPECT_THAT(node.spooled(), IsEmpty());
+    EXPECT_THAT(node.log(), IsEmpty());
+}
+
+TEST(kx_status, lists_the_jobs_of_a_node_also_after_it_was_killed) {
+    devnode_process node;
+    EXPECT_THAT(run_kx(strings{"status"} + access_to(node)).out, IsEmpty());
+    auto const sent = run_kx(strings{"submit", "--json"} + clip_job().options + access_to(node)).json();
+    std::string const id = sent["id"];
+    for (bool const was_killed : {false, true}) {
+        if (was_killed) {
+            node.end(SIGKILL);
+            node.start();
+        }
+        EXPECT_EQ(run_kx(strings{"status"} + access_to(node)).out, id + "  waiting  Evening news\n");
+        auto const jobs = run_kx(strings{"status", "--json"} + access_to(node)).json()["jobs"];
+        ASSERT_THAT(jobs, SizeIs(1));
+        EXPECT_EQ(jobs[0]["id"], id);
+        EXPECT_EQ(jobs[0]["status"], "waiting");
+    }
+}
+
+TEST(kx_submit, goes_through_tls_when_it_is_wanted_and_the_node_can_be_trusted) {
+    auto const& made = certificates::get();
+    devnode_process const node({"--tls-cert", made.good(), "--tls-key", made.key()});
+    clip_job const job;
+    auto const sent = run_kx(strings{"submit"} + job.options + access_to(node) + with_tls(made.ca()));
+    EXPECT_EQ(sent.exit_code, 0) << sent.err << node.log();
+    EXPECT_THAT(node.spooled(), SizeIs(1));
+    EXPECT_THAT(run_kx(strings{"status"} + access_to(node) + with_tls(made.ca())).out, HasSubstr("Evening news"));
+}
+
+/// Submits in a way that must fail for the node's sake.
+std::string refusal(strings const& access) {
+    auto const result = run_kx(strings{"submit"} + clip_job().options + access);
+    EXPECT_EQ(result.exit_code, 3) << result.out << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    EXPECT_THAT(result.err, Not(HasSubstr(kx_test::node_password)));
+    return result.err;
+}
+
+TEST(kx_submit, explains_each_wrong_turn_in_one_line) {
+    auto const& made = certificates::get();
+    scratch_folder const folder;
+    devnode_process plain;
+    devnode_process const secure({"--tls-cert", made.good(), "--tls-key", made.key()});
+    devnode_process const untrusted({"--tls-cert", made.foreign(), "--tls-key", made.key()});
+    std::string const wrong = folder.write("wrong", "wrong\n");
+    std::filesystem::permissions(wrong, std::filesystem::perms::owner_read);
+    strings const wrong_password = {"--to", plain.address(), "--user", kx_test::node_user, "--password-file", wrong};
+    EXPECT_THAT(refusal(wrong_password), HasSubstr("wrong user or password"));
+    EXPECT_THAT(refusal(access_to(secure)), HasSubstr("TLS"));
+    EXPECT_THAT(refusal(access_to(plain) + with_tls(made.ca())), HasSubstr("TLS"));
+    EXPECT_THAT(refusal(access_to(untrusted) + with_tls(made.ca())), HasSubstr("certificate"));
+    EXPECT_THAT(refusal({"--to", "no-such-host.invalid:1", "--user", "a", "--password-file", plain.password_file()}),
+                HasSubstr("no-such-host.invalid"));
+    EXPECT_THAT(plain.spooled(), IsEmpty());
+    EXPECT_THAT(secure.spooled(), IsEmpty());
+    plain.end(SIGTERM);
+    EXPECT_THAT(refusal(access_to(plain)), HasSubstr("efused"));
+    EXPECT_EQ(run_kx(strings{"submit", "--to", "host", "--user", "a"} + clip_job().options).exit_code, 2);
+}
+
+/// A workflow that is larger than what the sockets between a client and a node keep.
+std::string large_workflow(scratch_folder const& folder) {
+    std::string text = kx_test::read_file(example("workflow.xml"));
+    std::string const before = "<string key=\"comment\">";
+    std::string const filling(15'000'000, 'x');
+    text.insert(text.find(before) + before.size(), filling + "</string><string key=\"note\">" + filling);
+    return folder.write("large.xml", text);
+}
+
+TEST(kx_submit, sends_large_jobs) {
+    devnode_process const node;
+    scratch_folder const folder;
+    strings const command = {"submit", "--workflow", large_workflow(folder)};
+    auto const sent = kx_test::run_kx_on_terminal(command + access_to(node));
+    EXPECT_EQ(sent.exit_code, 0) << node.log();
+    EXPECT_THAT(sent.err, HasSubstr("sending ["));
+    ASSERT_THAT(node.spooled(), SizeIs(1));
+    EXPECT_GT(std::filesystem::file_size(node.spooled().front()), 30'000'000U);
+}
+
+TEST(kx_submit, ends_at_once_when_it_is_interrupted_while_it_sends_and_no_job_has_come) {
+    std::atomic<bool> is_logged_in = false;
+    std::atomic<bool> has_ended = false;
+    std::string end_of_job = "none";
+    kx_test::test_node const node([&](kxnet::packet_stream& client) {
+        client.send(client.receive(kxnet::no_deadline)->make_reply(), 0);
+        is_logged_in = true;
+        // It reads nothing until the client has gone.
+        while (!has_ended)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        end_of_job = kx_test::error_of<kxnet::connection_lost>([&] { (void)client.receive(kxnet::no_deadline); });
+    });
+    scratch_folder const folder;
+    strings const command = {
+        "submit", "--workflow",      large_workflow(folder),       "--to", "localhost:" + node.port(), "--user",
+        "a",      "--password-file", folder.write("password", "b")};
+    std::chrono::steady_clock::time_point asked;
+    int const exit_code = kx_test::run_kx_until(command, SIGINT, [&] {
+        if (!is_logged_in) return false;
+        // So that it is in the midst of sending.
+        std::this_thread::sleep_for(std::chrono::seconds(2));
+        asked = std::chrono::steady_clock::now();
+        return true;
+    });
+    EXPECT_LT(std::chrono::steady_clock::now() - asked, std::chrono::seconds(5));
+    has_ended = true;
+    EXPECT_EQ(exit_code, 128 + SIGINT);
+    EXPECT_TRUE(kx_test::soon([&] { return !node.endings().empty(); }));
+    EXPECT_THAT(end_of_job, testing::Not(testing::AnyOf("none", "no error", HasSubstr("another error"))));
+}
+
+} // namespace

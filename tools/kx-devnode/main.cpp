@@ -1,0 +1,71 @@
+#include "node.h"
+#include "settings.h"
+
+#include <kxbase/report.h>
+#include <kxcore/installation.h>
+#include <kxcore/process_context.h>
+
+#include <pthread.h>
+
+#include <csignal>
+#include <cstdio>
+#include <exception>
+
+namespace {
+
+/// SIGTERM and SIGINT, which wait in every thread until they are asked for.
+class end_signals {
+public:
+    end_signals() {
+        sigemptyset(&signals_);
+        sigaddset(&signals_, SIGTERM);
+        sigaddset(&signals_, SIGINT);
+        ::pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
+    }
+
+    void wait() const {
+        int signal = 0;
+        ::sigwait(&signals_, &signal);
+    }
+
+private:
+    sigset_t signals_{};
+};
+
+// The default writes where in the source a line was made, which is of no use to whoever runs the node.
+void write_line(kxbase::report_line const& line) {
+    constexpr unsigned int debug = 7;
+    if (line.severity >= debug) return;
+    std::fprintf(stderr, "kx-devnode: %.*s\n", static_cast<int>(line.message.size()), line.message.data());
+}
+
+void use_key_of_installation(std::string const& folder) {
+    auto const installation = kxcore::installation::load(kxcore::find_installation_folder(folder));
+    kxcore::process_context::instance().set_key_file(installation.get_key_file());
+}
+
+void serve(devnode::settings const& chosen) {
+    end_signals const signals;
+    kxbase::set_report_sink(write_line);
+    use_key_of_installation(chosen.installation_folder);
+    devnode::job_board board;
+    devnode::spool jobs(chosen.spool_folder, board);
+    devnode::node const serving(chosen.port, chosen.transport, {chosen.accounts, board, jobs});
+    std::printf("listening on %u\n", serving.port());
+    std::fflush(stdout);
+    signals.wait();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    int exit_code = 0;
+    try {
+        std::signal(SIGPIPE, SIG_IGN);
+        if (auto const chosen = devnode::read_command_line(argc, argv, exit_code)) serve(*chosen);
+    } catch (std::exception const& error) {
+        std::fprintf(stderr, "kx-devnode: %s\n", error.what());
+        exit_code = 1;
+    }
+    return exit_code;
+}

@@ -1,0 +1,74 @@
+#include "settings.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+
+namespace devnode {
+namespace {
+
+constexpr char const* what_it_is =
+    "A stand-in node for people who develop clients: it checks logins, takes finalized jobs, stores each in its spool "
+    "before it answers, and announces them to its clients. It runs no tasks: jobs wait forever.";
+constexpr char const* how_to =
+    "Port 0 takes a free one; \"listening on PORT\" is then the first line of standard output. What happens is told on "
+    "standard error.\nIt ends with SIGTERM or Ctrl-C. Jobs in the spool stay there, named ID.job: see kx show; the "
+    "next "
+    "run announces them again.\nWithout TLS anybody on the network can read what clients send.\n\nExample, with the "
+    "password \"secret\":\n  kx-devnode --port 40420 --user alice:$(printf secret | sha1sum | cut -c 1-40) --spool "
+    "/tmp/spool\nExit codes: 0 ended as asked, 1 it cannot serve, 2 the command line is wrong.";
+
+void describe(CLI::App& parser, settings& read) {
+    constexpr unsigned int last_port = 65535;
+    parser.add_option("--port", read.port, "The TCP port to listen on")
+        ->required()
+        ->type_name("PORT")
+        ->check(CLI::Range(0U, last_port));
+    parser
+        .add_option_function<std::vector<std::string>>(
+            "--user",
+            [&read](std::vector<std::string> const& accounts) {
+                for (auto const& account : accounts) {
+                    std::string const complaint = read.accounts.add(account);
+                    if (!complaint.empty()) throw CLI::ValidationError("--user", complaint);
+                }
+            },
+            "A user who may log in, and the SHA-1 digest of the password; may be repeated")
+        ->required()
+        ->type_name("NAME:SHA1HEX")
+        ->allow_extra_args(false);
+    auto* const certificate = parser.add_option("--tls-cert", read.transport.certificate_file,
+                                                "The certificate (PEM), which makes TLS the only way in");
+    auto* const key = parser.add_option("--tls-key", read.transport.key_file, "Its private key (PEM)");
+    certificate->type_name("FILE")->needs(key);
+    key->type_name("FILE")->needs(certificate);
+    parser.add_option("--spool", read.spool_folder, "The folder where the jobs are stored; made when it is missing")
+        ->required()
+        ->type_name("DIR");
+    parser
+        .add_option("--installation", read.installation_folder,
+                    "The installation, whose key encrypts jobs that hold credentials; without it that of "
+                    "KX_INSTALLATION, then the installed one")
+        ->type_name("DIR");
+    parser.set_version_flag("--version", KX_VERSION);
+    parser.footer(how_to);
+}
+
+} // namespace
+
+std::optional<settings> read_command_line(int argc, char const* const* argv, int& exit_code) {
+    constexpr int bad_command = 2;
+    settings read;
+    CLI::App parser(what_it_is, "kx-devnode");
+    describe(parser, read);
+    try {
+        parser.parse(argc, argv);
+        return read;
+    } catch (CLI::ParseError const& error) {
+        exit_code = error.get_exit_code() == 0 ? parser.exit(error) : bad_command;
+        if (exit_code != 0) std::fprintf(stderr, "kx-devnode: %s, see kx-devnode --help\n", error.what());
+    }
+    return std::nullopt;
+}
+
+} // namespace devnode

@@ -1,0 +1,73 @@
+#pragma once
+
+/// @file
+/// One client of the node, from its coming to its going.
+
+#include "job_board.h"
+#include "spool.h"
+#include "users.h"
+
+#include <kxnet/packet_stream.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <thread>
+
+namespace devnode {
+
+/// What every client is served from.
+struct service {
+    users const& accounts;
+    job_board const& board;
+    spool& jobs;
+};
+
+/// Serves a client: greets it, checks its login, takes its jobs, and announces the jobs of the node to it. Announcing has a
+/// thread of its own, so that a client which does not read holds up nobody, not even itself.
+class visit {
+public:
+    visit(std::unique_ptr<kxnet::packet_stream> stream, service const& from);
+    ~visit();
+    visit(visit const&) = delete;
+    visit& operator=(visit const&) = delete;
+
+    /// Serves until the client goes, or breaks the rules. Call it once, on a thread of its own.
+    void run() noexcept;
+
+    /// Ends it, from any thread.
+    void end() noexcept;
+
+    /// Whether `run` is over. Any thread.
+    [[nodiscard]] bool is_over() const noexcept { return is_over_; }
+
+    /// Whether the client has not shown yet that it may be here. Any thread.
+    [[nodiscard]] bool is_stranger() const noexcept { return role_ == e_role::stranger; }
+
+private:
+    enum class e_role : std::uint8_t { stranger, administrator, client };
+
+    void serve();
+    void answer(kxp::packet const& request);
+    [[nodiscard]] kxbase::ptr_refcount<kxp::packet> next_request();
+    [[nodiscard]] kxp::packet answer_to(kxp::packet const& request);
+    [[nodiscard]] kxp::packet log_in(kxp::packet const& request, e_role role);
+    [[nodiscard]] kxp::packet submit(kxp::packet const& request);
+    void begin_to_announce();
+    void end_announcing();
+    void announce() noexcept;
+    void announce_jobs();
+
+    std::unique_ptr<kxnet::packet_stream> stream_;
+    service from_;
+    kxnet::time_point login_deadline_;
+    std::string user_;
+    unsigned int refused_logins_ = 0;
+    std::atomic<e_role> role_ = e_role::stranger;
+    std::atomic<bool> is_over_ = false;
+    std::atomic<bool> is_ending_ = false;
+    std::atomic<bool> is_announcing_ = false;
+    std::thread announcing_;
+};
+
+} // namespace devnode
