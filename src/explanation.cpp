@@ -27,8 +27,9 @@ struct step_words {
 };
 
 /// By the value of e_finalization_step.
-constexpr std::array<step_words, 16> steps{{
+constexpr std::array<step_words, 18> steps{{
     {"names", "Names"},
+    {"workflow", "The workflow"},
     {"source", "The source"},
     {"settings", "Settings of the job"},
     {"input-values", "Your values for inputs"},
@@ -42,6 +43,7 @@ constexpr std::array<step_words, 16> steps{{
     {"variables", "Variables"},
     {"requirements", "What nodes must have"},
     {"source-wiring", "What the source feeds"},
+    {"kind", "The kind of the job"},
     {"original", "What is kept"},
     {"resources", "What nodes reach through this client"},
 }};
@@ -203,7 +205,8 @@ std::string narrator::not_connected(finalization_event const& event) const {
 /// What has to have become of other tasks.
 std::string ended(std::string_view when) {
     if (when == "success") return "succeeded";
-    return when == "failure" ? "failed or was cancelled" : "ended, whatever came of it";
+    if (when == "failure") return "failed, could not start, was cancelled, or lacked what it needs";
+    return "ended, whatever came of it";
 }
 
 std::string narrator::runs_after(finalization_event const& event) const {
@@ -231,13 +234,12 @@ std::string narrator::published(finalization_event const& event) const {
 }
 
 std::string narrator::source_feeds(finalization_event const& event) const {
-    return place(event) + " is fed by the source";
+    return with_reason(place(event) + " is fed by the source", event);
 }
 
 std::string narrator::each_task(finalization_event const& event) const {
-    std::string const which =
-        event.others.size() == 1 ? "the one task " : "each of the " + std::to_string(event.others.size()) + " tasks ";
-    return which + event.why;
+    if (event.others.size() == 1) return task(event.others.front()) + ' ' + event.why;
+    return "each of the " + std::to_string(event.others.size()) + " tasks " + event.why;
 }
 
 std::string narrator::resource(finalization_event const& event) const {

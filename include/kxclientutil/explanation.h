@@ -30,6 +30,7 @@ class finalize_sub_conf;
 /// The steps of finalization, in the order of the work. Not every submission goes through each.
 enum class e_finalization_step : std::uint8_t {
     names,           ///< the names of the job and of its workflow
+    workflow,        ///< the workflow as it was submitted: its tasks and their plugins
     source,          ///< the URLs of the source, and what the workflow is told of it
     settings,        ///< the caller's node, priority and storage
     input_values,    ///< the caller's values for inputs
@@ -43,6 +44,7 @@ enum class e_finalization_step : std::uint8_t {
     variables,       ///< workflow variables in the configurations of tasks
     requirements,    ///< what a node must have to run a task
     source_wiring,   ///< the inputs that the source feeds
+    kind,            ///< what kind of job it has become
     original,        ///< the submission as it came, inside the job
     resources,       ///< what nodes reach through the submitting client
 };
@@ -59,9 +61,9 @@ enum class e_finalization_change : std::uint8_t {
     runs_after_any, ///< `task` runs when any one of `others` has; never, when there are none
     stops,          ///< when `task` has ended as `when` says, `others` are stopped
     published,      ///< `task` hands on an output `output`, meant for the inputs that `after` names
-    source_feeds,   ///< the source gives its URL, or another value of it, to the input `path`
-    each_task,      ///< the same happened to all of `others`; `why` says what
-    resource,       ///< nodes reach `after` through the submitting client
+    source_feeds, ///< the source gives its URL, or another value of it, to the input `path`; `why` says by way of what
+    each_task,    ///< the same happened to all of `others`; `why` says what
+    resource,     ///< nodes reach `after` through the submitting client
 };
 
 /// One thing that finalization did, or found that it could not do.

@@ -46,6 +46,8 @@ struct source_kind {
     void (*finalize)(finalization_run&);
 };
 
+void note_other_sources(source_kind const& first, finalization_run const& run);
+
 // In the order in which a submission is asked for them; only the first that it has counts.
 constexpr std::array<source_kind, 4> source_kinds{{
     {"file-source", [](finalization_run& run) { finalize_file_source(run, false); }},
@@ -105,7 +107,18 @@ void finalize_source(finalization_run& run) {
     auto const kind = std::ranges::find_if(
         source_kinds, [&](source_kind const& candidate) { return run.submission.is_present(candidate.key); });
     if (kind == source_kinds.end()) return finalize_without_source(run);
+    note_other_sources(*kind, run);
     kind->finalize(run);
+}
+
+void note_other_sources(source_kind const& first, finalization_run const& run) {
+    if (!run.notes.is_listening()) return;
+    run.notes.begin(e_finalization_step::source);
+    for (source_kind const& other : source_kinds)
+        if (&other != &first && run.submission.is_present(other.key))
+            run.notes.kept({}, other.key, run.submission.get_property(other.key),
+                           std::string("a job has one source, and ") + first.key +
+                               " comes first; this one does nothing");
 }
 
 void finalize_without_source(finalization_run& run) {
@@ -128,7 +141,8 @@ void store_original(finalization_run const& run, kxbase::ptr_refcount<kxcore::pr
         refuse_job(error.message());
     }
     run.submission = std::move(job);
-    run.notes.set({}, original_path, {}, original, "the submission as it came");
+    run.notes.set({}, original_path, before.get_referenced_property(original_path), original,
+                  "the submission as it came");
 }
 
 /// In byte order.

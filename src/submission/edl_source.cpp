@@ -80,15 +80,23 @@ void finalize_edl_source(finalization_run& run) {
     finalize_workflow(builder, run);
     builder.set_workflow_type(edl_workflow_type);
 
-    store_workflow(builder, run);
     run.notes.begin(e_finalization_step::source_wiring);
     run.notes.set({}, "edl-source", source, {}, "its clips are in the encoders");
+    store_workflow(builder, run);
     run.submission.erase("edl-source");
 }
 
 namespace {
 
+/// Where a clip came from and where it is fed to.
+struct clip_way {
+    std::string_view list;
+    std::string_view input;
+};
+
 void rewrite_list(source_list const& clips, std::size_t which, finalization_run& run, rewritten_clips& rewritten);
+void note_remote_clip(std::string_view url, properties const& clip, std::string const& path, clip_way const& way,
+                      finalization_notes const& notes);
 
 rewritten_clips rewrite_clips(properties const& source, finalization_run& run) {
     std::array<source_list, clip_lists.size()> const lists{source_list(source, "edl-source", clip_lists[0].key, false),
@@ -106,23 +114,38 @@ void rewrite_list(source_list const& clips, std::size_t which, finalization_run&
     auto const list = make_refcount<property_list>();
     list->reserve(clips.size());
     for (std::size_t index = 0; index < clips.size(); ++index) {
-        auto const [uri, reach] =
-            rewrite_source_url(clips.text(index, "url"), nodes, run, [&] { return clips.place(index, "url"); });
+        std::string_view const url = clips.text(index, "url");
+        source_uri const rewritten_url = rewrite_source_url(url, nodes, run.settings);
+        auto const& [uri, reach] = rewritten_url;
         if (clip_lists[which].gives_spawn_value && rewritten.spawn_value.empty()) rewritten.spawn_value = uri;
         if (reach == e_reach::resource) run.resources.insert(folder_of(uri));
         auto clip = make_refcount<properties>(clips.entry(index));
         if (reach == e_reach::remote) {
+            std::string const input = "clips[" + std::to_string(index) + "]{url}";
             clip->set_property(
                 "url", kxcore::property_special::create_deferred_variable(kxcore::property_kind::string, file_output));
             // "clips" for all three lists, audio and video too. That is meant, and nodes rely on it: don't mend it to the
             // list that the clip is in.
-            rewritten.remote[uri].insert("clips[" + std::to_string(index) + "]{url}");
+            rewritten.remote[uri].insert(input);
+            if (run.notes.is_listening())
+                note_remote_clip(url, *clip, clips.place(index, "url"), {clip_lists[which].key, input}, run.notes);
         } else {
+            note_source_url(
+                url, rewritten_url, [&] { return clips.place(index, "url"); }, run);
             clip->set_property("url", make_refcount<property_string>(uri));
         }
         list->push_back(std::move(clip));
     }
     rewritten.lists[which] = list;
+}
+
+void note_remote_clip(std::string_view url, properties const& clip, std::string const& path, clip_way const& way,
+                      finalization_notes const& notes) {
+    std::string why =
+        "it is on a server, a localizer fetches it and feeds " + std::string(way.input) + " of the encoders";
+    if (!way.input.starts_with(std::string(way.list) + '['))
+        why += "; that is meant, though it is one of the " + std::string(way.list);
+    notes.set({}, path, make_refcount<property_string>(url), clip.get_property("url"), why);
 }
 
 void describe_list(workflow_builder& builder, properties const& source, std::string const& spawn_value,

@@ -30,7 +30,8 @@ struct source_urls {
 
 source_urls rewrite_urls(source_list const& files, finalization_run& run);
 ptr_refcount<property_list> rewritten_files(source_list const& files, source_urls const& urls,
-                                            ptr_refcount<property_list> const& targets);
+                                            ptr_refcount<property_list> const& targets,
+                                            finalization_notes const& notes);
 
 } // namespace
 
@@ -45,7 +46,7 @@ void finalize_file_source(finalization_run& run, bool image_sequence) {
     finalize_workflow(builder, run);
     // The security mode, for "http" too: no other kind of source feeds it, and nodes know files by it.
     auto const targets = wire_source(builder, urls.is_remote, {"ftp-ssl-mode", "source-url"}, run);
-    source->set_property("files", rewritten_files(files, urls, targets));
+    source->set_property("files", rewritten_files(files, urls, targets, run.notes));
 
     store_workflow(builder, run);
     run.submission.set_property("file-source", source);
@@ -58,8 +59,11 @@ source_urls rewrite_urls(source_list const& files, finalization_run& run) {
     source_urls urls;
     urls.uris.reserve(files.size());
     for (std::size_t index = 0; index < files.size(); ++index) {
-        auto const [uri, reach] =
-            rewrite_source_url(files.text(index, "url"), nodes, run, [&] { return files.place(index, "url"); });
+        std::string_view const url = files.text(index, "url");
+        source_uri const rewritten = rewrite_source_url(url, nodes, run.settings);
+        note_source_url(
+            url, rewritten, [&] { return files.place(index, "url"); }, run);
+        auto const& [uri, reach] = rewritten;
         if (reach == e_reach::resource) run.resources.insert(folder_of(uri));
         if (reach == e_reach::remote) urls.is_remote = true;
         urls.uris.push_back(make_refcount<property_string>(uri));
@@ -69,13 +73,16 @@ source_urls rewrite_urls(source_list const& files, finalization_run& run) {
 
 /// All files share one list of targets.
 ptr_refcount<property_list> rewritten_files(source_list const& files, source_urls const& urls,
-                                            ptr_refcount<property_list> const& targets) {
+                                            ptr_refcount<property_list> const& targets,
+                                            finalization_notes const& notes) {
     auto rewritten = make_refcount<property_list>();
     rewritten->reserve(files.size());
     for (std::size_t index = 0; index < files.size(); ++index) {
         auto file = make_refcount<properties>(files.entry(index));
         file->set_property("url", urls.uris[index]);
         file->set_property("targets", targets);
+        if (auto const target = file->get_property("target"); target && notes.is_listening())
+            notes.set({}, files.place(index, "target"), target, {}, "the inputs that the source feeds take its place");
         file->erase("target");
         rewritten->push_back(std::move(file));
     }

@@ -45,6 +45,12 @@ void finalization_notes::set(std::string_view task, std::string_view path, prope
     event.after = after;
 }
 
+void finalization_notes::asked(std::string_view path, property_handle const& before, property_handle const& after,
+                               std::string_view why) const {
+    if (before && after && *before == *after) return kept({}, path, before, why);
+    set({}, path, before, after, why);
+}
+
 void finalization_notes::kept(std::string_view task, std::string_view path, property_handle const& value,
                               std::string_view why) const {
     if (account_) add(e_finalization_change::value_kept, task, path, why).before = value;
@@ -122,8 +128,8 @@ void finalization_notes::published(std::string_view task, std::string_view outpu
     event.after = value;
 }
 
-void finalization_notes::source_feeds(std::string_view task, std::string_view input) const {
-    if (account_) add(e_finalization_change::source_feeds, task, input, {});
+void finalization_notes::source_feeds(std::string_view task, std::string_view input, std::string_view why) const {
+    if (account_) add(e_finalization_change::source_feeds, task, input, why);
 }
 
 void finalization_notes::each_task(workflow_builder const& builder, std::string_view why) const {
@@ -134,6 +140,10 @@ void finalization_notes::each_task(workflow_builder const& builder, std::string_
     finalization_event& event = add(e_finalization_change::each_task, {}, {}, why);
     for (auto const& [wtid, task] : tasks)
         event.others.push_back(wtid);
+}
+
+void finalization_notes::one_task(std::string_view task, std::string_view why) const {
+    if (account_) add(e_finalization_change::each_task, {}, {}, why).others.emplace_back(task);
 }
 
 void finalization_notes::resource(std::string_view uri) const {

@@ -16,6 +16,10 @@ class workflow_builder;
 
 namespace kxclientutil {
 
+/// What becomes of a task whose requirements are derived.
+inline constexpr std::string_view asks_for_node =
+    "asks for a node that has its plugin, and whatever the plugin and the job ask for";
+
 /// A handle to the account that the caller asked for; without one nothing is noted, and a note costs the test of a pointer.
 /// Reasons are a few words that end a sentence: "its file lies on a server".
 class finalization_notes {
@@ -41,6 +45,10 @@ public:
     /// A value of the submission, when the task is empty, or of a task's configuration.
     void set(std::string_view task, std::string_view path, kxcore::property_handle const& before,
              kxcore::property_handle const& after, std::string_view why) const;
+
+    /// The same for what the caller asks for: it may be there already.
+    void asked(std::string_view path, kxcore::property_handle const& before, kxcore::property_handle const& after,
+               std::string_view why) const;
     void kept(std::string_view task, std::string_view path, kxcore::property_handle const& value,
               std::string_view why) const;
 
@@ -73,8 +81,9 @@ public:
 
     void published(std::string_view task, std::string_view output, kxcore::property_handle const& value,
                    std::string_view why) const;
-    void source_feeds(std::string_view task, std::string_view input) const;
+    void source_feeds(std::string_view task, std::string_view input, std::string_view why = {}) const;
     void each_task(kxworkflow::workflow_builder const& builder, std::string_view why) const;
+    void one_task(std::string_view task, std::string_view why) const;
     void resource(std::string_view uri) const;
 
 private:

@@ -48,8 +48,10 @@ namespace {
 /// That is meant, and clients rely on it: don't mend it to resemble the other sources.
 e_reach rewrite_watched_url(properties& source, finalization_run& run) {
     std::string const url(source_text(source, "monitor-source", url_path_in_source));
-    auto const [uri, reach] = rewrite_source_url(
-        url, node_list(run.settings), run, [] { return std::string("monitor-source{manager-configuration}{url}"); });
+    source_uri const rewritten = rewrite_source_url(url, node_list(run.settings), run.settings);
+    note_source_url(
+        url, rewritten, [] { return std::string("monitor-source{manager-configuration}{url}"); }, run);
+    auto const& [uri, reach] = rewritten;
     source.set_referenced_property(url_path_in_source, make_refcount<kxcore::property_string>(uri));
     if (reach == e_reach::resource) run.resources.insert(resolve_url_path(url));
     return reach;

@@ -2,7 +2,9 @@
 
 #include <kxclientutil/submission.h>
 
+#include <kxbase/url_parts.h>
 #include <kxcore/property.h>
+#include <kxcore/shown_value.h>
 
 #include <utility>
 
@@ -32,6 +34,11 @@ std::string node_list(finalize_sub_conf const& settings) {
     if (settings.origin_node_id.empty()) return list;
     if (!list.empty()) list += ',';
     return list + settings.origin_node_id;
+}
+
+std::string node_list_in_words(std::string const& nodes) {
+    if (nodes.empty()) return {};
+    return "; " + kxcore::shown_text('#' + kxbase::encoded_fragment(nodes)) + " names the nodes that reach it";
 }
 
 } // namespace kxclientutil

@@ -3,6 +3,7 @@
 #include "raising.h"
 #include "submission/base_scheme.h"
 #include "submission/finalization_run.h"
+#include "submission/settings.h"
 #include "submission/wiring.h"
 
 #include <kxclientutil/resolve.h>
@@ -28,12 +29,12 @@ using kxcore::property_string;
 std::string place_in(char const* source_key, std::string_view path);
 void feed_from_main_localizer(kxworkflow::workflow_builder& builder, std::vector<task_input> const& inputs,
                               finalization_notes const& notes);
-void note_source_url(std::string_view url, source_uri const& rewritten, std::string const& path,
-                     finalization_notes const& notes);
+void note_type(kxworkflow::workflow_builder const& builder, finalization_run const& run);
 
 } // namespace
 
 kxworkflow::workflow_builder open_workflow(finalization_run const& run) {
+    run.notes.begin(e_finalization_step::workflow);
     kxworkflow::workflow_builder builder(*run.submission.get_properties_value("workflow"), run.plugins,
                                          run.constraints);
     run.notes.opened(builder);
@@ -73,14 +74,24 @@ std::string_view source_text(properties const& source, char const* source_key, c
 
 /// Remote is exactly "ftp" and "http". Other schemes are neither remote nor resources, "https" among them; the tasks
 /// read them as they are.
-source_uri rewrite_source_url(std::string_view url, std::string const& nodes, finalization_run const& run,
-                              std::function<std::string()> const& path) {
-    source_uri rewritten{create_resource_uri(url, nodes, run.settings.resource_uri_option), e_reach::as_it_is};
+source_uri rewrite_source_url(std::string_view url, std::string const& nodes, finalize_sub_conf const& settings) {
+    source_uri rewritten{create_resource_uri(url, nodes, settings.resource_uri_option), e_reach::as_it_is};
     std::string_view const scheme = base_scheme(rewritten.uri);
     if (scheme == "kxrc") rewritten.reach = e_reach::resource;
     if (scheme == "ftp" || scheme == "http") rewritten.reach = e_reach::remote;
-    if (run.notes.is_listening()) note_source_url(url, rewritten, path(), run.notes);
     return rewritten;
+}
+
+void note_source_url(std::string_view url, source_uri const& rewritten, std::function<std::string()> const& path,
+                     finalization_run const& run) {
+    if (!run.notes.is_listening()) return;
+    std::string why = "nodes read it where it is";
+    if (rewritten.reach == e_reach::resource) why = "nodes fetch it from this client, or find it on shared storage";
+    if (rewritten.reach == e_reach::remote) why = "it is on a server, from which a localizer fetches it";
+    auto const before = make_refcount<property_string>(url);
+    if (url == rewritten.uri) return run.notes.kept({}, path(), before, why);
+    run.notes.set({}, path(), before, make_refcount<property_string>(rewritten.uri),
+                  why + node_list_in_words(node_list(run.settings)));
 }
 
 std::string folder_of(std::string_view uri) {
@@ -91,6 +102,7 @@ std::string folder_of(std::string_view uri) {
 
 void describe_source(kxworkflow::workflow_builder& builder, properties const& source, char const* type,
                      finalization_run const& run) {
+    run.notes.begin(e_finalization_step::source);
     set_meta_data(builder, "source-name", source.get_property("name"), "so that tasks can name their source", run);
     set_meta_data(builder, "source-type", make_refcount<property_string>(type), "the kind of source", run);
 }
@@ -111,19 +123,23 @@ kxbase::ptr_refcount<property_list> wire_source(kxworkflow::workflow_builder& bu
     std::vector<task_input> inputs = unfed_source_inputs(builder);
     if (is_remote) {
         feed_from_main_localizer(builder, inputs, run.notes);
-        for (char const* const input : localizer_inputs)
+        for (char const* const input : localizer_inputs) {
             inputs.push_back({main_localizer_wtid, input});
+            run.notes.source_feeds(main_localizer_wtid, input);
+        }
+    } else {
+        for (task_input const& input : inputs)
+            run.notes.source_feeds(input.wtid, input.input);
     }
     auto targets = make_refcount<property_list>();
     targets->reserve(inputs.size());
-    for (task_input const& input : inputs) {
+    for (task_input const& input : inputs)
         targets->push_back(make_refcount<property_string>(kxworkflow::wpath_create(input.wtid, input.input)));
-        run.notes.source_feeds(input.wtid, input.input);
-    }
     return targets;
 }
 
 void store_workflow(kxworkflow::workflow_builder const& builder, finalization_run const& run) {
+    note_type(builder, run);
     auto const workflow = make_refcount<properties>(false);
     builder.export_workflow(*workflow);
     run.submission.set_property("workflow", workflow);
@@ -145,23 +161,28 @@ std::string place_in(char const* source_key, std::string_view path) {
 
 void feed_from_main_localizer(kxworkflow::workflow_builder& builder, std::vector<task_input> const& inputs,
                               finalization_notes const& notes) {
-    if (add_main_localizer(builder)) notes.added(builder, main_localizer_wtid, "fetches the source from its server");
+    bool const is_new = add_main_localizer(builder);
+    if (is_new) notes.added(builder, main_localizer_wtid, "fetches the source from its server");
     builder.update_task_requirements(false, true);
+    if (is_new) notes.one_task(main_localizer_wtid, asks_for_node);
     // An input that can't be connected (the localizer's own, when the workflow had one before) is fed by the node
     // alone.
-    for (task_input const& input : inputs)
-        static_cast<void>(notes.connect(builder, main_localizer_wtid, file_output, input.wtid, input.input,
-                                        "it asks for the source, which is fetched first"));
+    for (auto const& [wtid, input] : inputs) {
+        bool const is_connected = notes.connect(builder, main_localizer_wtid, file_output, wtid, input,
+                                                "it asks for the source, which that task fetches first");
+        notes.source_feeds(wtid, input, is_connected ? "by way of that task, which hands on what it has fetched" : "");
+    }
 }
 
-void note_source_url(std::string_view url, source_uri const& rewritten, std::string const& path,
-                     finalization_notes const& notes) {
-    std::string_view why = "nodes read it where it is";
-    if (rewritten.reach == e_reach::resource) why = "nodes fetch it from this client, or find it on shared storage";
-    if (rewritten.reach == e_reach::remote) why = "it is on a server, from which a localizer fetches it";
-    auto const before = make_refcount<property_string>(url);
-    if (url == rewritten.uri) return notes.kept({}, path, before, why);
-    notes.set({}, path, before, make_refcount<property_string>(rewritten.uri), why);
+void note_type(kxworkflow::workflow_builder const& builder, finalization_run const& run) {
+    if (!run.notes.is_listening()) return;
+    run.notes.begin(e_finalization_step::kind);
+    auto const before = run.submission.get_referenced_property("workflow{type}");
+    auto const type = make_refcount<kxcore::property_int>(builder.get_workflow_type());
+    if (before && *before == *type) return;
+    run.notes.set({}, "workflow{type}", before, type,
+                  builder.get_workflow_type() == 0 ? "the type of all jobs but those of an edit decision list"
+                                                   : "the type of the jobs of an edit decision list");
 }
 
 } // namespace

@@ -21,9 +21,10 @@ class workflow_builder;
 
 namespace kxclientutil {
 
+class finalize_sub_conf;
 struct finalization_run;
 
-/// The workflow of the submission, ready to be worked on.
+/// The workflow of the submission, ready to be worked on. A step of its own: one that begins before is to begin again.
 [[nodiscard]] kxworkflow::workflow_builder open_workflow(finalization_run const& run);
 
 /// A list of what a source is made of, such as "files". Whatever is wrong in it is raised as es::arg with its place:
@@ -70,10 +71,14 @@ struct source_uri {
 };
 
 /// Makes the URI of a source's URL and tells how it is reached.
+[[nodiscard]] source_uri rewrite_source_url(std::string_view url, std::string const& nodes,
+                                            finalize_sub_conf const& settings);
+
+/// Tells what became of a source's URL that is still at its place.
 ///
-/// @param path  where in the submission the URL stands, for the notes; asked for only when somebody listens
-[[nodiscard]] source_uri rewrite_source_url(std::string_view url, std::string const& nodes, finalization_run const& run,
-                                            std::function<std::string()> const& path);
+/// @param path  where in the submission it stands; asked for only when somebody listens
+void note_source_url(std::string_view url, source_uri const& rewritten, std::function<std::string()> const& path,
+                     finalization_run const& run);
 
 /// The URI without the file's name; query and fragment stay.
 [[nodiscard]] std::string folder_of(std::string_view uri);
@@ -96,7 +101,7 @@ void set_meta_data(kxworkflow::workflow_builder& builder, char const* key, kxcor
 wire_source(kxworkflow::workflow_builder& builder, bool is_remote, std::initializer_list<char const*> localizer_inputs,
             finalization_run const& run);
 
-/// Puts the builder's workflow into the submission, in place of the one that it was made from.
+/// Puts the builder's workflow into the submission, in place of the one that it was made from, and tells its type.
 void store_workflow(kxworkflow::workflow_builder const& builder, finalization_run const& run);
 
 } // namespace kxclientutil

@@ -77,6 +77,7 @@ struct addressed_task {
     std::string type;
 };
 
+void note_setting(char const* path, property_handle const& value, char const* why, finalization_run const& run);
 void offer_values(workflow_builder& builder, addressed_task const& task, finalization_run const& run);
 void demand_by_name(workflow_builder& builder, addressed_task const& task, finalization_run const& run);
 void demand_by_type(workflow_builder& builder, addressed_task const& task, finalization_run const& run);
@@ -90,23 +91,29 @@ void demand_node(workflow_builder& builder, finalization_run const& run) {
     if (run.settings.node_id.empty()) return;
     auto const node = make_refcount<property_string>(run.settings.node_id);
     builder.set_workflow_capability("node-id", node);
-    run.notes.set({}, "workflow{capabilities}{node-id}", {}, node, "no other node may run the job");
+    note_setting("workflow{capabilities}{node-id}", node, "no other node may run the job", run);
 }
 
 void configure_shared_storage(workflow_builder& builder, finalization_run const& run) {
     bool const may_guess = run.settings.guess_shared_storage;
     auto const value = make_refcount<property_bool>(may_guess);
     builder.set_workflow_configuration("guess-shared-storage", value);
-    run.notes.set({}, "workflow{configuration}{guess-shared-storage}", {}, value,
-                  may_guess ? "nodes look for files on storage that they share"
-                            : "nodes do not look for files on storage that they share");
+    note_setting("workflow{configuration}{guess-shared-storage}", value,
+                 may_guess ? "nodes look for files on storage that they share"
+                           : "nodes do not look for files on storage that they share",
+                 run);
 }
 
 void configure_priority(workflow_builder& builder, finalization_run const& run) {
     if (!run.settings.has_priority()) return;
     auto const priority = make_refcount<property_int>(run.settings.get_priority());
     builder.set_workflow_configuration("priority", priority);
-    run.notes.set({}, "workflow{configuration}{priority}", {}, priority, "as you asked");
+    note_setting("workflow{configuration}{priority}", priority, "as you asked", run);
+}
+
+/// The submission still has the workflow as it came.
+void note_setting(char const* path, property_handle const& value, char const* why, finalization_run const& run) {
+    if (run.notes.is_listening()) run.notes.asked(path, run.submission.get_referenced_property(path), value, why);
 }
 
 /// The more particular comes later and wins: values for all tasks, then for a name, then for a type.
@@ -201,14 +208,14 @@ void collect_resources(workflow_builder& builder, finalization_run& run) {
         properties configuration = *task.get_configuration();
         if (kxcore::replace_values(configuration, property_kind::string, to_resource) == 0) return;
         run.notes.configured(task.get_wtid(), *task.get_configuration(), configuration,
-                             "the URI tells nodes where they reach it");
+                             "the URI tells nodes where they reach it" + node_list_in_words(nodes));
         task.configure(make_refcount<properties>(std::move(configuration)));
     });
 }
 
 void finish(workflow_builder& builder, finalization_notes const& notes) {
     notes.begin(e_finalization_step::requirements);
-    notes.each_task(builder, "asks for a node that has its plugin, and whatever the plugin and the job ask for");
+    notes.each_task(builder, asks_for_node);
     builder.update_task_requirements(true, true);
     builder.set_workflow_type(0);
 }

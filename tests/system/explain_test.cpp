@@ -32,8 +32,9 @@ TEST(kx_finalize_explain, tells_every_example_step_by_step_and_writes_no_job_una
           "to "
           "\"file:/media/failed/\"\n  \"failed\" (move) runs when any one of \"1080p\" (encoder), \"360p\" (encoder) "
           "or "
-          "\"720p\" (encoder) has failed or was cancelled\n",
-          "  when \"1080p\" (encoder) has failed or was cancelled, \"360p\" (encoder) and \"720p\" (encoder) are "
+          "\"720p\" (encoder) has failed, could not start, was cancelled, or lacked what it needs\n",
+          "  when \"1080p\" (encoder) has failed, could not start, was cancelled, or lacked what it needs, \"360p\" "
+          "(encoder) and \"720p\" (encoder) are "
           "stopped\n",
           "When all has gone well\n  new task \"Delete Source\" (delete): it deletes the source, and the files that "
           "belong to it\n",

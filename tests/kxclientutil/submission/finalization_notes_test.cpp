@@ -181,6 +181,96 @@ TEST_F(example_finalized, changes_no_setting_of_a_task_that_it_does_not_tell_of)
     EXPECT_GT(changes, 20U);
 }
 
+/// Whether a later event changes the value, or one above it or in it.
+bool is_changed_later(finalization_account const& account, std::size_t index) {
+    finalization_event const& event = account.events[index];
+    for (++index; index < account.events.size(); ++index) {
+        finalization_event const& later = account.events[index];
+        bool const is_change =
+            later.change == e_finalization_change::value_set || later.change == e_finalization_change::connected;
+        if (is_change && later.task == event.task &&
+            (later.path.starts_with(event.path) || event.path.starts_with(later.path)))
+            return true;
+    }
+    return false;
+}
+
+/// What an event says that the job holds, unless a later one changes it.
+void expect_true(finalization_account const& account, std::size_t index, properties const& job) {
+    finalization_event const& event = account.events[index];
+    bool const is_kept = event.change == e_finalization_change::value_kept;
+    if ((event.change != e_finalization_change::value_set && !is_kept) || is_changed_later(account, index)) return;
+    auto const held = event.task.empty() ? job.get_referenced_property(event.path)
+                                         : task_of_id(*job.get_properties_value("workflow"), event.task)
+                                               .get_properties_value("configuration")
+                                               ->get_referenced_property(event.path);
+    auto const& told = is_kept ? event.before : event.after;
+    ASSERT_EQ(bool(held), bool(told)) << event.task << ' ' << event.path;
+    if (held) {
+        EXPECT_EQ(*held, *told) << event.task << ' ' << event.path;
+    }
+}
+
+TEST_F(example_finalized, holds_what_the_account_says) {
+    for (std::string const& file : examples()) {
+        SCOPED_TRACE(file);
+        read_file(file);
+        properties job = out;
+        finalization_account account;
+        finalize(job, &account);
+        for (std::size_t index = 0; index < account.events.size(); ++index)
+            expect_true(account, index, job);
+    }
+}
+
+class sources_told : public finalization_notes_taken {
+protected:
+    std::string told() {
+        submission_finalize(submission, resources, settings, plugins, constraints, account);
+        return explain_finalization(account);
+    }
+};
+
+TEST_F(sources_told, name_the_input_that_a_remote_clip_is_fed_to) {
+    use_wired({task_of(encoder_plid, "encoder", tree({}))}, {});
+    auto const clip = tree({{"url", text("ftp://host/a.mov")}});
+    submission["edl-source"] = tree({{"name", text("e")}, {"clips", list({clip})}, {"audio-clips", list({clip})}});
+    std::string const words = told();
+    EXPECT_NE(words.find("a localizer fetches it and feeds clips[0]{url} of the encoders\n"), std::string::npos)
+        << words;
+    EXPECT_NE(words.find("of the encoders; that is meant, though it is one of the audio-clips\n"), std::string::npos)
+        << words;
+    EXPECT_EQ(words.find("edl-source{clips}[0]{url} stays"), std::string::npos) << words;
+    EXPECT_NE(words.find("workflow{type} is now 2"), std::string::npos) << words;
+}
+
+TEST_F(sources_told, name_old_settings_a_second_source_and_an_erased_target) {
+    static_cast<void>(two_tasks());
+    submission.set_create_referenced_property("workflow{configuration}{priority}", kx_test::number(2));
+    submission.set_create_referenced_property("workflow{capabilities}{node-id}", text("OLDNODE"));
+    submission["file-source"] =
+        tree({{"name", text("f")}, {"files", list({tree({{"url", text("file:/a.mov")}, {"target", text("t")}})})}});
+    submission["edl-source"] = tree({{"name", text("e")}});
+    settings.node_id = "N2";
+    settings.set_priority(7);
+    std::string const words = told();
+    for (char const* const sentence :
+         {R"(workflow{capabilities}{node-id}, which was "OLDNODE", is now "N2")",
+          "workflow{configuration}{priority}, which was 2, is now 7",
+          "a job has one source, and file-source comes first",
+          R"(file-source{files}[0]{target}, which was "t", is gone)", R"("#N2,origin" names the nodes that reach it)"})
+        EXPECT_NE(words.find(sentence), std::string::npos) << sentence << '\n' << words;
+}
+
+TEST_F(sources_told, end_at_the_workflow_where_a_plugin_is_unknown) {
+    for (bool const has_source : {false, true}) {
+        use_wired({task_of("task/regular/unheard-of/1.0", "x", tree({}))}, {});
+        if (has_source) submission_add_files({"file:/a.mov"}, "f", submission);
+        EXPECT_ANY_THROW(told());
+        EXPECT_EQ(account.last_step, e_finalization_step::workflow) << explain_finalization(account);
+    }
+}
+
 } // namespace
 
 } // namespace kxclientutil
