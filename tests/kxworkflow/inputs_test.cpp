@@ -63,11 +63,11 @@ TEST(inputs, can_be_set_where_a_value_has_a_place) {
         {"list[3]", false},       {"list{a}", false},      {"env[0]", false},    {"clips[0]", false},
         {"clips[0]{url}", false}, {"other", false},        {"", false},          {"env{", false},
     };
-    for (auto const& [input, can_be_set] : cases) {
-        EXPECT_EQ(builder.can_set_in_value(task_id, input), can_be_set) << input;
+    for (auto const& one : cases) {
+        EXPECT_EQ(builder.can_set_in_value(task_id, one.input), one.can_be_set) << one.input;
         auto trial = builder_with(builder.get_task_configuration(task_id));
-        std::string const message = arg_message([&] { trial.set_in_value(task_id, input, text("new")); });
-        EXPECT_EQ(trial == builder, !can_be_set) << input << ": " << message;
+        std::string const message = arg_message([&] { trial.set_in_value(task_id, one.input, text("new")); });
+        EXPECT_EQ(trial == builder, !one.can_be_set) << one.input << ": " << message;
     }
     EXPECT_THROW(static_cast<void>(builder.can_set_in_value("wtid:x#y", "source-url")), kxbase::es::arg);
 }

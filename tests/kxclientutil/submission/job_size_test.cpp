@@ -17,7 +17,6 @@ using kx_test::task_of;
 using kx_test::text;
 using kx_test::tree;
 using kx_test::upload_plid;
-using kx_test::wtid;
 using kxcore::property_handle;
 
 namespace es = kxbase::es;
