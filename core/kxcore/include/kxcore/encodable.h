@@ -23,6 +23,7 @@ KXCORE_EXPORT void require_encodable(properties const& tree, std::size_t most_by
 /// the limit.
 class KXCORE_EXPORT encoding_budget {
 public:
+    /// @param most_bytes  what all values together may take in the network encoding
     explicit encoding_budget(std::size_t most_bytes);
     ~encoding_budget();
     encoding_budget(encoding_budget const&) = delete;
