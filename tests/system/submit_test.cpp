@@ -18,7 +18,7 @@
 
 namespace {
 
-using kx_test::operator+;
+using kx_test::operator+; // NOLINT(misc-unused-using-decls): it is used; the check does not know operators
 using kx_test::certificates;
 using kx_test::devnode_process;
 using kx_test::example;
@@ -132,7 +132,8 @@ TEST(kx_submit, explains_each_wrong_turn_in_one_line) {
 std::string large_workflow(scratch_folder const& folder) {
     std::string text = kx_test::read_file(example("workflow.xml"));
     std::string const before = "<string key=\"comment\">";
-    std::string const filling(15'000'000, 'x');
+    std::string filling;
+    filling.resize(15'000'000, 'x');
     text.insert(text.find(before) + before.size(), filling + "</string><string key=\"note\">" + filling);
     return folder.write("large.xml", text);
 }

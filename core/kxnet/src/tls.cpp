@@ -37,7 +37,7 @@ struct tls_context::state {
     }
 
     struct free_context {
-        void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
+        void operator()(SSL_CTX* freed) const { SSL_CTX_free(freed); }
     };
     std::unique_ptr<SSL_CTX, free_context> context;
 };
@@ -80,7 +80,7 @@ struct tls_session::state {
     }
 
     struct free_ssl {
-        void operator()(SSL* ssl) const { SSL_free(ssl); }
+        void operator()(SSL* freed) const { SSL_free(freed); }
     };
     std::shared_ptr<tls_context const> context;
     std::string host{};
