@@ -85,33 +85,28 @@ list_handle urls(std::string_view folder, std::size_t count) {
                   [&](std::size_t i) { return make_refcount<properties>("url", text(numbered(folder, i, ".mov"))); });
 }
 
-properties with_files(std::string_view folder, std::size_t count) {
+/// Two encoders and a source of so many files or clips.
+properties with_source(char const* source, char const* entries, std::string_view folder, std::size_t count) {
     properties submission = with_encoders(2);
-    submission.set_property("file-source", source_of("files", urls(folder, count)));
+    submission.set_property(source, source_of(entries, urls(folder, count)));
     return submission;
 }
 
 properties local_files(std::size_t count) {
-    return with_files("file:/media/in/", count);
+    return with_source("file-source", "files", "file:/media/in/", count);
 }
 
 properties remote_files(std::size_t count) {
-    return with_files("ftp://media.example.com/in/", count);
-}
-
-properties with_clips(std::string_view folder, std::size_t count) {
-    properties submission = with_encoders(2);
-    submission.set_property("edl-source", source_of("clips", urls(folder, count)));
-    return submission;
+    return with_source("file-source", "files", "ftp://media.example.com/in/", count);
 }
 
 properties local_clips(std::size_t count) {
-    return with_clips("file:/media/in/", count);
+    return with_source("edl-source", "clips", "file:/media/in/", count);
 }
 
 /// Each clip gets a localizer, connected to each encoder.
 properties remote_clips(std::size_t count) {
-    return with_clips("http://media.example.com/in/", count);
+    return with_source("edl-source", "clips", "http://media.example.com/in/", count);
 }
 
 properties sequences(std::size_t count) {
