@@ -249,6 +249,24 @@ TEST(frame_reader, refuses_lengths_that_no_packet_has) {
     EXPECT_THAT(error_of<arg>([&] { static_cast<void>(reader.next()); }), HasSubstr("(limit frame)"));
 }
 
+TEST(frame_reader, has_a_limit_of_its_own_below_the_limit_frame) {
+    std::string const frame = text_of(kxnet::frame(removal()));
+    std::size_t const length = frame.size() - kxnet::frame_head_size;
+    kxnet::frame_reader reader;
+    reader.set_limit(length);
+    put(reader, frame + frame);
+    EXPECT_TRUE(reader.next());
+    reader.set_limit(length - 1);
+    EXPECT_EQ(error_of<arg>([&] { static_cast<void>(reader.next()); }),
+              "a frame of 32 bytes, at most 31 are allowed (limit frame)");
+    reader.set_limit(0);
+    EXPECT_TRUE(reader.next());
+    reader.set_limit(std::size_t{1} << 40);
+    put(reader, bytes("04 00 00 01"));
+    EXPECT_EQ(error_of<arg>([&] { static_cast<void>(reader.next()); }),
+              "a frame of 67108865 bytes, at most 67108864 are allowed (limit frame)");
+}
+
 TEST(frame_reader, takes_no_memory_for_what_a_length_claims) {
     kx_test::heap_watch const watch;
     kxnet::frame_reader reader;

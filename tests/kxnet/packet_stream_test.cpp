@@ -268,6 +268,29 @@ TEST(packet_stream, refuses_frames_that_are_none) {
     }
 }
 
+TEST(packet_stream, of_a_server_allows_strangers_less_until_it_knows_them) {
+    test_node const node([](packet_stream& client) {
+        client.set_frame_limit(1000);
+        for (;;) {
+            auto const request = client.receive(kxnet::no_deadline);
+            if (request->get_name() == "login") client.set_frame_limit(0);
+            client.send(request->make_reply(), 2000);
+        }
+    });
+    auto const stranger = connected(node.port());
+    stranger->send(large_request(2000), 2000);
+    EXPECT_THAT(error_of<connection_lost>([&] { static_cast<void>(stranger->receive(kxnet::no_deadline)); }),
+                HasSubstr(node.port()));
+    ASSERT_TRUE(kx_test::soon([&] { return node.endings().size() == 1; }));
+    EXPECT_THAT(node.endings().at(0), HasSubstr("at most 1000 are allowed (limit frame)"));
+
+    auto const known = connected(node.port());
+    known->send(request_of("login", 1), 2000);
+    known->send(large_request(2000), 2000);
+    EXPECT_EQ(known->receive(kxnet::deadline_after(2000))->get_name(), "login");
+    EXPECT_EQ(known->receive(kxnet::deadline_after(2000))->get_name(), "large");
+}
+
 /// A node that greets, and reads nothing as long as it lives.
 class deaf_node {
 public:

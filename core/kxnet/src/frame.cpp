@@ -89,6 +89,11 @@ kxbase::ptr_refcount<kxp::packet> decode_packet(std::span<std::byte const> paylo
 
 frame_reader::frame_reader() : limit_(kxbase::current_limits().frame) {}
 
+void frame_reader::set_limit(std::size_t bytes) noexcept {
+    std::size_t const most = kxbase::current_limits().frame;
+    limit_ = bytes == 0 ? most : std::min(bytes, most);
+}
+
 std::span<std::byte> frame_reader::space() {
     if (begin_ == end_) {
         begin_ = end_ = 0;

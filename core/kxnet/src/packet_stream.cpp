@@ -53,6 +53,10 @@ kxbase::ptr_refcount<kxp::packet> packet_stream::receive(time_point deadline, un
     return parts_->receive(deadline, timeout_ms);
 }
 
+void packet_stream::set_frame_limit(std::size_t bytes) noexcept {
+    parts_->set_frame_limit(bytes);
+}
+
 std::size_t packet_stream::reply_under_way(std::uint32_t number) const noexcept {
     return parts_->reply_under_way(number);
 }

@@ -64,6 +64,7 @@ public:
 
     /// As `packet_stream::receive`.
     [[nodiscard]] kxbase::ptr_refcount<kxp::packet> receive(time_point deadline, unsigned int timeout_ms);
+    void set_frame_limit(std::size_t bytes) noexcept { reader_.set_limit(bytes); }
     [[nodiscard]] std::size_t reply_under_way(std::uint32_t number) const noexcept;
 
     void close() noexcept;

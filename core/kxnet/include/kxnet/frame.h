@@ -56,6 +56,9 @@ public:
     /// Payloads may be as long as the limit frame allows now.
     frame_reader();
 
+    /// From the next payload on they may be no longer than this; 0 for what the limit frame allows now. Never beyond that.
+    void set_limit(std::size_t bytes) noexcept;
+
     /// Room for the next bytes, never empty. Payloads given before are gone with this call.
     [[nodiscard]] std::span<std::byte> space();
 
@@ -64,7 +67,7 @@ public:
 
     /// The next payload that has come whole, valid until the next call of `space`; empty when none has.
     ///
-    /// @throws es::arg when a length is beyond the limit frame, or too short for a packet; the stream is of no use then
+    /// @throws es::arg when a length is beyond the limit, or too short for a packet; the stream is of no use then
     [[nodiscard]] std::optional<std::span<std::byte const>> next();
 
     /// How many bytes of a frame have come that has not come whole; 0 between frames.

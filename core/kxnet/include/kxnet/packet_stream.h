@@ -63,6 +63,11 @@ public:
     /// @throws timed_out, connection_lost
     [[nodiscard]] kxbase::ptr_refcount<kxp::packet> receive(time_point deadline, unsigned int timeout_ms = 0);
 
+    /// How long a frame may be that the other side sends, behind its length; 0 for what the limit frame allows, which is so
+    /// from the beginning. A server allows strangers little: until they have logged in, what they send is read and decoded
+    /// for nothing. Goes for frames that `receive` has not given yet; for whoever receives.
+    void set_frame_limit(std::size_t bytes) noexcept;
+
     /// How many bytes of the reply with this number have come, while it has not come whole; else 0. Any thread.
     [[nodiscard]] std::size_t reply_under_way(std::uint32_t number) const noexcept;
 
