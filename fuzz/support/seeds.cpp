@@ -1,6 +1,7 @@
-// Makes the seeds of every target out of the examples of the sample installation, so that they stay in step with them.
+// Makes the seeds of every target out of the examples of the sample installation, so that they stay in step with them;
+// those of the wire protocol out of what clients and nodes send.
 //
-//     fuzz_seeds FOLDER      writes FOLDER/read_config/, FOLDER/upgrade/, FOLDER/network_decode/ and FOLDER/finalize/
+//     fuzz_seeds FOLDER      writes FOLDER/TARGET/ for each target
 #include "upgrade_table.h"
 
 #include <kxbase/buffer.h>
@@ -10,12 +11,17 @@
 #include <kxcore/constraint_db.h>
 #include <kxcore/network_encoding.h>
 #include <kxcore/properties.h>
+#include <kxcore/property_values.h>
+#include <kxnet/frame.h>
+#include <kxnet/hello.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
+#include <span>
 #include <sstream>
 #include <string>
 
@@ -82,6 +88,51 @@ std::size_t write_seeds(fs::path const& examples, fs::path const& folder) {
     return documents;
 }
 
+std::string_view text_of(std::span<std::byte const> bytes) {
+    return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
+}
+
+std::string frame_of(kxp::packet const& packet) {
+    std::string text;
+    kxnet::frame const made(packet);
+    for (kxbase::buffer const& piece : made.pieces())
+        text += piece.text();
+    return text;
+}
+
+void write_packet_seeds(fs::path const& folder) {
+    kxp::packet login(kxp::e_packet_type::request, "cluster.client.login");
+    for (char const* const key : {"username", "password", "id", "io-port"})
+        login.set_property(key, std::string(key) + " of a client");
+    login.set_request_number(1);
+    kxp::packet changed(kxp::e_packet_type::event, "cluster.job");
+    auto const job = kxbase::make_refcount<kxcore::properties>();
+    job->set_property("id", kxbase::make_refcount<kxcore::property_string>("7"));
+    job->set_property("status", kxbase::make_refcount<kxcore::property_string>("waiting"));
+    job->set_property("submitted", kxbase::make_refcount<kxcore::property_int>(1'700'000'000'000));
+    changed.set_property("job", job);
+
+    // One payload each, and a stream of frames in pieces of 1, 8 and 256 bytes.
+    std::string const frames[] = {frame_of(login), frame_of(login.make_reply()),
+                                  frame_of(login.make_error_reply("wrong user or password")), frame_of(changed)};
+    std::string stream;
+    for (std::size_t i = 0; i != std::size(frames); ++i) {
+        write_file(folder / ("payload-" + std::to_string(i)), '\0' + frames[i].substr(kxnet::frame_head_size));
+        stream += frames[i];
+    }
+    for (unsigned int const piece : {1U, 8U, 256U})
+        write_file(folder / ("stream-in-pieces-of-" + std::to_string(piece)), static_cast<char>(piece - 1) + stream);
+}
+
+void write_hello_seeds(fs::path const& folder) {
+    constexpr unsigned int next_version = kxnet::protocol_version + 1;
+    write_file(folder / "of-this-version", text_of(kxnet::make_hello()));
+    write_file(folder / "of-the-next-version", text_of(kxnet::make_hello(next_version)));
+    write_file(folder / "cut-off", text_of(kxnet::make_hello()).substr(0, kxnet::hello_size - 1));
+    write_file(folder / "tls", std::string("\x16\x03\x01\x00\xc4\x01\x00\x00\xc0\x03\x03", 11));
+    write_file(folder / "http", "GET / HTTP/1.1\r\n\r\n");
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -92,6 +143,8 @@ int main(int argc, char** argv) {
     try {
         kxbase::set_report_sink([](kxbase::report_line const&) {});
         std::size_t const documents = write_seeds(KX_SOURCE_DIR "/share/installation/examples", argv[1]);
+        write_packet_seeds(fs::path(argv[1]) / "packet");
+        write_hello_seeds(fs::path(argv[1]) / "hello");
         std::printf("fuzz_seeds: seeds of %zu documents\n", documents);
         return documents == 0 ? 1 : 0;
     } catch (std::exception const& error) {

@@ -5,6 +5,8 @@
 #include "support/certificates.h"
 #include "support/scripted_node.h"
 
+#include <kxbase/limits.h>
+
 #include <gmock/gmock.h>
 
 namespace {
@@ -23,6 +25,7 @@ using kxcapi::connection;
 using kxcapi::result_code;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 kxbase::ptr_refcount<connection> connected(std::string const& port, kxcapi::handler* handler = nullptr) {
     auto made = kxbase::make_refcount<connection>(handler);
@@ -196,6 +199,68 @@ TEST(connection, refuses_what_is_no_request) {
     EXPECT_THROW(static_cast<void>(made->request(kxp::packet(3, "event"), 100)), kxbase::es::arg);
     EXPECT_THROW(static_cast<void>(made->request(kxp::packet(2, "\xff"), 100)), kxbase::es::arg);
     EXPECT_EQ(answer(*made, "x", "y"), "y");
+}
+
+/// A job in a request: a tree of so many levels, itself the first.
+kxp::packet job_of_depth(int levels) {
+    auto tree = kxbase::make_refcount<kxcore::properties>();
+    for (int i = 1; i != levels; ++i)
+        tree = kxbase::make_refcount<kxcore::properties>("a", tree);
+    kxp::packet made(2, "cluster.job.submit");
+    made.set_property("job", tree);
+    return made;
+}
+
+/// A node that echoes, and knows the sizes of what has come.
+struct counting_node {
+    std::mutex guard;
+    std::vector<std::size_t> sizes;
+    test_node node{[this](kxnet::packet_stream& client) {
+        for (;;) {
+            auto const request = client.receive(kxnet::no_deadline);
+            std::lock_guard const lock(guard);
+            sizes.push_back(client.received_size());
+            kxp::packet reply(kxp::e_packet_type::reply, request->get_name(), request->get_properties());
+            reply.set_request_number(request->get_request_number());
+            client.send(reply, 0);
+        }
+    }};
+};
+
+TEST(connection, sends_a_job_of_127_levels_and_of_one_more_nothing_at_all) {
+    counting_node counting;
+    auto const made = connected(counting.node.port());
+    kxp::packet const deepest = job_of_depth(127);
+    EXPECT_TRUE(made->request(deepest, 2000)->get_properties() == deepest.get_properties());
+
+    std::string const refusal =
+        error_of<kxbase::es::arg>([&] { static_cast<void>(made->request(job_of_depth(128), 2000)); });
+    EXPECT_THAT(refusal, StartsWith("packet \"cluster.job.submit\" cannot be sent: "));
+    EXPECT_THAT(refusal, HasSubstr("nesting of more than 128 levels (limit nesting)"));
+    EXPECT_EQ(answer(*made, "next", "1"), "1");
+    EXPECT_EQ(counting.sizes.size(), 2u);
+}
+
+TEST(connection, sends_a_job_as_large_as_a_frame_may_be_and_of_a_larger_one_nothing_at_all) {
+    counting_node counting;
+    auto const made = connected(counting.node.port());
+    kxp::packet const job = request_of("cluster.job.submit", std::string(200'000, 'j'));
+    EXPECT_EQ(answer(*made, "cluster.job.submit", std::string(200'000, 'j')).size(), 200'000u);
+    kxbase::limits limits = kxbase::current_limits();
+    limits.frame = counting.sizes.front();
+    {
+        kxbase::scoped_limits const scope(limits);
+        EXPECT_EQ(made->request(job, 2000)->get_properties().get_string_value("text").size(), 200'000u);
+    }
+    --limits.frame;
+    {
+        kxbase::scoped_limits const scope(limits);
+        EXPECT_EQ(error_of<kxbase::es::arg>([&] { static_cast<void>(made->request(job, 2000)); }),
+                  "packet \"cluster.job.submit\" cannot be sent: it takes more than " + std::to_string(limits.frame) +
+                      " bytes (limit frame)");
+    }
+    EXPECT_EQ(answer(*made, "next", "1"), "1");
+    EXPECT_EQ(counting.sizes.size(), 3u);
 }
 
 TEST(connection, drops_replies_that_nobody_asked_for) {
