@@ -20,6 +20,7 @@
 #include <kxcore/property_values.h>
 #include <kxworkflow/workflow_builder.h>
 
+#include <algorithm>
 #include <array>
 #include <map>
 
@@ -59,7 +60,7 @@ struct rewritten_clips {
 rewritten_clips rewrite_clips(properties const& source, finalization_run& run);
 void describe_list(workflow_builder& builder, properties const& source, std::string const& spawn_value,
                    finalization_run const& run);
-void require_room(std::size_t encoders, rewritten_clips const& clips);
+void require_room(std::size_t encoders, rewritten_clips const& clips, finalize_sub_conf const& settings);
 void give_clips(workflow_builder& builder, std::set<std::string> const& encoders, rewritten_clips const& clips,
                 finalization_notes const& notes);
 void localize_clips(workflow_builder& builder, std::set<std::string> const& encoders, rewritten_clips const& clips,
@@ -74,7 +75,7 @@ void finalize_edl_source(finalization_run& run) {
     workflow_builder builder = open_workflow(run);
     describe_list(builder, *source, clips.spawn_value, run);
     std::set<std::string> const encoders = encoder_tasks(builder);
-    require_room(encoders.size(), clips);
+    require_room(encoders.size(), clips, run.settings);
     give_clips(builder, encoders, clips, run.notes);
     localize_clips(builder, encoders, clips, run.notes);
     finalize_workflow(builder, run);
@@ -157,16 +158,29 @@ void describe_list(workflow_builder& builder, properties const& source, std::str
                   "a fresh identifier", run);
 }
 
+bool may_be_replaced(std::string_view list, finalize_sub_conf const& settings);
+
 /// All encoders have all clips, and all remote ones are connected to each of them.
-void require_room(std::size_t encoders, rewritten_clips const& clips) {
-    std::size_t all = 0;
-    for (auto const& list : clips.lists)
-        all += list->size();
-    std::size_t remote = 0;
+void require_room(std::size_t encoders, rewritten_clips const& clips, finalize_sub_conf const& settings) {
+    std::size_t each = 0;
+    for (std::size_t which = 0; which < clip_lists.size(); ++which)
+        if (!may_be_replaced(clip_lists[which].key, settings)) each += least_encoded_size(clips.lists[which], settings);
     for (auto const& [uri, inputs] : clips.remote)
-        remote += inputs.size();
-    require_room_for(encoders * all, smallest_clip);
-    require_room_for(encoders * remote, smallest_connection);
+        each += inputs.size() * smallest_connection;
+    require_room_for(encoders, each);
+}
+
+/// Whether the caller has a value for the list, or for a place in it, which may be smaller than what it takes the place of.
+bool may_be_replaced(std::string_view list, finalize_sub_conf const& settings) {
+    auto const is_there = [list](finalize_sub_conf::input_values const& values) {
+        return std::ranges::any_of(values, [list](auto const& given) {
+            std::string_view const input = given.first;
+            return input.substr(0, input.find_first_of("{[")) == list;
+        });
+    };
+    auto const is_theirs = [&](auto const& owner) { return is_there(owner.second); };
+    return is_there(settings.in_values) || std::ranges::any_of(settings.task_name_in_values, is_theirs) ||
+           std::ranges::any_of(settings.task_type_in_values, is_theirs);
 }
 
 /// All encoders share the three lists.

@@ -156,6 +156,7 @@ TEST_P(driver_golden, is_the_job_that_was_read_line_by_line) {
 
     ASSERT_EQ(result.error, "");
     EXPECT_EQ(*submission_get_unfinalized_submission(result.submission), submission);
+    kx_test::expect_room_for(result, submission, settings, sample_installation());
     std::string const found = kx_test::described(result, submission);
     std::filesystem::path const path = golden_folder() / "jobs" / (job.name + ".xml");
     std::string const golden = std::filesystem::exists(path) ? kx_test::read_file(path) : "";

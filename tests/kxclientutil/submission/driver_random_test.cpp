@@ -151,6 +151,14 @@ TEST(random_jobs, are_the_same_but_for_fresh_identifiers) {
     });
 }
 
+TEST(random_jobs, are_not_called_too_large_where_they_fit) {
+    for_random_submissions([](random_submission const& random) {
+        finalized const result = finalize_copy(random.submission, random.settings, sample_installation());
+        ASSERT_EQ(result.error, "");
+        kx_test::expect_room_for(result, random.submission, random.settings, sample_installation());
+    });
+}
+
 TEST(random_jobs, can_be_finalized_again) {
     for_random_submissions([](random_submission const& random) {
         finalized const once = finalize_copy(random.submission, random.settings, sample_installation());

@@ -3,12 +3,19 @@
 #include "kxclientutil/support/trees.h"
 #include "support/captured_report.h"
 
+#include <kxclientutil/explanation.h>
+
 #include <kxbase/buffer.h>
 #include <kxbase/errors.h>
+#include <kxbase/limits.h>
 #include <kxcore/configuration.h>
 #include <kxcore/constraint_db.h>
 #include <kxcore/installation.h>
+#include <kxcore/network_encoding.h>
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <map>
 
 namespace kx_test {
@@ -60,6 +67,31 @@ finalized finalize_copy(properties const& submission, kxclientutil::finalize_sub
         result.reports.push_back(line.category + ' ' + std::to_string(line.kind) + ' ' + std::to_string(line.severity) +
                                  ": " + line.message);
     return result;
+}
+
+std::size_t encoded_size(properties const& tree) {
+    kxbase::buffer bytes;
+    kxcore::encoder_network(bytes).write(tree);
+    return bytes.size();
+}
+
+void expect_room_for(finalized const& job, properties const& submission,
+                     kxclientutil::finalize_sub_conf const& settings, kxcore::installation const& with) {
+    captured_report const log;
+    kxbase::limits limits = kxbase::current_limits();
+    // A job may be smaller than the submission, which has to fit as well.
+    limits.document = std::max(encoded_size(job.submission), encoded_size(submission));
+    kxbase::scoped_limits const scope(limits);
+    properties again = submission;
+    property_list resources;
+    kxclientutil::finalization_account account;
+    try {
+        kxclientutil::submission_finalize(again, resources, settings, with.get_plugins(), with.get_constraints(),
+                                          account);
+    } catch (kxbase::es::arg const& error) {
+        // Fresh identifiers come in another order, and with them keys, whose numbers may take a byte more.
+        EXPECT_EQ(account.last_step, kxclientutil::e_finalization_step::original) << error.message();
+    }
 }
 
 std::string described(finalized const& result, properties const& original) {

@@ -30,6 +30,14 @@ struct finalized {
                                       kxclientutil::finalize_sub_conf const& settings, kxcore::installation const& with,
                                       std::vector<std::string> const& before = {});
 
+/// The bytes of the network encoding.
+[[nodiscard]] std::size_t encoded_size(kxcore::properties const& tree);
+
+/// Finalizes a copy where no document may be larger than its job is, and expects that no count on the way there, before
+/// the job itself is measured, calls it too large.
+void expect_room_for(finalized const& job, kxcore::properties const& submission,
+                     kxclientutil::finalize_sub_conf const& settings, kxcore::installation const& with);
+
 /// The whole result as an XML document for people to read: the job, the resources and the reports. Two things stand in
 /// the place of what is no use there: "(as it was)" for the original inside, if it is equal to this one, and a number
 /// for each identifier that the original does not have, the same wherever that identifier stands.
