@@ -4,6 +4,7 @@
 
 #include <kxbase/errors.h>
 
+#include <algorithm>
 #include <set>
 
 namespace kxclientutil {
@@ -299,6 +300,27 @@ The kind of the job
 What is kept
 )") << told;
     EXPECT_TRUE(told.substr(kept).starts_with("  ext-meta{compressed-original} is now a binary value of ")) << told;
+}
+
+TEST_F(explained_submission, that_is_a_job_already_is_told_to_lose_the_original_inside) {
+    use_wired({task_of(encoder_plid, "encoder", tree({}))}, {});
+    explain();
+    auto const earlier = submission.get_referenced_property("ext-meta{compressed-original}");
+    explain();
+    auto const later = submission.get_referenced_property("ext-meta{compressed-original}");
+    auto const& events = account.events;
+    auto const told = std::find_if(events.begin(), events.end(),
+                                   [](auto const& event) { return event.step == e_finalization_step::original; });
+    ASSERT_NE(told, events.end());
+    EXPECT_EQ(told->change, change::value_set);
+    EXPECT_EQ(told->before, earlier);
+    EXPECT_EQ(told->after, later);
+    auto const size = [](kxcore::property_handle const& original) {
+        return std::to_string(static_cast<kxcore::property_binary const&>(*original).value().size());
+    };
+    EXPECT_EQ(explain_events(account).back(), "ext-meta{compressed-original}, which was a binary value of " +
+                                                  size(earlier) + " bytes, is now a binary value of " + size(later) +
+                                                  " bytes: the submission as it came");
 }
 
 TEST_F(explained_submission, that_fails_is_told_up_to_there) {

@@ -170,6 +170,42 @@ TEST_F(driver_limits, keep_the_new_name_as_after_any_error) {
     EXPECT_EQ(submission, expected);
 }
 
+// A step before the end stops at what it finds too much, and what was stored until then stays; at the end all is taken back.
+TEST_F(driver_limits, leave_the_files_of_image_sequences_unless_the_whole_job_was_refused) {
+    std::vector<kxcore::property_handle> encoders;
+    for (int index = 0; index < 80; ++index)
+        encoders.push_back(task_of(encoder_plid, std::to_string(index), tree({})));
+    auto const stop = tree({{"encode", tree({{"stop-others", kx_test::flag(true)}})}});
+    struct {
+        kx_test::tree_handle actions;
+        std::size_t limit;
+        bool is_taken_back;
+    } const cases[] = {
+        {tree({{"finalize-workflow-failure", stop}}), 100'000, false}, // 80 encoders that each stop 79 others
+        {tree({}), 12'000, true},
+    };
+    for (auto const& [actions, limit, is_taken_back] : cases) {
+        kxbase::scoped_limits const scope(with_document(limit));
+        submission = *tree({{"name", text("Submission")}});
+        use_wired(encoders, {}, actions);
+        submission["iseq-source"] = tree({{"sequences", list({tree({{"start-file-url", text("file:/a_1.dpx")}})})}});
+        settings.submission_name = "Override";
+        properties expected = submission;
+        expected["name"] = text("Override");
+        if (!is_taken_back) {
+            expected.erase("iseq-source");
+            submission_add_files({"file+iseq:/a_1.dpx"}, "ISeq Source", expected);
+            expected.set_referenced_property("file-source{files}[0]", tree({{"url", text("file+iseq:/a_1.dpx")}}));
+        }
+        resources.clear();
+        EXPECT_EQ(message_of<es::arg>([&] { finalize(); }), "The job would be too large: a tree of more than " +
+                                                                std::to_string(limit) +
+                                                                " encoded bytes (limit document)");
+        EXPECT_EQ(submission, expected);
+        EXPECT_TRUE(resources.empty());
+    }
+}
+
 TEST_F(driver_limits, leave_a_job_as_it_was_that_is_finalized_again) {
     use_tasks({task_of(encoder_plid, "encoder", tree({}))});
     finalize();

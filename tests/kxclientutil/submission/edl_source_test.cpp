@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <set>
 
 namespace kxclientutil {
 
@@ -265,6 +266,32 @@ TEST_F(finalized_edl_source, shares_the_localizer_of_a_clip_with_an_intro) {
     ASSERT_EQ(localizers().size(), 1U);
     EXPECT_EQ(text_at(localizers()[0], "name"), "b.mov"); // and keeps its label
     EXPECT_EQ(feeds(encoder), (std::vector<std::string>{"b.mov -> clips[0]{url}", "b.mov -> intro-url"}));
+}
+
+// With a node list the clip's URL has got it by then, and the intro's has not.
+TEST_F(finalized_edl_source, has_two_localizers_of_a_clip_that_is_an_intro_too_unless_there_are_no_nodes) {
+    struct {
+        char const* url;
+        char const* nodes;
+        std::vector<std::string> fetched;
+    } const cases[] = {
+        {"ftp://host/b.mov", "origin", {"ftp://host/b.mov#origin", "ftp://host/b.mov#origin"}}, // the same in the end
+        {"http://host/b.mov", "origin", {"http://host/b.mov#origin", "http://host/b.mov"}},     // never gets it
+        {"ftp://host/b.mov", "", {"ftp://host/b.mov"}},
+        {"http://host/b.mov", "", {"http://host/b.mov"}},
+    };
+    for (auto const& [url, nodes, fetched] : cases) {
+        settings.origin_node_id = nodes;
+        use_tasks({task_of(encoder_plid, "encoder", tree({{"intro-url", text(url)}}))});
+        use_clips({clip(url)});
+        finalize();
+        std::multiset<std::string> found;
+        for (properties const& localizer : localizers())
+            found.insert(text_at(localizer, "configuration{source-url}"));
+        EXPECT_EQ(found, (std::multiset<std::string>(fetched.begin(), fetched.end()))) << url << ' ' << nodes;
+        std::string const feeds_intro = fetched.size() == 1 ? "b.mov" : "Intro"; // the labels of the localizers
+        EXPECT_EQ(feeds(encoder), (std::vector<std::string>{"b.mov -> clips[0]{url}", feeds_intro + " -> intro-url"}));
+    }
 }
 
 TEST_F(finalized_edl_source, has_neither_targets_nor_a_main_localizer) {
