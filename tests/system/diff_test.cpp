@@ -101,6 +101,45 @@ TEST(kx_diff, tells_another_kind_and_what_only_one_has_as_one_or_value_by_value)
     EXPECT_EQ(run_kx({"--json", "diff", a, b}).json()["differences"][0]["change"], "kind");
 }
 
+TEST(kx_diff, tells_documents_of_different_types_apart_though_their_members_are_equal) {
+    scratch_folder const folder;
+    auto const document = [&](char const* name, std::string const& type, std::string const& content) {
+        return folder.write(name, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<document identifier=\"" + type +
+                                      "\" version=\"7\">" + content + "</document>\n");
+    };
+    std::string const component = R"(<string key="name">C</string><string key="plugin-id">media/c/1.0</string>)";
+    auto const filter = document("filter.xml", "filter", component);
+    auto const same = document("same.xml", "filter", component);
+    auto const encoder = document("encoder.xml", "encoder", component);
+    EXPECT_EQ(run_kx({"diff", filter, same}).exit_code, 0);
+    auto const result = run_kx({"diff", filter, encoder});
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out, "~ (type of document): filter \xE2\x86\x92 encoder\n");
+    auto const told = run_kx({"--json", "diff", filter, encoder});
+    EXPECT_EQ(told.exit_code, 1);
+    EXPECT_EQ(told.json()["equal"], false);
+    EXPECT_EQ(told.json()["differences"],
+              nlohmann::json::parse(R"([{"path": "", "change": "type", "before": "filter", "after": "encoder"}])"));
+
+    auto const clips = document("clips.xml", "edl-source", R"(<string key="name">S</string>)");
+    auto const stills =
+        document("stills.xml", "iseq-source", R"(<string key="name">S</string><list key="sequences"/>)");
+    EXPECT_EQ(run_kx({"diff", "--whole", stills, clips}).out,
+              "~ (type of document): iseq-source \xE2\x86\x92 edl-source\n- sequences: a list of 0 elements\n");
+}
+
+TEST(kx_diff, compares_the_workflow_of_a_submission_as_one) {
+    auto const original = example("submission.xml");
+    scratch_folder const folder;
+    auto const job = folder.file("a.job");
+    ASSERT_EQ(run_kx({"finalize", "--submission", original, "-o", job}).exit_code, 0);
+    std::vector<std::string> const files{original, example("workflow.xml"), job};
+    for (auto const& before : files)
+        for (auto const& after : files)
+            EXPECT_THAT(run_kx({"diff", before, after}).out, Not(HasSubstr("(type of document)"))) << before << after;
+}
+
 TEST(kx_diff, shows_no_password_but_that_it_differs) {
     two_tasks const tasks("    <string key=\"password\">hunter2</string>\n    <string key=\"username\">me</string>\n",
                           "    <string key=\"password\">other3</string>\n    <string key=\"username\">me</string>\n");

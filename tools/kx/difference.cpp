@@ -20,6 +20,7 @@ using kxcore::property_handle;
 using kxcore::property_kind;
 
 constexpr std::string_view original_path = "ext-meta{compressed-original}";
+constexpr char const* arrow = " \xE2\x86\x92 ";
 
 // What cannot be expanded differs from everything.
 bool have_same_original(kxcore::properties const& before, kxcore::properties const& after) {
@@ -89,6 +90,7 @@ nlohmann::ordered_json with_sizes_of_binaries(nlohmann::ordered_json value) {
 } // namespace
 
 std::string_view difference::change() const {
+    if (path.empty()) return "type";
     if (!before) return "added";
     if (!after) return "removed";
     return before->kind() == after->kind() ? "changed" : "kind";
@@ -105,7 +107,13 @@ std::vector<difference> differences_of(kxcore::properties const& before, kxcore:
     return std::move(found.all);
 }
 
+difference difference_of_types(std::string_view before, std::string_view after) {
+    return {"", kxbase::make_refcount<kxcore::property_string>(before),
+            kxbase::make_refcount<kxcore::property_string>(after)};
+}
+
 std::string to_line(difference const& each) {
+    if (each.path.empty()) return "~ (type of document): " + each.before->to_string() + arrow + each.after->to_string();
     std::string const path = on_one_line(each.path);
     if (!each.before) return "+ " + path + ": " + value_text(each.after, false);
     if (!each.after) return "- " + path + ": " + value_text(each.before, false);
@@ -114,7 +122,7 @@ std::string to_line(difference const& each) {
     std::string const after = value_text(each.after, with_kind);
     std::string line = "~ " + path + ": " + before;
     if (each.path == original_path) return line + ": the submissions that the jobs were made from differ";
-    return before == after ? line + ": differs in what is not shown" : line + " \xE2\x86\x92 " + after;
+    return before == after ? line + ": differs in what is not shown" : line + arrow + after;
 }
 
 nlohmann::ordered_json to_json(difference const& each) {

@@ -15,11 +15,11 @@ namespace kx {
 
 /// A place where two trees differ.
 struct difference {
-    std::string path;
+    std::string path;               ///< empty for the documents themselves, whose types differ
     kxcore::property_handle before; ///< empty where only the second has the place; passwords are hidden
     kxcore::property_handle after;  ///< empty where only the first has it
 
-    /// "added", "removed", "kind" for a value of another kind, "changed".
+    /// "added", "removed", "kind" for a value of another kind, "type" for a document of another type, "changed".
     [[nodiscard]] std::string_view change() const;
 };
 
@@ -30,7 +30,11 @@ struct difference {
 [[nodiscard]] std::vector<difference> differences_of(kxcore::properties const& before, kxcore::properties const& after,
                                                      bool whole);
 
-/// One line without its end: "+ PATH: VALUE", "- PATH: VALUE", "~ PATH: VALUE → VALUE". Long values are cut.
+/// That two documents are of different types, as identifiers: trees that are equal may mean different things.
+[[nodiscard]] difference difference_of_types(std::string_view before, std::string_view after);
+
+/// One line without its end: "+ PATH: VALUE", "- PATH: VALUE", "~ PATH: VALUE → VALUE", "~ (type of document): TYPE → TYPE".
+/// Long values are cut.
 [[nodiscard]] std::string to_line(difference const& each);
 
 /// The same for programs, with whole values, but for binaries, of which only the size is told.

@@ -45,13 +45,23 @@ void take_common_part(document& left, document& right) {
         if (other.config_type != kxclientutil::config_workflow || each->config_type == kxclientutil::config_workflow)
             continue;
         auto const* const workflow = kxcore::property_cast<kxcore::properties>(each->tree.find("workflow"));
-        if (workflow != nullptr) each->tree = kxcore::properties(*workflow);
+        if (workflow == nullptr) continue;
+        each->tree = kxcore::properties(*workflow);
+        each->config_type = kxclientutil::config_workflow;
     }
+}
+
+// A job is no document and has no type; what is in it tells it from every other.
+bool are_of_different_types(document const& before, document const& after) {
+    return before.config_type != after.config_type && before.config_type != kxclientutil::config_unknown &&
+           after.config_type != kxclientutil::config_unknown;
 }
 
 void compare(application& app, options const& chosen, document& before, document& after) {
     take_common_part(before, after);
-    auto const differences = differences_of(before.tree, after.tree, chosen.whole);
+    auto differences = differences_of(before.tree, after.tree, chosen.whole);
+    if (are_of_different_types(before, after))
+        differences.insert(differences.begin(), difference_of_types(before.type, after.type));
     tell(app, chosen, differences);
     if (!differences.empty()) app.fail();
 }
@@ -74,9 +84,12 @@ void add_diff_command(CLI::App& parser, application& app) {
     command->add_flag("--whole", chosen->whole, "Show all of a tree or list that only one of them has, line by line");
     command->footer(
         "A line for each difference: + only in B, - only in A, ~ in both, with the value of A and that of B. Lists are "
-        "compared by index, documents as they are read, whatever version and format they are stored in. A workflow is "
-        "compared with the workflow of a submission or a job, and of two jobs the submissions inside count as one "
-        "value.\n\nThe exit code is 0 when there is no difference, 1 when there is one or a file cannot be read, which "
+        "compared by index, documents as they are read, whatever version and format they are stored in. That two "
+        "documents "
+        "are of different types is a difference too. A workflow is compared with the workflow of a submission or a "
+        "job, "
+        "and of two jobs the submissions inside count as one value.\n\nThe exit code is 0 when there is no difference, "
+        "1 when there is one or a file cannot be read, which "
         "is then told on standard error.\n\nExamples:\n  kx diff old.xml new.xml\n  kx diff news.xml news.job\n");
     command->callback([&app, chosen] { run(app, *chosen); });
 }
