@@ -310,6 +310,63 @@ TEST(kx_finalize, warns_of_numbered_stills_that_are_paths) {
     }
 }
 
+/// A workflow of localizers that copy to these folders.
+std::string localizers_to(scratch_folder const& folder, std::vector<std::string> const& folders) {
+    std::string tasks;
+    for (auto const& each : folders) {
+        auto const name = "Fetch " + std::to_string(&each - folders.data());
+        tasks += "<properties><properties key=\"configuration\"><string key=\"dest-dir-url\">" + each +
+                 "</string><string key=\"source-url\">ftp+x://host/a.mov</string></properties><string "
+                 "key=\"id\">wtid:task/regular/localize/1.0#" +
+                 name.substr(6) + "</string><string key=\"name\">" + name +
+                 "</string><string key=\"plugin-id\">task/regular/localize/1.0</string></properties>";
+    }
+    return folder.write("fetch.xml", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                                     "<document identifier=\"workflow\" version=\"7\"><string "
+                                     "key=\"name\">Fetch</string><list key=\"tasks\">" +
+                                         tasks + "</list></document>\n");
+}
+
+TEST(kx_finalize, warns_of_a_task_that_makes_the_root_folder_a_resource) {
+    scratch_folder const folder;
+    constexpr char const* warning = ": the root folder becomes a resource, and all files of this machine with it";
+    struct {
+        std::vector<std::string> folders;
+        std::vector<std::string> more;
+        std::string warned;
+    } const cases[] = {
+        // What documents make of the mark of a folder of the job's own.
+        {{"kxrc:/#!create-dir"}, {"--as-resources"}, std::string("task \"Fetch 0\", dest-dir-url") + warning},
+        {{"file:/in/", "file:/", "file:///"},
+         {"--as-resources", "--origin-node", "desk"},
+         std::string("task \"Fetch 1\", dest-dir-url") + warning + " (and 1 more)"},
+        {{"kxrc:/#!create-dir"}, {}, ""},
+        {{"file:/in/"}, {"--as-resources"}, ""},
+        {{"file:/"}, {"--as-resources", "--in", "dest-dir-url=kxrc:/#!create-dir"}, ""},
+    };
+    for (auto const& [folders, more, warned] : cases) {
+        auto const workflow = localizers_to(folder, folders);
+        std::vector<std::string> arguments{"finalize", "--workflow", workflow, "-o", folder.file("fetch.job")};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        auto const result = run_kx(arguments);
+        EXPECT_EQ(result.exit_code, 0);
+        EXPECT_EQ(result.err, warned.empty() ? "" : "kx: warning: " + workflow + ": " + warned + "\n");
+    }
+}
+
+TEST(kx_finalize, warns_of_a_source_in_the_root_folder) {
+    scratch_folder const folder;
+    auto const source = folder.write("files.xml", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                                                  "<document identifier=\"file-source\" version=\"7\"><list "
+                                                  "key=\"files\"><properties><string key=\"url\">file:/a.mov</string>"
+                                                  "</properties></list></document>\n");
+    auto const result = run_kx({"finalize", "--workflow", example("workflow.xml"), "--source", source, "-o",
+                                folder.file("a.job"), "--as-resources"});
+    EXPECT_THAT(result.err, HasSubstr("kx: warning: " + example("workflow.xml") +
+                                      ": the source: the root folder becomes a resource, and all files of this "
+                                      "machine with it\n"));
+}
+
 TEST(kx_finalize, wants_either_a_workflow_or_a_submission) {
     scratch_folder const folder;
     auto const job = folder.file("a.job");

@@ -6,8 +6,10 @@
 #include "shown.h"
 
 #include <kxbase/errors.h>
+#include <kxbase/url_parts.h>
 #include <kxbase/urls.h>
 #include <kxcore/property_values.h>
+#include <kxcore/property_walk.h>
 #include <kxworkflow/task_view.h>
 #include <kxworkflow/workflow_builder.h>
 
@@ -146,6 +148,35 @@ void check_that_sequences_are_urls(job_options const& chosen, kxcore::properties
                                  first - sequences->begin(), more == 0 ? "" : fmt::format(" (and {} more)", more)));
 }
 
+// The marks "kxrc:/#!..." stand for what a node is to do, and are no folders.
+bool is_root_resource(kxcore::property_handle const& value) {
+    auto const* const text = kxcore::property_cast<kxcore::property_string>(value.get());
+    if (text == nullptr || text->value().starts_with("kxrc:/#!")) return false;
+    auto const parts = kxbase::split_url(text->value());
+    return parts.scheme.substr(0, parts.scheme.find('+')) == "kxrc" &&
+           parts.path.find_first_not_of('/') == std::string_view::npos;
+}
+
+// A localizer that somebody drew and a document holds has "file:/" as its folder: documents have no "kxrc:/#!create-dir".
+void check_that_no_root_is_served(job_options const& chosen, making const& made, application& app) {
+    if (std::none_of(made.resources.begin(), made.resources.end(), is_root_resource)) return;
+    std::string first;
+    std::size_t count = 0;
+    for (auto const& each : *made.submission.get_properties_value("workflow")->get_list_value("tasks")) {
+        auto const& task = static_cast<kxcore::properties const&>(*each);
+        auto const* const configuration = kxcore::property_cast<kxcore::properties>(task.find("configuration"));
+        if (configuration == nullptr) continue;
+        kxcore::visit_leaves(*configuration, [&](std::string_view path, kxcore::property_handle const& value) {
+            if (!is_root_resource(value) || ++count > 1) return;
+            first = fmt::format("task \"{}\", {}", task.get_string_value("name", ""), path);
+        });
+    }
+    if (count == 0) first = "the source";
+    app.tell_warning(composed_document(chosen),
+                     fmt::format("{}: the root folder becomes a resource, and all files of this machine with it{}",
+                                 first, count < 2 ? "" : fmt::format(" (and {} more)", count - 1)));
+}
+
 } // namespace
 
 void add_job_content(CLI::App& command, job_options& chosen, application& app) {
@@ -206,6 +237,7 @@ void finalize_submission(application& app, job_options const& chosen, making& ma
     } else {
         kxclientutil::submission_finalize(made.submission, made.resources, made.settings, plugins, constraints);
     }
+    check_that_no_root_is_served(chosen, made, app);
 }
 
 json job_summary(making const& made) {
