@@ -10,6 +10,7 @@
 
 namespace kxclientutil {
 
+inline constexpr char const* bonjour_source_path = R"(code\app\common\shared\kxclientutil\src\bonjour)";
 inline constexpr char const* config_source_path = R"(code\app\common\shared\kxclientutil\src\config)";
 inline constexpr char const* connection_source_path = R"(code\app\common\shared\kxclientutil\src\connection)";
 inline constexpr char const* submission_source_path = R"(code\app\common\shared\kxclientutil\src\submission)";

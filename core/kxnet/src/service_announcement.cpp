@@ -1,0 +1,157 @@
+#include <kxnet/service_announcement.h>
+
+#include "dnssd_operation.h"
+#include "txt_record.h"
+#include "wake_pipe.h"
+
+#include <kxbase/errors.h>
+#include <kxbase/utf8.h>
+
+#include <arpa/inet.h>
+#include <poll.h>
+
+#include <array>
+#include <condition_variable>
+#include <mutex>
+#include <system_error>
+#include <thread>
+
+namespace kxnet {
+namespace {
+
+constexpr std::size_t longest_name = 63;
+constexpr std::chrono::milliseconds pause_between_attempts{1000};
+
+} // namespace
+
+class service_announcement::announcing {
+public:
+    announcing(std::string const& type, std::string const& name, unsigned short port, std::string txt)
+        : type_(type), wanted_name_(name), port_(htons(port)), txt_(std::move(txt)) {
+        try {
+            thread_ = std::thread([this] { run(); });
+        } catch (std::system_error const& error) {
+            kxbase::es::call::raise(std::string("cannot start a thread: ") + error.what());
+        }
+    }
+    announcing(announcing const&) = delete;
+    announcing& operator=(announcing const&) = delete;
+    ~announcing() {
+        {
+            std::lock_guard const lock(guard_);
+            is_stopped_ = true;
+        }
+        wake_.wake();
+        thread_.join();
+    }
+
+    void update_txt(std::string txt) {
+        {
+            std::lock_guard const lock(guard_);
+            txt_ = std::move(txt);
+            is_changed_ = true;
+        }
+        wake_.wake();
+    }
+
+    [[nodiscard]] std::string get_name() const {
+        std::lock_guard const lock(guard_);
+        return name_;
+    }
+
+    [[nodiscard]] bool wait_until_announced(std::chrono::milliseconds patience) const {
+        std::unique_lock lock(guard_);
+        return changed_name_.wait_for(lock, patience, [this] { return !name_.empty(); });
+    }
+
+private:
+    void run() {
+        for (dnssd_operation operation; !is_stopped();) {
+            if (!operation) operation = announce();
+            if (has_new_txt() && operation && !operation.update_txt(get_txt())) operation = {};
+            if (!wait_and_take(operation)) {
+                operation = {};
+                set_name({});
+                wait_for_wake(pause_between_attempts);
+            }
+        }
+    }
+
+    dnssd_operation announce() {
+        static_cast<void>(has_new_txt());
+        return dnssd_operation::announce(wanted_name_, type_, port_, get_txt(),
+                                         [this](std::string const& name) { set_name(name); });
+    }
+
+    bool wait_and_take(dnssd_operation& operation) {
+        if (!operation) return false;
+        std::array<pollfd, 2> waited = {{{wake_.descriptor(), POLLIN, 0}, {operation.descriptor(), POLLIN, 0}}};
+        if (::poll(waited.data(), waited.size(), -1) <= 0) return true;
+        if (waited[0].revents != 0) wake_.drain();
+        return waited[1].revents == 0 || operation.process();
+    }
+
+    void wait_for_wake(std::chrono::milliseconds longest) {
+        pollfd waited = {wake_.descriptor(), POLLIN, 0};
+        if (!is_stopped() && ::poll(&waited, 1, static_cast<int>(longest.count())) > 0) wake_.drain();
+    }
+
+    bool is_stopped() const {
+        std::lock_guard const lock(guard_);
+        return is_stopped_;
+    }
+
+    bool has_new_txt() {
+        std::lock_guard const lock(guard_);
+        return std::exchange(is_changed_, false);
+    }
+
+    std::string get_txt() const {
+        std::lock_guard const lock(guard_);
+        return txt_;
+    }
+
+    void set_name(std::string const& name) {
+        {
+            std::lock_guard const lock(guard_);
+            name_ = name;
+        }
+        changed_name_.notify_all();
+    }
+
+    std::string const type_;
+    std::string const wanted_name_;
+    unsigned short const port_; // in network byte order
+    std::mutex mutable guard_;
+    std::condition_variable mutable changed_name_;
+    std::string txt_;
+    std::string name_;
+    bool is_changed_ = false;
+    bool is_stopped_ = false;
+    wake_pipe wake_;
+    std::thread thread_; // last: it uses all of the above
+};
+
+service_announcement::service_announcement(std::string const& service_type, std::string const& instance_name,
+                                           unsigned short port, txt_entries const& entries) {
+    if (instance_name.empty() || instance_name.size() > longest_name || !kxbase::is_valid_utf8(instance_name))
+        kxbase::es::arg::raise("the name \"" + instance_name + "\" of a service is not 1 to " +
+                               std::to_string(longest_name) + " bytes of UTF-8");
+    announcing_ = std::make_unique<announcing>(service_type, instance_name, port, encode_txt_record(entries));
+}
+
+service_announcement::~service_announcement() = default;
+
+void service_announcement::update_txt(txt_entries const& entries) {
+    announcing_->update_txt(encode_txt_record(entries));
+}
+
+std::string service_announcement::get_name() const {
+    return announcing_->get_name();
+}
+
+bool service_announcement::wait_until_announced(std::chrono::milliseconds patience) const {
+    return announcing_->wait_until_announced(patience);
+}
+
+} // namespace kxnet

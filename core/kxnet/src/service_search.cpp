@@ -1,0 +1,385 @@
+#include "service_search.h"
+
+#include "address_query.h"
+#include "dnssd_symbols.h"
+#include "txt_record.h"
+
+#include <kxbase/errors.h>
+#include <kxbase/report.h>
+#include <kxbase/source_position.h>
+#include <kxnet/mdns_addr_lookup.h>
+
+#include <poll.h>
+
+#include <algorithm>
+#include <system_error>
+
+namespace kxnet {
+namespace {
+
+// A system's message bus allows 256 connections to a user as a rule: some are left to others.
+constexpr std::size_t most_on_their_way = 32;
+constexpr std::size_t most_watched_ever = 160;
+constexpr std::size_t watches_dropped_at_once = 8;
+
+// A host with several addresses may answer first with another one than last time.
+constexpr std::chrono::milliseconds patience_for_known_address{200};
+
+// One lost packet is none.
+constexpr unsigned int failures_that_mean_gone = 2;
+
+constexpr unsigned int severity_warning = 4;
+constexpr unsigned int severity_notice = 5;
+
+void report(unsigned int severity, std::string const& message,
+            kxbase::source_position where = kxbase::source_position::current()) {
+    kxbase::report(where.file_name(), where.line(), "Bonjour", severity == severity_warning ? 3 : 2, severity, message);
+}
+
+/// The handler is other people's code: what it raises must not end the search, let alone the process.
+template <typename Call>
+void guarded(Call const& call) {
+    try {
+        call();
+    } catch (std::exception const& error) {
+        report(severity_warning, std::string("an observer of the network failed: ") + error.what());
+    }
+}
+
+unsigned char const* bytes_of(std::string const& text) {
+    return reinterpret_cast<unsigned char const*>(text.data());
+}
+
+} // namespace
+
+struct service_search::service {
+    enum class e_step { none, resolving, asking_address };
+
+    browse_answer instance = {};
+    unsigned int sightings = 0; ///< how often it was added and not removed
+    bool is_listed = false;     ///< the handler was told that it came
+    bool is_resolved = false;   ///< and where it is
+    resolve_answer told = {};   ///< this,
+    std::string told_address = {};
+
+    e_step step = e_step::none;
+    dnssd_operation operation = {};
+    bool has_answer = false;
+    resolve_answer found = {};
+    std::string found_address = {};
+    unsigned int failures = 0;
+    clock::time_point scheduled = {};
+
+    dnssd_operation watching = {};
+    std::vector<record_answer> records = {};
+};
+
+service_search::service_search(std::string type, search_resolve_query_handler& handler, search_timing const& timing)
+    : type_(std::move(type)), handler_(handler), timing_(timing), pause_(timing.least_pause),
+      most_watched_(most_watched_ever) {
+    try {
+        thread_ = std::thread([this] { run(); });
+    } catch (std::system_error const& error) {
+        kxbase::es::call::raise(std::string("cannot start a thread: ") + error.what());
+    }
+}
+
+service_search::~service_search() {
+    is_stopped_ = true;
+    wake_.wake();
+    thread_.join();
+}
+
+void service_search::run() {
+    while (!is_stopped_) {
+        keep_browsing();
+        forget_missing();
+        end_overdue();
+        begin_due();
+        wait_and_take();
+    }
+}
+
+// --- seeing ---------------------------------------------------------------------------------------------------
+
+void service_search::keep_browsing() {
+    if (browse_ || clock::now() < browse_change_) return;
+    browse_ = dnssd_operation::browse(type_, [this](browse_answer const& seen) { sightings_.push_back(seen); });
+    if (!browse_) return lose_daemon();
+    browse_change_ = clock::now();
+    if (!services_.empty()) grace_end_ = browse_change_ + timing_.return_grace;
+    if (std::exchange(has_told_obstacle_, false)) report(severity_notice, "browsing for " + type_ + " goes on");
+}
+
+/// What is known stays known: the nodes may well be there while nobody on this machine can say so.
+void service_search::lose_daemon() {
+    auto const now = clock::now();
+    bool const was_steady = browse_ && now - browse_change_ > timing_.most_pause;
+    pause_ = was_steady ? timing_.least_pause : std::min<clock::duration>(pause_ * 2, timing_.most_pause);
+    browse_change_ = now + pause_;
+    browse_ = {};
+    grace_end_ = clock::time_point::max();
+    for (auto const& [key, each] : services_) {
+        unschedule(*each);
+        each->operation = {};
+        each->watching = {};
+        each->step = service::e_step::none;
+        each->sightings = 0;
+    }
+    watched_.clear();
+    if (!std::exchange(has_told_obstacle_, true))
+        report(severity_notice, has_dnssd_library()
+                                    ? "no DNS-SD daemon answers, browsing for " + type_ + " begins when one does"
+                                    : "there is no DNS-SD client library, browsing for " + type_ + " finds nothing");
+}
+
+void service_search::take_sightings() {
+    bool const is_well = browse_.process();
+    for (auto const& seen : std::exchange(sightings_, {}))
+        seen.added ? add(seen) : remove(seen);
+    if (!is_well) lose_daemon();
+}
+
+void service_search::add(browse_answer const& seen) {
+    auto& known = services_[{{seen.name, seen.domain}, seen.interface_index}];
+    if (!known) known = std::make_unique<service>();
+    auto& each = *known;
+    each.instance = seen;
+    if (++each.sightings > 1) return;
+    if (!each.is_listed) tell_seen(each, true, seen.more_coming);
+    if (each.step == service::e_step::none) begin_at(each, clock::now());
+}
+
+void service_search::remove(browse_answer const& gone) {
+    auto const which = services_.find({{gone.name, gone.domain}, gone.interface_index});
+    if (which == services_.end()) return;
+    auto& each = *which->second;
+    each.instance.more_coming = gone.more_coming;
+    if (each.sightings > 1) {
+        --each.sightings;
+    } else {
+        forget(which);
+    }
+}
+
+void service_search::forget(service_map::iterator which) {
+    auto& each = *which->second;
+    if (each.is_listed) tell_seen(each, false, each.instance.more_coming);
+    unschedule(each);
+    watched_.erase(&each);
+    services_.erase(which);
+}
+
+void service_search::forget_missing() {
+    if (clock::now() < grace_end_) return;
+    grace_end_ = clock::time_point::max();
+    for (auto which = services_.begin(); which != services_.end();) {
+        auto const next = std::next(which);
+        which->second->instance.more_coming = false;
+        if (which->second->sightings == 0) forget(which);
+        which = next;
+    }
+}
+
+// --- resolving ------------------------------------------------------------------------------------------------
+
+void service_search::begin_due() {
+    auto const now = clock::now();
+    while (!to_begin_.empty() && to_end_.size() < most_on_their_way && to_begin_.begin()->first <= now)
+        resolve(*to_begin_.begin()->second);
+}
+
+void service_search::end_overdue() {
+    auto const now = clock::now();
+    while (!to_end_.empty() && to_end_.begin()->first <= now) {
+        auto& each = *to_end_.begin()->second;
+        each.step == service::e_step::resolving ? fail(each) : conclude(each);
+    }
+}
+
+void service_search::resolve(service& each) {
+    each.has_answer = false;
+    each.found_address.clear();
+    each.operation = dnssd_operation::resolve(each.instance, [&each](resolve_answer const& answer) {
+        each.found = answer;
+        each.has_answer = true;
+    });
+    if (!each.operation) {
+        drop_some_watches();
+        return begin_at(each, clock::now() + timing_.first_retry);
+    }
+    each.step = service::e_step::resolving;
+    end_at(each, clock::now() + timing_.resolve_patience);
+}
+
+void service_search::take_step(service& each) {
+    bool const is_well = each.operation.process();
+    if (each.step == service::e_step::resolving) {
+        if (each.has_answer) return ask_address(each);
+        if (!is_well) fail(each);
+        return;
+    }
+    if (!is_well ||
+        (!each.found_address.empty() && (each.told_address.empty() || each.told_address == each.found_address)))
+        return conclude(each);
+    if (!each.found_address.empty()) end_at(each, std::min(each.scheduled, clock::now() + patience_for_known_address));
+}
+
+/// Asked for here, the handler's own look-up need not wait while it holds what it holds.
+void service_search::ask_address(service& each) {
+    each.operation =
+        ask_for_address(each.instance.interface_index, each.found.host, [&each](std::string const& address) {
+            if (each.found_address.empty() || address == each.told_address) each.found_address = address;
+        });
+    if (!each.operation) return conclude(each);
+    each.step = service::e_step::asking_address;
+    end_at(each, clock::now() + address_patience);
+}
+
+void service_search::fail(service& each) {
+    each.operation = {};
+    each.step = service::e_step::none;
+    ++each.failures;
+    if (each.is_resolved && each.failures >= failures_that_mean_gone) {
+        tell_seen(each, false, false);
+        each.watching = {};
+        watched_.erase(&each);
+    }
+    auto const retry = timing_.first_retry * (1U << std::min(each.failures - 1, 10U));
+    begin_at(each, clock::now() + std::min(retry, timing_.recheck));
+}
+
+void service_search::conclude(service& each) {
+    each.operation = {};
+    each.step = service::e_step::none;
+    each.failures = 0;
+    bool const is_same_host = each.is_resolved && each.told.host == each.found.host;
+    if (is_same_host && each.found_address.empty()) each.found_address = each.told_address;
+    if (!each.is_listed) tell_seen(each, true, false);
+    if (!is_same_host || each.told.port != each.found.port || each.told_address != each.found_address) {
+        each.told = each.found;
+        each.told_address = each.found_address;
+        each.is_resolved = true;
+        tell_resolved(each);
+    } else if (!each.watching) {
+        tell_txt(each, {false, 0, each.found.txt});
+    }
+    watch(each);
+    begin_at(each, clock::now() + timing_.recheck);
+}
+
+// --- watching -------------------------------------------------------------------------------------------------
+
+void service_search::watch(service& each) {
+    if (each.watching || watched_.size() >= most_watched_) return;
+    each.watching = dnssd_operation::query(each.instance.interface_index, each.told.full_name, e_record_type::txt,
+                                           [&each](record_answer const& record) { each.records.push_back(record); });
+    if (each.watching) watched_.insert(&each);
+}
+
+void service_search::take_txt(service& each) {
+    bool const is_well = each.watching.process();
+    for (auto const& record : std::exchange(each.records, {}))
+        tell_txt(each, record);
+    if (is_well) return;
+    each.watching = {};
+    watched_.erase(&each);
+}
+
+/// To see what is new counts for more than to see at once what changes.
+void service_search::drop_some_watches() {
+    for (std::size_t i = 0; i != watches_dropped_at_once && !watched_.empty(); ++i) {
+        (*watched_.begin())->watching = {};
+        watched_.erase(watched_.begin());
+        most_watched_ = watched_.size();
+    }
+}
+
+// --- waiting --------------------------------------------------------------------------------------------------
+
+void service_search::begin_at(service& each, clock::time_point when) {
+    unschedule(each);
+    each.scheduled = when;
+    to_begin_.emplace(when, &each);
+}
+
+void service_search::end_at(service& each, clock::time_point when) {
+    unschedule(each);
+    each.scheduled = when;
+    to_end_.emplace(when, &each);
+}
+
+void service_search::unschedule(service& each) {
+    to_begin_.erase({each.scheduled, &each});
+    to_end_.erase({each.scheduled, &each});
+}
+
+/// In milliseconds, as poll() wants it; -1 for as long as nothing comes.
+int service_search::next_wait() const {
+    auto next = grace_end_;
+    if (!browse_) next = std::min(next, browse_change_);
+    if (!to_end_.empty()) next = std::min(next, to_end_.begin()->first);
+    if (!to_begin_.empty() && to_end_.size() < most_on_their_way) next = std::min(next, to_begin_.begin()->first);
+    if (next == clock::time_point::max()) return -1;
+    auto const left = std::chrono::ceil<std::chrono::milliseconds>(next - clock::now()).count();
+    return static_cast<int>(std::clamp<decltype(left)>(left, 0, 60'000));
+}
+
+void service_search::wait_and_take() {
+    std::vector<service*> owners;
+    std::vector<pollfd> waited = {{wake_.descriptor(), POLLIN, 0}, {browse_.descriptor(), POLLIN, 0}};
+    auto const first_step = waited.size();
+    for (auto const& [when, each] : to_end_) {
+        waited.push_back({each->operation.descriptor(), POLLIN, 0});
+        owners.push_back(each);
+    }
+    auto const first_watch = waited.size();
+    for (auto* const each : watched_) {
+        waited.push_back({each->watching.descriptor(), POLLIN, 0});
+        owners.push_back(each);
+    }
+    if (::poll(waited.data(), waited.size(), next_wait()) <= 0) return;
+    wake_.drain();
+    // What browsing tells may end services: the others are looked at in the next round.
+    if (waited[1].revents != 0) return take_sightings();
+    for (auto i = first_step; i != waited.size() && !is_stopped_; ++i) {
+        auto& each = *owners[i - first_step];
+        if (waited[i].revents == 0) continue;
+        if (i < first_watch) {
+            take_step(each);
+        } else if (each.watching) {
+            take_txt(each);
+        }
+    }
+}
+
+// --- telling --------------------------------------------------------------------------------------------------
+
+void service_search::tell_seen(service& each, bool added, bool more_coming) {
+    each.is_listed = added;
+    if (!added) {
+        each.is_resolved = false;
+        each.told_address.clear();
+    }
+    guarded([&] { handler_.search_reply(each.instance.interface_index, each.instance.name, added, more_coming); });
+}
+
+void service_search::tell_resolved(service const& each) {
+    known_address const known(each.told.host, each.instance.interface_index, each.told_address);
+    guarded([&] {
+        handler_.resolve_reply(each.instance.interface_index, each.instance.name.c_str(), each.told.host.c_str(),
+                               each.told.port, static_cast<unsigned short>(each.told.txt.size()),
+                               bytes_of(each.told.txt));
+    });
+}
+
+void service_search::tell_txt(service& each, record_answer const& record) {
+    if (have_same_entries(record.data, each.told.txt)) return;
+    each.told.txt = record.data;
+    guarded([&] {
+        handler_.query_reply(each.instance.name.c_str(), static_cast<unsigned short>(record.data.size()),
+                             bytes_of(record.data), record.time_to_live, true, record.more_coming);
+    });
+}
+
+} // namespace kxnet
