@@ -9,6 +9,10 @@
 
 #include <gmock/gmock.h>
 
+#include <future>
+#include <new>
+#include <thread>
+
 namespace {
 
 using kx_test::echo;
@@ -310,6 +314,28 @@ TEST(connection, waits_for_a_reply_that_is_late_but_under_way) {
     EXPECT_EQ(reply->get_properties().get_string_value("text").size(), 1000u);
 }
 
+TEST(connection, waits_for_a_reply_of_which_the_first_bytes_came_in_time) {
+    std::promise<void> go_on;
+    fault_server const node([&](fault_connection& client) {
+        if (!kx_test::greet(client)) return;
+        auto const request = kx_test::read_packet(client);
+        if (!request) return;
+        kxp::packet reply = request->make_reply();
+        reply.set_property("text", std::string(200, 'x'));
+        std::string const bytes = kx_test::text_of(kxnet::frame(reply));
+        client.send(bytes.substr(0, 100));
+        go_on.get_future().wait();
+        client.send(bytes.substr(100));
+        client.stall();
+    });
+    auto const made = connected(node.port());
+    std::jthread const going_on([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(250)); // beyond the time-out, but not twice that
+        go_on.set_value();
+    });
+    EXPECT_EQ(made->request(request_of("x"), 200)->get_properties().get_string_value("text").size(), 200u);
+}
+
 TEST(connection, is_not_held_by_a_reply_of_a_byte_at_a_time) {
     fault_server const node([](fault_connection& client) {
         if (!kx_test::greet(client)) return;
@@ -328,6 +354,56 @@ TEST(connection, is_not_held_by_a_reply_of_a_byte_at_a_time) {
     EXPECT_GE(took, 200);
     EXPECT_LT(took, 700);
     made->close();
+}
+
+TEST(connection, that_gave_up_on_sending_says_so_to_everybody) {
+    struct giving_up {
+        kxnet::progress_function progress;
+        std::string reason;
+    };
+    giving_up const ways[] = {
+        {{}, " does not take what is sent in time"},
+        {[](std::uint64_t, std::uint64_t) { kxbase::es::unsupp::raise("enough"); }, " was given up while it was sent"},
+    };
+    for (giving_up const& each : ways) {
+        std::promise<void> done;
+        fault_server const node([&](fault_connection& client) {
+            kx_test::greet(client);
+            done.get_future().wait();
+        });
+        recording_handler told;
+        auto const made = connected(node.port(), &told);
+        kxp::packet large(2, "large");
+        large.set_property("blob", kx_test::blob_of(50'000'000));
+        EXPECT_THROW(static_cast<void>(made->request(large, 100, each.progress)), kxbase::es::base);
+        EXPECT_FALSE(made->is_connected());
+        EXPECT_THAT(made->failure(), testing::EndsWith(each.reason));
+        EXPECT_TRUE(soon([&] { return told.count() == 1; }));
+        EXPECT_EQ(told.lines().at(0), "closed: " + made->failure());
+        EXPECT_EQ(error_of<call>([&] { static_cast<void>(made->request(request_of("x"), 100)); }), made->failure());
+        done.set_value();
+    }
+}
+
+/// A connection that cannot always begin.
+class moody_connection : public connection {
+public:
+    using connection::connection;
+    bool is_willing = false;
+
+protected:
+    void starting() override {
+        if (!is_willing) throw std::bad_alloc();
+    }
+};
+
+TEST(connection, passes_errors_of_other_kinds_on_and_can_be_made_afterwards) {
+    test_node const node(echo);
+    moody_connection made(nullptr);
+    EXPECT_THROW(static_cast<void>(made.connect("127.0.0.1", node.port(), 2000)), std::bad_alloc);
+    made.is_willing = true;
+    EXPECT_EQ(made.connect("127.0.0.1", node.port(), 2000), result_code::success);
+    EXPECT_EQ(answer(made, "x", "y"), "y");
 }
 
 TEST(connection, tells_its_handler_and_its_callers_when_the_peer_goes) {

@@ -192,6 +192,116 @@ TEST(connection_threads, may_connect_again_when_told_of_the_end) {
     made->close();
 }
 
+/// Comes to stay in the handler of a connection that has ended, after connecting again, until it is let go.
+class lingering_handler {
+public:
+    lingering_handler(connection_handle const& held, std::string port) {
+        told.then = [this, held = held.get(), port = std::move(port)](std::string const& line) {
+            if (!line.starts_with("closed")) return;
+            EXPECT_EQ(held->connect("127.0.0.1", port, 5000), result_code::success);
+            is_back = true;
+            let_go.get_future().wait();
+            has_left = true;
+        };
+    }
+
+    recording_handler told;
+    std::promise<void> let_go;
+    std::atomic<bool> is_back = false;
+    std::atomic<bool> has_left = false;
+};
+
+TEST(connection_threads, wait_in_a_close_for_a_handler_that_has_connected_again) {
+    fault_server const leaving([](fault_connection& client) { kx_test::greet(client); });
+    test_node const node(echo);
+    // Where the handler is to be told before anything else is there, it stands first.
+    std::unique_ptr<lingering_handler> lingering;
+    recording_handler outer;
+    auto made = kxbase::make_refcount<connection>(&outer);
+    lingering = std::make_unique<lingering_handler>(made, node.port());
+    outer.then = [&](std::string const& line) { lingering->told.then(line); };
+    ASSERT_EQ(made->connect("127.0.0.1", leaving.port(), 5000), result_code::success);
+    ASSERT_TRUE(soon([&] { return lingering->is_back.load(); }));
+    EXPECT_EQ(answer(*made, "again"), "again");
+
+    std::atomic<bool> has_closed = false;
+    std::jthread closing([&] {
+        made->close();
+        EXPECT_TRUE(lingering->has_left);
+        has_closed = true;
+    });
+    ASSERT_TRUE(soon([&] { return !made->is_connected(); }));
+    EXPECT_FALSE(has_closed);
+    lingering->let_go.set_value();
+    EXPECT_TRUE(soon([&] { return has_closed.load(); }));
+    EXPECT_EQ(made->failure(), "the connection was closed by this side");
+}
+
+TEST(connection_threads, tell_nothing_of_a_new_connection_while_the_handler_is_busy_with_the_old_one) {
+    fault_server const leaving([](fault_connection& client) { kx_test::greet(client); });
+    test_node const node(echo);
+    recording_handler told;
+    auto const made = kxbase::make_refcount<connection>(&told);
+    std::promise<void> let_go;
+    std::atomic<int> inside = 0;
+    std::atomic<bool> is_back = false;
+    told.then = [&](std::string const& line) {
+        EXPECT_EQ(++inside, 1);
+        if (line.starts_with("closed")) {
+            EXPECT_EQ(made->connect("127.0.0.1", node.port(), 5000), result_code::success);
+            // The reply comes behind the event, which therefore is there.
+            EXPECT_EQ(answer(*made, "even"), "even");
+            is_back = true;
+            let_go.get_future().wait();
+        }
+        --inside;
+    };
+    ASSERT_EQ(made->connect("127.0.0.1", leaving.port(), 5000), result_code::success);
+    ASSERT_TRUE(soon([&] { return is_back.load(); }));
+    EXPECT_EQ(answer(*made, "even"), "even");
+    EXPECT_EQ(told.count(), 1u);
+    let_go.set_value();
+    EXPECT_TRUE(soon([&] { return told.count() == 3; }));
+    EXPECT_EQ(told.lines().back(), "event even");
+    made->close();
+}
+
+TEST(connection_threads, end_a_new_connection_that_waits_for_the_handler_of_the_old_one) {
+    fault_server const leaving([](fault_connection& client) { kx_test::greet(client); });
+    test_node const node(echo);
+    recording_handler told;
+    auto const made = kxbase::make_refcount<connection>(&told);
+    std::atomic<bool> is_done = false;
+    told.then = [&](std::string const& line) {
+        if (!line.starts_with("closed")) return;
+        for (int i = 0; i != 3; ++i) {
+            EXPECT_EQ(made->connect("127.0.0.1", node.port(), 5000), result_code::success);
+            EXPECT_EQ(answer(*made, "even"), "even");
+            made->close();
+        }
+        is_done = true;
+    };
+    ASSERT_EQ(made->connect("127.0.0.1", leaving.port(), 5000), result_code::success);
+    EXPECT_TRUE(soon([&] { return is_done.load(); }));
+    made->close();
+    EXPECT_EQ(told.count(), 1u);
+}
+
+TEST(connection_threads, may_log_in_while_others_ask) {
+    test_node const node(echo);
+    auto const made = connected(node.port(), nullptr);
+    kxp::packet request(2, "x");
+    request.set_property("text", "y");
+    std::vector<std::jthread> all;
+    for (int t = 0; t != 4; ++t)
+        all.emplace_back([&, t] {
+            for (int i = 0; i != 100; ++i)
+                static_cast<void>(t % 2 == 0 ? made->login_sync(request, 5000) : made->send_sync(request, 5000));
+        });
+    all.clear();
+    EXPECT_TRUE(made->is_logged_in());
+}
+
 TEST(connection_threads, log_what_a_handler_raises_and_go_on) {
     kx_test::captured_report const log;
     test_node const node(echo);

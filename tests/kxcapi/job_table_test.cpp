@@ -192,4 +192,21 @@ TEST(job_table, with_plugins_gives_tasks_their_type) {
     EXPECT_FALSE(announced->find_referenced("tasks[0]{type}"));
 }
 
+TEST(job_table, leaves_an_event_alone_whose_handler_has_connected_again) {
+    for (bool const is_cached : {false, true}) {
+        kx_test::recording_handler told;
+        job_table table(&told, is_cached ? std::optional(kxcapi::job_cache{0}) : std::nullopt);
+        table.event(state_of({{"0", "waiting"}}));
+        told.then = [&](std::string const& line) {
+            if (line == "changed 1 waiting") table.start();
+        };
+        table.event(state_of({{"0", "waiting"}, {"1", "waiting"}, {"2", "waiting"}}));
+        EXPECT_EQ(told.lines().back(), "changed 1 waiting");
+        EXPECT_EQ(ids(table).size(), is_cached ? 2u : 0u);
+        table.event(state_of({{"2", "waiting"}}));
+        EXPECT_THAT(ids(table), ElementsAre("2"));
+        EXPECT_EQ(told.lines().back(), "complete");
+    }
+}
+
 } // namespace

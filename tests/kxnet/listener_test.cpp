@@ -1,8 +1,14 @@
 #include <kxnet/listener.h>
 
+#include "support/captured_report.h"
 #include "support/scripted_node.h"
 
 #include <gmock/gmock.h>
+
+#include <netinet/in.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace {
 
@@ -28,13 +34,104 @@ TEST(listener, waits_until_the_deadline) {
 
 TEST(listener, is_closed_by_another_thread) {
     kxnet::listener made("127.0.0.1", 0);
-    std::thread closer([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    std::jthread const closer([&, self = kx_test::this_thread()] {
+        EXPECT_TRUE(kx_test::soon([&] { return kx_test::is_waiting(self); }));
         made.close();
     });
     EXPECT_FALSE(made.accept());
     EXPECT_FALSE(made.accept());
-    closer.join();
+}
+
+/// No descriptor is left in the process as long as it lives, but those that are given back.
+class no_descriptors {
+public:
+    no_descriptors() {
+        ::getrlimit(RLIMIT_NOFILE, &before_);
+        int const first = ::dup(0);
+        rlimit const few = {static_cast<rlim_t>(first) + 20, before_.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &few);
+        for (int each = first; each >= 0; each = ::dup(0))
+            taken_.push_back(each);
+    }
+    ~no_descriptors() {
+        for (int const each : taken_)
+            ::close(each);
+        ::setrlimit(RLIMIT_NOFILE, &before_);
+    }
+    no_descriptors(no_descriptors const&) = delete;
+    no_descriptors& operator=(no_descriptors const&) = delete;
+
+    void give_one_back() {
+        ::close(taken_.back());
+        taken_.pop_back();
+    }
+
+private:
+    rlimit before_ = {};
+    std::vector<int> taken_;
+};
+
+/// Connected to a port of this host, and nothing more.
+class bare_client {
+public:
+    explicit bare_client(unsigned int port) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<in_port_t>(port));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        EXPECT_EQ(::connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    }
+    ~bare_client() { ::close(socket_); }
+    bare_client(bare_client const&) = delete;
+    bare_client& operator=(bare_client const&) = delete;
+
+private:
+    int socket_;
+};
+
+TEST(listener, that_has_no_room_for_a_client_says_so_and_takes_it_when_there_is) {
+    kx_test::captured_report const log;
+    kxbase::report("", 0, "test", 0, 7, "seen");
+    kxnet::listener made("127.0.0.1", 0);
+    bare_client const client(made.port());
+    EXPECT_FALSE(made.is_full());
+    // What holds is looked at afterwards: without a descriptor the undefined-behaviour sanitizer knows no types.
+    int taken = 0;
+    bool was_full = false;
+    long long took = 0;
+    bool is_taken_then = false;
+    {
+        no_descriptors full;
+        took = kx_test::milliseconds_of([&] {
+            for (int i = 0; i != 3; ++i)
+                if (made.accept()) ++taken;
+        });
+        was_full = made.is_full();
+        full.give_one_back();
+        is_taken_then = made.accept(kxnet::deadline_after(5000)) != nullptr;
+    }
+    EXPECT_EQ(taken, 0);
+    EXPECT_TRUE(was_full);
+    EXPECT_GE(took, 150) << "each is to wait a moment";
+    EXPECT_LT(took, 2000) << "none is to wait for a client";
+    EXPECT_TRUE(is_taken_then);
+    EXPECT_FALSE(made.is_full());
+    EXPECT_THAT(log.messages(), testing::ElementsAre("seen", "no client can be taken: Too many open files"));
+}
+
+TEST(listener, waits_for_room_no_longer_than_it_may) {
+    kx_test::captured_report const log;
+    kxbase::report("", 0, "test", 0, 7, "seen");
+    kxnet::listener made("127.0.0.1", 0);
+    bare_client const client(made.port());
+    bool is_taken = false;
+    long long took = 0;
+    {
+        no_descriptors const full;
+        took = kx_test::milliseconds_of([&] { is_taken = made.accept(kxnet::deadline_after(5)) != nullptr; });
+    }
+    EXPECT_FALSE(is_taken);
+    EXPECT_LT(took, 45);
 }
 
 TEST(listener, of_all_addresses_takes_clients_of_both_kinds) {

@@ -25,6 +25,17 @@ TEST(pace, wants_a_thousand_bytes_a_second_beside_it) {
     EXPECT_EQ(going.deadline(500), begin_of_time + 1500ms);
 }
 
+TEST(pace, does_not_count_the_time_in_which_nobody_looks) {
+    kxnet::pace going;
+    going.begin(begin_of_time);
+    going.advance(100, begin_of_time + 400ms);
+    going.pause(begin_of_time + 450ms);
+    going.resume(begin_of_time + 1h);
+    EXPECT_EQ(going.deadline(500), begin_of_time + 1h + 150ms);
+    going.advance(0, begin_of_time + 1h + 150ms);
+    EXPECT_EQ(going.deadline(10'000), begin_of_time + 1h + 9650ms);
+}
+
 TEST(pace, takes_the_default_for_no_time_out) {
     kxnet::pace going;
     going.begin(begin_of_time);

@@ -7,7 +7,6 @@
 
 #include <gmock/gmock.h>
 
-#include <filesystem>
 #include <future>
 
 namespace {
@@ -39,11 +38,6 @@ kxp::packet large_request(std::size_t size) {
     kxp::packet made = request_of("large", 1);
     made.set_property("blob", kx_test::blob_of(size));
     return made;
-}
-
-std::size_t descriptors() {
-    auto const folder = std::filesystem::directory_iterator("/proc/self/fd");
-    return static_cast<std::size_t>(std::distance(begin(folder), end(folder)));
 }
 
 TEST(packet_stream, carries_packets_both_ways) {
@@ -90,7 +84,10 @@ TEST(packet_stream, is_of_no_use_after_its_sender_gave_up_on_a_frame) {
     struct gave_up {};
     EXPECT_THROW(client->send(large_request(20'000'000), 2000, [](std::uint64_t, std::uint64_t) { throw gave_up(); }),
                  gave_up);
-    EXPECT_THAT(error_of<connection_lost>([&] { client->send(request_of("x", 2), 2000); }), HasSubstr("closed"));
+    EXPECT_FALSE(client->is_open());
+    std::string const reason = "a packet to " + client->peer() + " was given up while it was sent";
+    EXPECT_EQ(error_of<connection_lost>([&] { client->send(request_of("x", 2), 2000); }), reason);
+    EXPECT_EQ(error_of<connection_lost>([&] { static_cast<void>(client->receive(kxnet::no_deadline)); }), reason);
     EXPECT_TRUE(kx_test::soon([&] { return !node.endings().empty(); }));
     EXPECT_THAT(node.endings().at(0), HasSubstr("in the middle of a frame"));
 }
@@ -170,7 +167,7 @@ TEST(packet_stream, tells_what_it_has_met_in_the_place_of_a_node) {
 }
 
 TEST(packet_stream, survives_an_end_and_a_reset_at_every_byte_of_the_hello) {
-    std::size_t const before = descriptors();
+    std::size_t const before = kx_test::count_descriptors();
     for (std::size_t size = 0; size != kxnet::hello_size; ++size) {
         for (bool const is_reset : {false, true}) {
             fault_server const node([&](fault_connection& client) {
@@ -181,14 +178,14 @@ TEST(packet_stream, survives_an_end_and_a_reset_at_every_byte_of_the_hello) {
             EXPECT_THROW(static_cast<void>(connected(node.port())), connection_lost) << size;
         }
     }
-    EXPECT_EQ(descriptors(), before);
+    EXPECT_EQ(kx_test::count_descriptors(), before);
 }
 
 TEST(packet_stream, is_stopped_while_it_connects) {
     fault_server const node(kx_test::silent());
     kxnet::stop_signal stop;
-    std::jthread stopper([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    std::jthread const stopper([&, self = kx_test::this_thread()] {
+        EXPECT_TRUE(kx_test::soon([&] { return kx_test::is_waiting(self); }));
         stop.stop();
     });
     EXPECT_THAT(error_of<connection_lost>(
@@ -241,17 +238,72 @@ TEST(packet_stream, gives_up_on_a_frame_that_comes_too_slowly) {
     EXPECT_THROW(static_cast<void>(client->receive(kxnet::no_deadline, 100)), timed_out);
 }
 
-TEST(packet_stream, goes_on_with_a_frame_after_a_deadline_in_its_middle) {
+/// A node that greets, sends some bytes, and others when it is told to.
+class hesitant_node {
+public:
+    hesitant_node(std::string first, std::string second)
+        : server_([this, first = std::move(first), second = std::move(second)](fault_connection& client) {
+              if (!kx_test::greet(client) || !client.send(first)) return;
+              go_on_.get_future().wait();
+              client.send(second);
+              client.stall();
+          }) {}
+
+    [[nodiscard]] std::string port() const { return server_.port(); }
+    void go_on() { go_on_.set_value(); }
+
+private:
+    std::promise<void> go_on_;
+    fault_server server_;
+};
+
+TEST(packet_stream, does_not_blame_its_peer_for_the_time_in_which_nobody_receives) {
     std::string const event = event_text("e");
+    hesitant_node node(event.substr(0, 6), event.substr(6));
+    auto const client = connected(node.port());
+    EXPECT_FALSE(client->receive(kxnet::deadline_after(30), 100));
+    std::this_thread::sleep_for(std::chrono::milliseconds(150)); // longer than a frame may stand still
+    EXPECT_FALSE(client->receive(kxnet::deadline_after(10), 100));
+    node.go_on();
+    EXPECT_TRUE(client->receive(kxnet::no_deadline, 2000));
+}
+
+TEST(packet_stream, knows_of_a_reply_as_soon_as_its_first_bytes_have_come) {
+    std::string const reply = kx_test::text_of(kxnet::frame(kxp::packet(1, "a long reply"), 7));
+    hesitant_node node(reply.substr(0, 12), reply.substr(12));
+    auto const client = connected(node.port());
+    EXPECT_TRUE(kx_test::soon([&] {
+        EXPECT_FALSE(client->receive(kxnet::deadline_after(1)));
+        return client->reply_under_way(7) == 12;
+    }));
+    EXPECT_EQ(client->reply_under_way(8), 0u);
+    node.go_on();
+    EXPECT_TRUE(client->receive(kxnet::deadline_after(2000)));
+    EXPECT_EQ(client->reply_under_way(7), 0u);
+}
+
+TEST(packet_stream, keeps_to_its_deadline_while_bytes_come_all_the_time) {
+    std::atomic<bool> is_over = false;
+    // A frame of 64 MiB, the most that there is.
     fault_server const node([&](fault_connection& client) {
-        if (!kx_test::greet(client)) return;
-        client.send(event.substr(0, 6));
-        std::this_thread::sleep_for(std::chrono::milliseconds(60));
-        client.send(event.substr(6));
-        client.stall();
+        if (!kx_test::greet(client) || !client.send(std::string("\x04\0\0\0\x03", 5))) return;
+        std::string const piece(1000, '\0');
+        while (!is_over && client.send(piece)) {
+        }
     });
     auto const client = connected(node.port());
+    long long const took = milliseconds_of([&] { EXPECT_FALSE(client->receive(kxnet::deadline_after(50))); });
+    is_over = true;
+    EXPECT_GE(took, 50);
+    EXPECT_LT(took, 500);
+}
+
+TEST(packet_stream, goes_on_with_a_frame_after_a_deadline_in_its_middle) {
+    std::string const event = event_text("e");
+    hesitant_node node(event.substr(0, 6), event.substr(6));
+    auto const client = connected(node.port());
     EXPECT_FALSE(client->receive(kxnet::deadline_after(20)));
+    node.go_on();
     auto const late = client->receive(kxnet::deadline_after(2000));
     ASSERT_TRUE(late);
     EXPECT_EQ(late->get_name(), "e");
@@ -329,8 +381,8 @@ TEST(packet_stream, is_closed_by_another_thread_while_it_receives_and_sends) {
     deaf_node const node;
     auto const client = connected(node.port());
     std::jthread sender([&] { EXPECT_THROW(client->send(large_request(50'000'000), 0), connection_lost); });
-    std::jthread closer([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    std::jthread const closer([&, self = kx_test::this_thread()] {
+        EXPECT_TRUE(kx_test::soon([&] { return kx_test::is_waiting(self); }));
         client->close();
     });
     EXPECT_THAT(error_of<connection_lost>([&] { static_cast<void>(client->receive(kxnet::no_deadline)); }),

@@ -1,5 +1,6 @@
 #include <kxnet/packet_stream.h>
 
+#include "kxnet/tls_server.h"
 #include "support/certificates.h"
 #include "support/scripted_node.h"
 
@@ -16,6 +17,7 @@ using kx_test::error_of;
 using kx_test::fault_connection;
 using kx_test::fault_server;
 using kx_test::test_node;
+using kx_test::tls_server;
 using kxnet::not_secure;
 using kxnet::packet_stream;
 using testing::HasSubstr;
@@ -119,6 +121,58 @@ TEST(packet_stream_tls, survives_an_end_in_the_middle_of_the_handshake) {
     EXPECT_THROW(static_cast<void>(connected(node.port(), "127.0.0.1")), kxnet::connection_lost);
 }
 
+/// Sends what holds no data, again and again, until the client has gone.
+enum class e_empty_record { ticket, key_update, key_update_with_answer };
+
+void send_without_data(SSL* client, e_empty_record kind) {
+    bool is_sent = true;
+    while (is_sent && !kx_test::has_gone(client)) {
+        int const answer =
+            kind == e_empty_record::key_update_with_answer ? SSL_KEY_UPDATE_REQUESTED : SSL_KEY_UPDATE_NOT_REQUESTED;
+        is_sent =
+            (kind == e_empty_record::ticket ? SSL_new_session_ticket(client) : SSL_key_update(client, answer)) == 1 &&
+            SSL_do_handshake(client) == 1;
+    }
+}
+
+TEST(packet_stream_tls, keeps_to_its_deadlines_while_records_without_data_come) {
+    for (bool const is_greeted : {false, true}) {
+        for (auto const kind : {e_empty_record::ticket, e_empty_record::key_update}) {
+            std::atomic<std::uint64_t> sent = 0;
+            tls_server const node(certificates::get().good(), certificates::get().key(), [&](SSL* client) {
+                if (is_greeted) kx_test::send_to(client, kx_test::hello_text());
+                send_without_data(client, kind);
+                sent = BIO_number_written(SSL_get_wbio(client));
+            });
+            long long const took = kx_test::milliseconds_of([&] {
+                if (!is_greeted) {
+                    EXPECT_THAT(error_of<kxnet::timed_out>([&] {
+                                    static_cast<void>(packet_stream::connect("127.0.0.1", node.port(),
+                                                                             trusting(certificates::get().ca()), 150));
+                                }),
+                                HasSubstr("does not greet in time"));
+                    return;
+                }
+                auto const client = connected(node.port(), "127.0.0.1");
+                EXPECT_FALSE(client->receive(kxnet::deadline_after(100)));
+            });
+            EXPECT_LT(took, 2000);
+            EXPECT_TRUE(kx_test::soon([&] { return sent != 0; }));
+            EXPECT_GT(sent, 10'000u) << "the flood is to be one";
+        }
+    }
+}
+
+TEST(packet_stream_tls, loses_a_peer_that_wants_new_keys_over_and_over) {
+    tls_server const node(certificates::get().good(), certificates::get().key(), [](SSL* client) {
+        kx_test::send_to(client, kx_test::hello_text());
+        send_without_data(client, e_empty_record::key_update_with_answer);
+    });
+    auto const client = connected(node.port(), "127.0.0.1");
+    EXPECT_EQ(error_of<kxnet::connection_lost>([&] { static_cast<void>(client->receive(kxnet::no_deadline)); }),
+              "TLS: the peer asks for new keys over and over");
+}
+
 TEST(packet_stream_tls, is_told_of_the_end) {
     test_node const node([](packet_stream&) {}, with(certificates::get().good()));
     auto const client = connected(node.port());
@@ -129,8 +183,8 @@ TEST(packet_stream_tls, is_told_of_the_end) {
 TEST(packet_stream_tls, is_closed_by_another_thread) {
     test_node const node(echo, with(certificates::get().good()));
     auto const client = connected(node.port());
-    std::jthread closer([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    std::jthread const closer([&, self = kx_test::this_thread()] {
+        EXPECT_TRUE(kx_test::soon([&] { return kx_test::is_waiting(self); }));
         client->close();
     });
     EXPECT_THROW(static_cast<void>(client->receive(kxnet::no_deadline)), kxnet::connection_lost);

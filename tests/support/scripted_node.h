@@ -11,7 +11,10 @@
 #include <kxnet/packet_stream.h>
 
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -154,6 +157,32 @@ template <class Condition>
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;
+}
+
+/// The calling thread, for `is_waiting`.
+[[nodiscard]] inline std::string this_thread() {
+    return std::filesystem::read_symlink("/proc/thread-self").filename().string();
+}
+
+/// Whether a thread of this process waits for something outside of it, as one does that has come to a read or a poll.
+[[nodiscard]] inline bool is_waiting(std::string const& thread) {
+    std::string text;
+    std::getline(std::ifstream("/proc/self/task/" + thread + "/stat"), text);
+    // The name, which may hold anything, stands in parentheses.
+    std::size_t const behind_name = text.rfind(')');
+    return behind_name != std::string::npos && behind_name + 2 < text.size() && text[behind_name + 2] == 'S';
+}
+
+/// How many threads this process has.
+[[nodiscard]] inline std::size_t count_threads() {
+    auto const each = std::filesystem::directory_iterator("/proc/self/task");
+    return static_cast<std::size_t>(std::distance(begin(each), end(each)));
+}
+
+/// How many descriptors this process has.
+[[nodiscard]] inline std::size_t count_descriptors() {
+    auto const each = std::filesystem::directory_iterator("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(each), end(each)));
 }
 
 /// How many milliseconds a call takes.

@@ -1,7 +1,7 @@
 // Calls of the host's own code.
 #pragma once
 
-#include <kxbase/report.h>
+#include "reporting.h"
 
 #include <exception>
 #include <string>
@@ -11,15 +11,12 @@ namespace kxcapi {
 /// Calls, and logs what is thrown: a host's errors are its own affair, and end no connection.
 template <class Call>
 void call_handler(Call const& call) noexcept {
-    constexpr unsigned int kind = 3;
-    constexpr unsigned int severity = 3;
     try {
         call();
     } catch (std::exception const& error) {
-        kxbase::report(__FILE__, __LINE__, "ClientProxy", kind, severity,
-                       std::string("a handler raised: ") + error.what());
+        report(e_report_kind_connection, e_report_severity_error, std::string("a handler raised: ") + error.what());
     } catch (...) {
-        kxbase::report(__FILE__, __LINE__, "ClientProxy", kind, severity, "a handler raised something unknown");
+        report(e_report_kind_connection, e_report_severity_error, "a handler raised something unknown");
     }
 }
 

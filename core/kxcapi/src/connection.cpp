@@ -1,11 +1,11 @@
 #include <kxcapi/connection.h>
 
+#include "reporting.h"
 #include "session.h"
 
 #include <kxcapi/handler.h>
 
 #include <kxbase/errors.h>
-#include <kxbase/report.h>
 
 #include <mutex>
 #include <system_error>
@@ -27,10 +27,13 @@ struct connection::state {
         : sink(std::move(told)), options(std::move(transport)) {}
 
     std::shared_ptr<handler> sink;
+    std::shared_ptr<handler_turn> turn = std::make_shared<handler_turn>();
     kxnet::transport_options options;
 
     std::mutex mutable guard;
     std::shared_ptr<session> current;
+    /// The one before, whose handler has connected again and may not have returned yet.
+    std::shared_ptr<session> former;
     /// While an attempt to connect is under way.
     std::shared_ptr<kxnet::stop_signal> connecting;
     std::string failure;
@@ -42,8 +45,12 @@ struct connection::state {
     }
 
     std::shared_ptr<kxnet::stop_signal> begin_connecting();
+    void end_connecting(std::shared_ptr<kxnet::stop_signal> const& attempt) noexcept;
+    void end_sessions() noexcept;
+    [[nodiscard]] std::shared_ptr<session> next_to_end() const;
     result_code establish(std::unique_ptr<kxnet::packet_stream> stream);
     result_code fail(result_code code, std::string const& reason);
+    void replace_current(std::shared_ptr<session> by);
     kxp::packet const& keep(kxbase::ptr_refcount<kxp::packet const> reply);
 };
 
@@ -59,8 +66,10 @@ connection::~connection() {
 
 result_code connection::connect(std::string const& host, std::string const& port, unsigned int timeout_ms) {
     auto const stop = state_->begin_connecting();
+    // However it ends, another attempt may follow.
+    std::shared_ptr<state> const ending(state_.get(), [&stop](state* of) { of->end_connecting(stop); });
     // What is told of the new connection must not be mixed up with what the old one still tells.
-    if (auto const old = state_->get_current()) old->close();
+    state_->end_sessions();
     starting();
     try {
         return state_->establish(kxnet::packet_stream::connect(host, port, state_->options, timeout_ms, stop.get()));
@@ -74,7 +83,9 @@ result_code connection::connect(std::string const& host, std::string const& port
     } catch (kxbase::es::arg const& error) {
         state_->fail(result_code::failed, error.what());
         throw;
-    } catch (std::exception const& error) {
+    } catch (kxbase::es::base const& error) {
+        return state_->fail(result_code::failed, error.what());
+    } catch (std::system_error const& error) {
         return state_->fail(result_code::failed, error.what());
     }
 }
@@ -98,9 +109,9 @@ kxp::packet const& connection::send_sync(kxp::packet const& request, unsigned in
 kxp::packet const& connection::login_sync(kxp::packet const& request, unsigned int timeout_ms) {
     auto const session = state_->get_current();
     if (!session) kxbase::es::call::raise("there is no connection");
-    kxp::packet const& reply = state_->keep(session->request(request, timeout_ms, {}));
-    if (!reply.get_properties().is_present("error")) session->is_logged_in = true;
-    return reply;
+    auto const reply = session->request(request, timeout_ms, {});
+    if (!reply->get_properties().is_present("error")) session->is_logged_in = true;
+    return state_->keep(reply);
 }
 
 bool connection::is_logged_in() const {
@@ -114,13 +125,11 @@ bool connection::is_connected() const {
 }
 
 void connection::close() noexcept {
-    std::shared_ptr<session> current;
     {
         std::lock_guard const lock(state_->guard);
         if (state_->connecting) state_->connecting->stop();
-        current = state_->current;
     }
-    if (current) current->close();
+    state_->end_sessions();
 }
 
 void connection::starting() {}
@@ -134,14 +143,39 @@ std::shared_ptr<kxnet::stop_signal> connection::state::begin_connecting() {
     return stop;
 }
 
+void connection::state::end_connecting(std::shared_ptr<kxnet::stop_signal> const& attempt) noexcept {
+    std::lock_guard const lock(guard);
+    if (connecting == attempt) connecting.reset();
+}
+
+/// Ends what there is, and what a handler makes meanwhile that has not returned yet.
+void connection::state::end_sessions() noexcept {
+    while (auto const ended = next_to_end())
+        ended->close();
+}
+
+std::shared_ptr<session> connection::state::next_to_end() const {
+    std::shared_ptr<session> candidates[2];
+    {
+        std::lock_guard const lock(guard);
+        // Only the former one may be in the handler for long when there are both: the connection ends before that.
+        candidates[0] = current;
+        candidates[1] = former;
+    }
+    for (auto const& each : candidates)
+        if (each && !each->is_over()) return each;
+    return {};
+}
+
 result_code connection::state::establish(std::unique_ptr<kxnet::packet_stream> stream) {
-    auto const made = std::make_shared<session>(std::move(stream), sink);
+    auto const made = std::make_shared<session>(std::move(stream), sink, turn);
     {
         std::lock_guard const lock(guard);
         if (connecting->is_stopped())
             throw kxnet::connection_lost(__FILE__, __LINE__, "the connection was closed by this side");
-        current = made;
+        replace_current(made);
         failure.clear();
+        // From its first event on the handler may connect again.
         connecting.reset();
     }
     made->start();
@@ -149,12 +183,20 @@ result_code connection::state::establish(std::unique_ptr<kxnet::packet_stream> s
 }
 
 result_code connection::state::fail(result_code code, std::string const& reason) {
-    kxbase::report(__FILE__, __LINE__, "ClientProxy", 3, 5, "not connected: " + reason);
+    report(e_report_kind_connection, e_report_severity_notice, "not connected: " + reason);
     std::lock_guard const lock(guard);
-    connecting.reset();
-    current.reset();
+    replace_current({});
     failure = reason;
     return code;
+}
+
+/// Of those before, all have ended but the one on whose network thread this is called, if any.
+void connection::state::replace_current(std::shared_ptr<session> by) {
+    if (current && current->is_own_thread())
+        former = current;
+    else if (former && !former->is_own_thread())
+        former.reset();
+    current = std::move(by);
 }
 
 kxp::packet const& connection::state::keep(kxbase::ptr_refcount<kxp::packet const> reply) {

@@ -1,9 +1,9 @@
 #include "job_table.h"
 
 #include "calling_handler.h"
+#include "reporting.h"
 
 #include <kxbase/errors.h>
-#include <kxbase/report.h>
 #include <kxcore/plugin_info.h>
 #include <kxcore/property_list.h>
 #include <kxcore/property_values.h>
@@ -29,6 +29,7 @@ kxcore::property_handle with_type(kxcore::property_handle const& task, kxcore::p
 job_table::job_table(state_handler* told, std::optional<job_cache> cache) : told_(told), cache_(std::move(cache)) {}
 
 void job_table::event(kxp::packet const& packet) {
+    is_outdated_ = false;
     struct announcement {
         std::string_view name;
         void (job_table::*take)(properties const& announced);
@@ -43,8 +44,8 @@ void job_table::event(kxp::packet const& packet) {
         try {
             return (this->*each.take)(packet.get_properties());
         } catch (kxbase::es::arg const& error) {
-            kxbase::report(__FILE__, __LINE__, "ClientProxy", 3, 4,
-                           "event \"" + packet.get_name() + "\" dropped: " + error.what());
+            report(e_report_kind_connection, e_report_severity_warning,
+                   "event \"" + packet.get_name() + "\" dropped: " + error.what());
             return;
         }
     }
@@ -56,6 +57,7 @@ void job_table::closed(std::string const& reason) {
 }
 
 void job_table::start() {
+    is_outdated_ = true;
     if (cache_) return;
     std::lock_guard const lock(guard_);
     jobs_.clear();
@@ -95,7 +97,7 @@ void job_table::take_state(properties const& announced) {
     }
     for (job const& each : now)
         if (put(each)) tell([&](state_handler& told) { told.job_changed(each); });
-    tell([&](state_handler& told) { told.state_complete(); });
+    if (!is_outdated_) tell([&](state_handler& told) { told.state_complete(); });
 }
 
 void job_table::take_job(properties const& announced) {
@@ -115,6 +117,7 @@ job job_table::read_job(ptr_refcount<properties const> const& tree) const {
 /// Whether anything about the job is new.
 bool job_table::put(job const& now) {
     std::lock_guard const lock(guard_);
+    if (is_outdated_) return false;
     std::erase(forgotten_, now.id);
     auto const [found, is_new] = jobs_.try_emplace(now.id, now);
     if (is_new) return true;
@@ -128,7 +131,7 @@ bool job_table::put(job const& now) {
 std::vector<job> job_table::forget(std::string const& id) {
     std::lock_guard const lock(guard_);
     auto const found = jobs_.find(id);
-    if (found == jobs_.end()) return {};
+    if (found == jobs_.end() || is_outdated_) return {};
     std::vector<std::string> leaving;
     if (!cache_ || !is_finished(found->second.status)) {
         leaving.push_back(id);

@@ -34,7 +34,7 @@ public:
     void event(kxp::packet const& packet) override;
     void closed(std::string const& reason) override;
 
-    /// A connection begins.
+    /// A connection begins: what is left of an event of an earlier one, whose handler has connected again, counts no more.
     void start();
     /// From now on nobody is told of anything.
     void detach() noexcept { told_ = nullptr; }
@@ -57,6 +57,8 @@ private:
 
     std::atomic<state_handler*> told_;
     std::optional<job_cache> const cache_;
+    /// A connection has begun since the event came that is being worked on.
+    std::atomic<bool> is_outdated_ = false;
 
     std::mutex mutable guard_;
     jobs jobs_;

@@ -1,10 +1,10 @@
 #include "session.h"
 
 #include "calling_handler.h"
+#include "reporting.h"
 
 #include <kxbase/errors.h>
 #include <kxbase/limits.h>
-#include <kxbase/report.h>
 #include <kxnet/frame.h>
 
 #include <algorithm>
@@ -25,10 +25,8 @@ constexpr milliseconds quiet_time(2);
 /// How often somebody looks whether a reply that is late but under way has come further.
 constexpr milliseconds look_time(20);
 
-constexpr char const* log_category = "ClientProxy";
-
 void report_dropped(kxp::packet const& packet, char const* why) {
-    kxbase::report(__FILE__, __LINE__, log_category, 2, 7, "packet \"" + packet.get_name() + "\" dropped: " + why);
+    report(e_report_kind_packet, e_report_severity_debug, "packet \"" + packet.get_name() + "\" dropped: " + why);
 }
 
 } // namespace
@@ -89,8 +87,28 @@ private:
     pending& mine_;
 };
 
-session::session(std::unique_ptr<kxnet::packet_stream> stream, std::shared_ptr<handler> sink)
-    : stream_(std::move(stream)), sink_(std::move(sink)) {}
+bool handler_turn::take(std::atomic<bool> const& is_given_up) {
+    std::unique_lock lock(guard_);
+    changed_.wait(lock, [&] { return !is_taken_ || is_given_up; });
+    if (is_given_up) return false;
+    is_taken_ = true;
+    return true;
+}
+
+void handler_turn::give_back() {
+    std::lock_guard const lock(guard_);
+    is_taken_ = false;
+    changed_.notify_one();
+}
+
+void handler_turn::look_again() {
+    std::lock_guard const lock(guard_);
+    changed_.notify_all();
+}
+
+session::session(std::unique_ptr<kxnet::packet_stream> stream, std::shared_ptr<handler> sink,
+                 std::shared_ptr<handler_turn> turn)
+    : stream_(std::move(stream)), sink_(std::move(sink)), turn_(std::move(turn)) {}
 
 session::~session() {
     // Only the network thread itself can still be there: it holds the session until it ends.
@@ -131,7 +149,20 @@ void session::send(kxp::packet const& request, std::uint32_t number, unsigned in
         guard_lock const lock(guard_);
         end(lock, error.what());
         kxbase::es::call::raise(end_reason_);
+    } catch (kxnet::timed_out const& error) {
+        end_if_closed(error.what());
+        throw;
+    } catch (...) {
+        end_if_closed("a packet to " + stream_->peer() + " was given up while it was sent");
+        throw;
     }
+}
+
+/// A frame that was begun and not finished ends the connection; nobody may be reading who would notice.
+void session::end_if_closed(std::string const& reason) {
+    if (stream_->is_open()) return;
+    guard_lock const lock(guard_);
+    end(lock, reason);
 }
 
 void session::wait_for_reply(pending& mine, unsigned int timeout_ms, std::string const& name) {
@@ -218,11 +249,24 @@ void session::close() noexcept {
         guard_lock const lock(guard_);
         is_closed_here_ = true;
         end(lock, "the connection was closed by this side");
-        // A handler that closes cannot wait for itself to return.
-        if (std::this_thread::get_id() == network_id_) return;
     }
+    turn_->look_again();
+    // A handler that closes cannot wait for itself to return.
+    if (is_own_thread()) return;
     std::lock_guard const lock(thread_guard_);
     if (thread_.joinable()) thread_.join();
+}
+
+bool session::is_own_thread() const {
+    guard_lock const lock(guard_);
+    return std::this_thread::get_id() == network_id_;
+}
+
+bool session::is_over() const {
+    if (!is_closed_here_) return false;
+    if (is_own_thread()) return true;
+    std::lock_guard const lock(thread_guard_);
+    return !thread_.joinable();
 }
 
 bool session::is_open() const {
@@ -243,8 +287,7 @@ void session::run() noexcept {
             deliver_first(lock);
         } else if (has_ended_) {
             std::string const reason = end_reason_;
-            lock.unlock();
-            if (sink_) call_handler([&] { sink_->closed(reason); });
+            if (sink_) call_sink(lock, [&] { sink_->closed(reason); });
             return;
         } else if (is_reading_ || waiting_ != 0 || requests_ != requests_seen_) {
             stand_by(lock);
@@ -259,11 +302,19 @@ void session::run() noexcept {
 void session::deliver_first(guard_lock& lock) {
     event const first = std::move(events_.front());
     events_.pop_front();
-    lock.unlock();
-    call_handler([&] { sink_->event(*first.packet); });
-    lock.lock();
+    call_sink(lock, [&] { sink_->event(*first.packet); });
     // Until now: what a handler works on counts as waiting.
     events_size_ -= first.size;
+}
+
+template <class Call>
+void session::call_sink(guard_lock& lock, Call const& call) {
+    lock.unlock();
+    if (turn_->take(is_closed_here_)) {
+        call_handler(call);
+        turn_->give_back();
+    }
+    lock.lock();
 }
 
 /// Leaves the reading to the callers: for a moment while they come and go, without end while one of them stays.

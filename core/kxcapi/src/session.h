@@ -22,10 +22,28 @@
 
 namespace kxcapi {
 
+/// Lets one session at a time call the handler of a connection: one that ended may still be in it when the next one has
+/// come, which the handler itself may have made.
+class handler_turn {
+public:
+    /// Waits for the turn; false when that is given up before.
+    [[nodiscard]] bool take(std::atomic<bool> const& is_given_up);
+    void give_back();
+    /// Whoever waits looks whether it has been given up.
+    void look_again();
+
+private:
+    std::mutex guard_;
+    std::condition_variable changed_;
+    bool is_taken_ = false;
+};
+
 class session : public std::enable_shared_from_this<session> {
 public:
     /// @param sink  told of events and of the end; may be empty
-    session(std::unique_ptr<kxnet::packet_stream> stream, std::shared_ptr<handler> sink);
+    /// @param turn  shared by the sessions of a connection
+    session(std::unique_ptr<kxnet::packet_stream> stream, std::shared_ptr<handler> sink,
+            std::shared_ptr<handler_turn> turn);
     ~session();
     session(session const&) = delete;
     session& operator=(session const&) = delete;
@@ -38,8 +56,12 @@ public:
     [[nodiscard]] kxbase::ptr_refcount<kxp::packet const> request(kxp::packet const& request, unsigned int timeout_ms,
                                                                   kxnet::progress_function const& progress);
 
-    /// As `connection::close`.
+    /// Ends it. When it returns its network thread has ended, unless that is the one that calls.
     void close() noexcept;
+    /// Whether the calling thread is its network thread.
+    [[nodiscard]] bool is_own_thread() const;
+    /// Whether there is nothing that `close` would still do for the calling thread.
+    [[nodiscard]] bool is_over() const;
 
     [[nodiscard]] bool is_open() const;
     /// Why it has ended; empty while it has not.
@@ -70,14 +92,18 @@ private:
     void take_reply(kxbase::ptr_refcount<kxp::packet> const& reply);
     void take_event(guard_lock const& lock, kxbase::ptr_refcount<kxp::packet> const& packet, std::size_t size);
     void end(guard_lock const& lock, std::string const& reason) noexcept;
+    void end_if_closed(std::string const& reason);
 
     void run() noexcept;
     void deliver_first(guard_lock& lock);
+    template <class Call>
+    void call_sink(guard_lock& lock, Call const& call);
     void stand_by(guard_lock& lock);
     [[nodiscard]] bool has_news() const noexcept { return !events_.empty() || has_ended_; }
 
     std::unique_ptr<kxnet::packet_stream> const stream_;
     std::shared_ptr<handler> const sink_;
+    std::shared_ptr<handler_turn> const turn_;
     std::atomic<std::uint32_t> last_number_ = 0;
 
     std::mutex mutable guard_;
@@ -95,9 +121,9 @@ private:
     bool is_reading_ = false;
     bool is_network_asleep_ = false;
     bool has_ended_ = false;
-    bool is_closed_here_ = false;
+    std::atomic<bool> is_closed_here_ = false;
 
-    std::mutex thread_guard_;
+    std::mutex mutable thread_guard_;
     std::thread thread_;
 };
 

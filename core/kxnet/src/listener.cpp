@@ -9,8 +9,11 @@
 #include <netinet/in.h>
 #include <poll.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
-#include <cstring>
+#include <chrono>
+#include <iterator>
 #include <optional>
 #include <utility>
 
@@ -20,7 +23,8 @@ namespace {
 
 tcp_socket listen_on(std::string const& address, std::string const& port);
 int open_listening(addrinfo const& on);
-void wait_for_descriptors(int error, stop_signal const& closed);
+bool is_of_that_client(int error);
+bool is_for_want_of_room(int error);
 
 } // namespace
 
@@ -32,6 +36,9 @@ struct listener::state {
     std::shared_ptr<tls_context const> tls;
     unsigned int port = 0;
     stop_signal closed;
+    std::atomic<bool> is_full = false;
+
+    void refuse(int error, time_point deadline);
 };
 
 listener::listener(std::string const& address, unsigned int port, server_options const& options) {
@@ -54,7 +61,7 @@ unsigned int listener::port() const noexcept {
 }
 
 std::unique_ptr<packet_stream> listener::accept(time_point deadline) {
-    for (;;) {
+    do {
         try {
             if (!wait_on(state_->socket.descriptor(), POLLIN, deadline, &state_->closed)) return {};
         } catch (connection_lost const&) {
@@ -64,15 +71,23 @@ std::unique_ptr<packet_stream> listener::accept(time_point deadline) {
         from.size = sizeof from.address;
         tcp_socket client(::accept4(state_->socket.descriptor(), reinterpret_cast<sockaddr*>(&from.address), &from.size,
                                     SOCK_CLOEXEC));
-        if (client.descriptor() < 0) {
-            wait_for_descriptors(errno, state_->closed);
-            continue;
+        if (client.descriptor() >= 0) {
+            state_->is_full = false;
+            client.prepare();
+            auto parts = std::make_unique<packet_stream_parts>(std::move(client), endpoint_text(from), state_->tls,
+                                                               std::optional<std::string>());
+            return std::unique_ptr<packet_stream>(new packet_stream(std::move(parts)));
         }
-        client.prepare();
-        auto parts = std::make_unique<packet_stream_parts>(std::move(client), endpoint_text(from), state_->tls,
-                                                           std::optional<std::string>());
-        return std::unique_ptr<packet_stream>(new packet_stream(std::move(parts)));
-    }
+        if (int const error = errno; !is_of_that_client(error)) {
+            state_->refuse(error, deadline);
+            return {};
+        }
+    } while (std::chrono::steady_clock::now() < deadline);
+    return {};
+}
+
+bool listener::is_full() const noexcept {
+    return state_->is_full;
 }
 
 void listener::close() noexcept {
@@ -119,18 +134,32 @@ int open_listening(addrinfo const& on) {
     return made.release();
 }
 
-/// Clients that have gone again are passed over; a process or system that is full is given a moment.
-void wait_for_descriptors(int error, stop_signal const& closed) {
-    constexpr unsigned int moment_ms = 50;
-    bool const is_full = error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
-    if (!is_full) return;
-    kxbase::report(__FILE__, __LINE__, "ClientProxy", 3, 4, "no client can be taken: " + system_error_text(error));
-    try {
-        static_cast<void>(wait_on(-1, 0, deadline_after(moment_ms), &closed));
-    } catch (connection_lost const&) { // NOLINT(bugprone-empty-catch): the caller sees it as well
-    }
+/// Whether accept4 tells of a client that has gone again, and not of this side.
+bool is_of_that_client(int error) {
+    constexpr int errors[] = {EINTR,     ECONNABORTED, EAGAIN,       EPROTO,     ENOPROTOOPT, ENETDOWN,
+                              EHOSTDOWN, ENONET,       EHOSTUNREACH, EOPNOTSUPP, ENETUNREACH};
+    return std::find(std::begin(errors), std::end(errors), error) != std::end(errors);
+}
+
+bool is_for_want_of_room(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
 }
 
 } // namespace
+
+/// Whatever it is, it is not over at once: a caller that tries again and again would do nothing else.
+void listener::state::refuse(int error, time_point deadline) {
+    constexpr unsigned int moment_ms = 50;
+    constexpr unsigned int kind_connection = 3;
+    constexpr unsigned int severity_warning = 4;
+    bool const was_full = is_full.exchange(is_for_want_of_room(error));
+    if (!was_full || !is_full)
+        kxbase::report(__FILE__, __LINE__, "listener", kind_connection, severity_warning,
+                       "no client can be taken: " + system_error_text(error));
+    try {
+        static_cast<void>(wait_on(-1, 0, std::min(deadline, deadline_after(moment_ms)), &closed));
+    } catch (connection_lost const&) { // NOLINT(bugprone-empty-catch): the caller sees it as well
+    }
+}
 
 } // namespace kxnet

@@ -26,6 +26,15 @@ public:
         latest_ = now;
     }
 
+    /// From now on nobody looks for its next bytes.
+    void pause(time_point now) noexcept { paused_ = now; }
+
+    /// Somebody looks again: the time between is not the peer's.
+    void resume(time_point now) noexcept {
+        began_ += now - paused_;
+        latest_ += now - paused_;
+    }
+
     void end() noexcept { is_running_ = false; }
     [[nodiscard]] bool is_running() const noexcept { return is_running_; }
 
@@ -40,6 +49,7 @@ public:
 private:
     time_point began_{};
     time_point latest_{};
+    time_point paused_{};
     std::size_t bytes_ = 0;
     bool is_running_ = false;
 };

@@ -69,6 +69,10 @@ void packet_stream::close() noexcept {
     parts_->close();
 }
 
+bool packet_stream::is_open() const noexcept {
+    return parts_->is_open();
+}
+
 std::string const& packet_stream::peer() const noexcept {
     return parts_->peer;
 }

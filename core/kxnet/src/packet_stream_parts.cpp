@@ -77,9 +77,11 @@ void packet_stream_parts::agree_on_tls(time_point deadline) {
         send_all(out.bytes(), deadline);
         out.clear();
         if (is_done) return;
-        auto const size = socket.receive_some(encrypted_in_.bytes(), deadline);
+        std::optional<std::size_t> size;
+        // Bytes that come all the time do not put the deadline off.
+        if (steady_clock::now() < deadline) size = socket.receive_some(encrypted_in_.bytes(), deadline);
         if (!size) throw timed_out(__FILE__, __LINE__, peer + " does not answer in time");
-        if (*size == 0) raise_ended("before TLS was agreed on");
+        if (*size == 0) raise_ended(" before TLS was agreed on");
         tls_->feed(encrypted_in_.bytes().first(*size));
     }
 }
@@ -93,7 +95,7 @@ void packet_stream_parts::receive_hello(time_point deadline) {
         // Never beyond the hello: what follows it belongs to the reader of frames.
         auto const size = receive_bytes(all.subspan(known), deadline);
         if (!size) throw timed_out(__FILE__, __LINE__, peer + " does not greet in time");
-        if (*size == 0) raise_ended("before its hello was complete");
+        if (*size == 0) raise_ended(" before its hello was complete");
         known += *size;
         judged = judge_hello(all.first(known));
     }
@@ -112,18 +114,22 @@ void packet_stream_parts::receive_hello(time_point deadline) {
 void packet_stream_parts::send(frame const& sent, unsigned int timeout_ms, progress_function const& progress) {
     if (!turn_.take(deadline_after(timeout_ms)))
         throw timed_out(__FILE__, __LINE__, "others take the time to send to " + peer);
+    // A frame that was begun and not finished leaves nothing that another one could be sent behind.
     try {
         send_pieces(sent, timeout_ms, progress);
         turn_.give_back();
-    } catch (connection_lost const&) {
+    } catch (connection_lost const& error) {
         turn_.give_back();
-        if (is_closed_) raise_ended();
-        close();
+        if (is_closed_) raise_closed_here();
+        close(error.what());
+        throw;
+    } catch (timed_out const& error) {
+        turn_.give_back();
+        close(error.what());
         throw;
     } catch (...) {
-        // A frame that was begun and not finished leaves nothing that another one could be sent behind.
         turn_.give_back();
-        close();
+        close("a packet to " + peer + " was given up while it was sent");
         throw;
     }
 }
@@ -171,27 +177,39 @@ void packet_stream_parts::send_all(std::span<std::byte const> bytes, time_point 
 
 kxbase::ptr_refcount<kxp::packet> packet_stream_parts::receive(time_point deadline, unsigned int timeout_ms) {
     require_open();
-    for (;;) {
+    if (coming_.is_running()) coming_.resume(steady_clock::now());
+    for (bool may_read = true; may_read;) {
         if (auto packet = take_packet()) return packet;
-        bool const is_under_way = reader_.under_way() != 0;
-        if (is_under_way && !coming_.is_running()) coming_.begin(steady_clock::now());
-        time_point const frame_deadline = is_under_way ? coming_.deadline(timeout_ms) : no_deadline;
-        auto const size = receive_bytes(reader_.space(), std::min(deadline, frame_deadline));
-        if (size && *size == 0) raise_ended(is_under_way ? "in the middle of a frame" : "");
-        if (size) {
-            reader_.commit(*size);
-            if (is_under_way) note_progress(*size);
-        } else if (steady_clock::now() >= frame_deadline) {
-            close();
-            throw timed_out(__FILE__, __LINE__, peer + " does not go on with a frame in time");
-        } else {
-            return {};
-        }
+        // Bytes that come all the time do not put the deadline off.
+        may_read = take_bytes(deadline, timeout_ms) && (!coming_.is_running() || steady_clock::now() < deadline);
     }
+    if (auto packet = take_packet()) return packet;
+    // Nobody reads until the next call, which is none of the peer's doing.
+    if (coming_.is_running()) coming_.pause(steady_clock::now());
+    return {};
 }
 
-void packet_stream_parts::note_progress(std::size_t size) {
-    coming_.advance(size, steady_clock::now());
+/// Whether some have come by the deadline.
+bool packet_stream_parts::take_bytes(time_point deadline, unsigned int timeout_ms) {
+    bool const is_under_way = reader_.under_way() != 0;
+    if (is_under_way && !coming_.is_running()) coming_.begin(steady_clock::now());
+    time_point const frame_deadline = is_under_way ? coming_.deadline(timeout_ms) : no_deadline;
+    auto const size = receive_bytes(reader_.space(), std::min(deadline, frame_deadline));
+    if (size && *size == 0) raise_ended(is_under_way ? " in the middle of a frame" : "");
+    if (size) {
+        reader_.commit(*size);
+        if (is_under_way) coming_.advance(*size, steady_clock::now());
+        return true;
+    }
+    if (steady_clock::now() < frame_deadline) return false;
+    std::string const why = peer + " does not go on with a frame in time";
+    close(why);
+    throw timed_out(__FILE__, __LINE__, why);
+}
+
+/// For those who wait for the reply that is under way.
+void packet_stream_parts::note_progress() noexcept {
+    coming_number_ = 0;
     coming_size_ = reader_.under_way();
     coming_number_ = reader_.reply_under_way();
 }
@@ -204,32 +222,46 @@ std::size_t packet_stream_parts::reply_under_way(std::uint32_t number) const noe
 kxbase::ptr_refcount<kxp::packet> packet_stream_parts::take_packet() {
     try {
         auto const payload = reader_.next();
-        if (!payload) return {};
-        if (coming_.is_running()) coming_number_ = 0;
+        if (!payload) {
+            if (reader_.under_way() != 0) note_progress();
+            return {};
+        }
+        if (coming_number_ != 0) coming_number_ = 0;
         coming_.end();
         received_size = payload->size();
         return decode_packet(*payload);
     } catch (kxbase::es::arg const& error) {
-        close();
-        throw connection_lost(__FILE__, __LINE__, peer + " sent what cannot be read: " + error.what());
+        std::string const why = peer + " sent what cannot be read: " + error.what();
+        close(why);
+        throw connection_lost(__FILE__, __LINE__, why);
     }
 }
 
 /// Some bytes without TLS around them; 0 at the peer's end, empty at the deadline.
 std::optional<std::size_t> packet_stream_parts::receive_bytes(std::span<std::byte> out, time_point deadline) {
     if (!tls_) return socket.receive_some(out, deadline);
-    for (;;) {
+    for (bool is_first = true;; is_first = false) {
         std::size_t const size = tls_->decrypt(out);
         if (size != 0) return size;
         if (tls_->has_ended()) return 0;
+        // Records without data do not put the deadline off, however many come.
+        if (!is_first && steady_clock::now() >= deadline) return std::nullopt;
         auto const come = socket.receive_some(encrypted_in_.bytes(), deadline);
         if (!come || *come == 0) return come;
         tls_->feed(encrypted_in_.bytes().first(*come));
     }
 }
 
-void packet_stream_parts::close() noexcept {
-    if (is_closed_.exchange(true)) return;
+void packet_stream_parts::close(std::string const& why) noexcept {
+    {
+        std::lock_guard const lock(why_guard_);
+        if (is_closed_) return;
+        try {
+            why_closed_ = why;
+        } catch (...) { // NOLINT(bugprone-empty-catch): closed for a reason that is lost
+        }
+        is_closed_ = true;
+    }
     try {
         // A peer in the middle of whose frame we are learns of the end by the end alone.
         if (tls_ && is_greeted_ && turn_.try_take()) {
@@ -244,15 +276,20 @@ void packet_stream_parts::close() noexcept {
 }
 
 void packet_stream_parts::require_open() const {
-    if (is_closed_) raise_ended();
+    if (is_closed_) raise_closed_here();
     if (!is_greeted_) throw connection_lost(__FILE__, __LINE__, peer + " has not been greeted");
 }
 
+/// The peer has ended the stream, or this side has, which looks the same to whoever receives.
 void packet_stream_parts::raise_ended(char const* when) const {
-    std::string what = peer + " has closed the connection";
-    if (*when != '\0') what += std::string(" ") + when;
-    if (is_closed_) what = "the connection to " + peer + " was closed by this side";
-    throw connection_lost(__FILE__, __LINE__, what);
+    if (is_closed_) raise_closed_here();
+    throw connection_lost(__FILE__, __LINE__, peer + " has closed the connection" + when);
+}
+
+void packet_stream_parts::raise_closed_here() const {
+    std::lock_guard const lock(why_guard_);
+    throw connection_lost(__FILE__, __LINE__,
+                          why_closed_.empty() ? "the connection to " + peer + " was closed by this side" : why_closed_);
 }
 
 } // namespace kxnet

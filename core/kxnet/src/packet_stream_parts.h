@@ -67,7 +67,9 @@ public:
     void set_frame_limit(std::size_t bytes) noexcept { reader_.set_limit(bytes); }
     [[nodiscard]] std::size_t reply_under_way(std::uint32_t number) const noexcept;
 
-    void close() noexcept;
+    /// @param why  what whoever sends or receives is told from now on; empty for words of its own. The first one stays.
+    void close(std::string const& why = {}) noexcept;
+    [[nodiscard]] bool is_open() const noexcept { return !is_closed_; }
 
     tcp_socket socket;
     std::string peer;
@@ -81,13 +83,17 @@ private:
                     progress_teller* teller) const;
     void send_all(std::span<std::byte const> bytes, time_point deadline) const;
     [[nodiscard]] kxbase::ptr_refcount<kxp::packet> take_packet();
-    void note_progress(std::size_t size);
+    void note_progress() noexcept;
+    [[nodiscard]] bool take_bytes(time_point deadline, unsigned int timeout_ms);
     [[nodiscard]] std::optional<std::size_t> receive_bytes(std::span<std::byte> out, time_point deadline);
     void require_open() const;
-    [[noreturn]] void raise_ended(char const* when = "") const;
+    [[noreturn]] void raise_ended(char const* when) const;
+    [[noreturn]] void raise_closed_here() const;
 
     std::unique_ptr<tls_session> tls_;
     std::atomic<bool> is_closed_ = false;
+    std::mutex mutable why_guard_;
+    std::string why_closed_;
     std::atomic<bool> is_greeted_ = false;
 
     // For whoever sends.

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -17,7 +18,7 @@ namespace kxnet {
 
 namespace {
 
-/// What the look-up has found. Shared by whoever waits and the thread that looks, of which either may go first.
+/// What the look-up has found. Shared by those who wait and the thread that looks, of which any may go first.
 struct look_up {
     look_up(std::string asked_host, std::string asked_port)
         : host(std::move(asked_host)), port(std::move(asked_port)) {}
@@ -28,6 +29,22 @@ struct look_up {
     std::mutex guard;
     int error = EAI_AGAIN;
     std::vector<endpoint> found;
+};
+
+/// Look-ups that the system has not finished. Whoever asks for the same again waits with the others: a host that tries
+/// again and again while its name server is dead has one thread for that, however often it has given up.
+class look_ups_under_way {
+public:
+    [[nodiscard]] static look_ups_under_way& get();
+
+    /// @throws std::system_error when there is no thread for it
+    [[nodiscard]] std::shared_ptr<look_up> ask(std::string const& host, std::string const& port);
+
+private:
+    void finish(std::shared_ptr<look_up> const& asked) noexcept;
+
+    std::mutex guard_;
+    std::vector<std::shared_ptr<look_up>> all_;
 };
 
 void check_names(std::string const& host, std::string const& port);
@@ -45,28 +62,58 @@ std::vector<endpoint> resolve(std::string const& host, std::string const& port, 
     std::vector<endpoint> found;
     if (find_endpoints(host, port, AI_NUMERICHOST | AI_NUMERICSERV, found) == 0) return found;
 
-    auto const asked = std::make_shared<look_up>(host, port);
+    std::shared_ptr<look_up> asked;
     try {
-        std::thread([asked] {
-            std::vector<endpoint> addresses;
-            int const error = find_endpoints(asked->host, asked->port, 0, addresses);
-            {
-                std::lock_guard const lock(asked->guard);
-                asked->error = error;
-                asked->found = std::move(addresses);
-            }
-            asked->done.wake();
-        }).detach();
+        asked = look_ups_under_way::get().ask(host, port);
     } catch (std::system_error const& error) {
         refuse(host, port, error.what());
     }
     wait_for(*asked, deadline, stop);
     std::lock_guard const lock(asked->guard);
     if (asked->error != 0) refuse(host, port, ::gai_strerror(asked->error));
-    return std::move(asked->found);
+    return asked->found;
 }
 
 namespace {
+
+/// Never destroyed: threads that look may go on until the process ends.
+look_ups_under_way& look_ups_under_way::get() {
+    static auto* const only = new look_ups_under_way; // NOLINT(cppcoreguidelines-owning-memory)
+    return *only;
+}
+
+std::shared_ptr<look_up> look_ups_under_way::ask(std::string const& host, std::string const& port) {
+    std::lock_guard const lock(guard_);
+    for (auto const& each : all_)
+        if (each->host == host && each->port == port) return each;
+    auto const asked = all_.emplace_back(std::make_shared<look_up>(host, port));
+    try {
+        std::thread([this, asked] { finish(asked); }).detach();
+    } catch (...) {
+        all_.pop_back();
+        throw;
+    }
+    return asked;
+}
+
+void look_ups_under_way::finish(std::shared_ptr<look_up> const& asked) noexcept {
+    std::vector<endpoint> addresses;
+    int error = EAI_MEMORY;
+    try {
+        error = find_endpoints(asked->host, asked->port, 0, addresses);
+    } catch (std::bad_alloc const&) { // NOLINT(bugprone-empty-catch): as the system would say it
+    }
+    {
+        std::lock_guard const lock(guard_);
+        std::erase(all_, asked);
+    }
+    {
+        std::lock_guard const lock(asked->guard);
+        asked->error = error;
+        asked->found = std::move(addresses);
+    }
+    asked->done.wake();
+}
 
 void check_names(std::string const& host, std::string const& port) {
     constexpr std::size_t longest_host = 255;
@@ -100,12 +147,12 @@ int find_endpoints(std::string const& host, std::string const& port, int flags, 
     addrinfo* first = nullptr;
     int const error = ::getaddrinfo(host.c_str(), port.c_str(), &wanted, &first);
     if (error != 0) return error;
+    std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> const owned(first, &::freeaddrinfo);
     for (addrinfo const* each = first; each != nullptr; each = each->ai_next) {
         endpoint& to = found.emplace_back();
         to.size = each->ai_addrlen;
         std::memcpy(&to.address, each->ai_addr, each->ai_addrlen);
     }
-    ::freeaddrinfo(first);
     return found.empty() ? EAI_NONAME : 0;
 }
 

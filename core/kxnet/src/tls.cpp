@@ -20,6 +20,9 @@ namespace kxnet {
 
 namespace {
 
+/// What may wait to be sent to a peer that asks for new keys while this side sends nothing.
+constexpr std::size_t most_answers = std::size_t{16} << 10;
+
 std::string pending_reason();
 std::string handshake_reason(SSL* ssl, bool is_client, std::string const& host);
 void take_output(BIO* from, kxbase::buffer& out);
@@ -96,10 +99,15 @@ tls_session::tls_session(std::shared_ptr<tls_context const> const& context, std:
     SSL* const ssl = state_->ssl.get();
     state_->host = host;
     SSL_set_connect_state(ssl);
-    if (is_address(host)) {
-        if (X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), host.c_str()) != 1) throw std::bad_alloc();
+    SSL_set_hostflags(ssl, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS | X509_CHECK_FLAG_NEVER_CHECK_SUBJECT);
+    // Certificates know of no scope: it says which of this host's networks the address is on.
+    std::string const address = host.substr(0, host.find('%'));
+    if (is_address(address)) {
+        if (X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), address.c_str()) != 1) throw std::bad_alloc();
+    } else if (host.starts_with('.')) {
+        // For OpenSSL it would stand for every name that ends so.
+        throw not_secure(__FILE__, __LINE__, "'" + host + "' cannot be the name in a certificate");
     } else {
-        SSL_set_hostflags(ssl, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
         // As the macro for it does, which casts in a way of its own.
         void* const name = const_cast<char*>(host.c_str());
         if (SSL_set1_host(ssl, host.c_str()) != 1 ||
@@ -154,6 +162,9 @@ std::size_t tls_session::decrypt(std::span<std::byte> out) {
     ERR_clear_error();
     auto const room = static_cast<int>(std::min<std::size_t>(out.size(), INT_MAX));
     int const size = SSL_read(ssl, out.data(), room);
+    // Requests for new keys are answered with what is sent next.
+    if (BIO_ctrl_pending(state_->out) > most_answers)
+        throw connection_lost(__FILE__, __LINE__, "TLS: the peer asks for new keys over and over");
     if (size > 0) return static_cast<std::size_t>(size);
     switch (SSL_get_error(ssl, size)) {
     case SSL_ERROR_WANT_READ: return 0;

@@ -26,8 +26,10 @@ enum class result_code : unsigned int { // NOLINT(readability-identifier-naming)
 /// A connection. Any thread may call anything at any time; several requests may be under way at once, and replies find their
 /// requests by number, in whatever order they come. A reply that nobody waits for (any more) is dropped.
 ///
-/// Time-outs are in milliseconds; 0 stands for 30 seconds. Once the connection has come to its end it can be connected
-/// again.
+/// Time-outs are in milliseconds; 0 stands for 30 seconds. What is being sent, and a reply whose first bytes have come in
+/// time, may take longer, as long as it goes on: the next bytes within the time-out, and 1,000 bytes a second on the average.
+/// Once the connection has come to its end it can be connected again, by its handler too. Whoever gives up the last handle,
+/// calls of other threads must have returned by then.
 class KXCAPI_EXPORT connection : public kxbase::object_refcount {
 public:
     /// Not connected yet.
@@ -43,10 +45,12 @@ public:
     /// @param host        a name or an IPv4 or IPv6 address
     /// @param port        a decimal number or the name of a service
     /// @param timeout_ms  for all of it: look-up, all addresses, TLS and hello
-    /// @return version_mismatch, timeout, or failed for whatever else the network or the peer is to blame for
+    /// @return version_mismatch, timeout, or failed for whatever else the network, the system or the peer is to blame for, and
+    ///         when `close` has ended the attempt
     /// @throws es::call when one side wants TLS and the other does not, or the certificate is not to be trusted; when this
-    ///         is connected already
+    ///         is connected already; when another attempt is under way
     /// @throws es::arg naming a CA file that cannot be used
+    /// @throws others as they are: a lack of memory, above all
     [[nodiscard]] result_code connect(std::string const& host, std::string const& port, unsigned int timeout_ms);
 
     /// Why the last attempt to connect failed, or why the connection ended; empty while neither has happened.
@@ -74,14 +78,16 @@ public:
     /// connection one that is logged in.
     kxp::packet const& login_sync(kxp::packet const& request, unsigned int timeout_ms);
 
-    /// Whether a login has succeeded on the connection as it is now.
+    /// Whether a login by `login_sync` has succeeded on the connection as it is now. Of logins that were requested otherwise
+    /// nothing is known here.
     [[nodiscard]] bool is_logged_in() const;
 
     /// Whether there is a connection, as far as this side knows.
     [[nodiscard]] bool is_connected() const;
 
     /// Ends the connection, or an attempt to connect, at once, whatever the peer does: requests that wait raise, and
-    /// `handler::closed` does not come. When it returns no handler is running, unless it was called by one.
+    /// `handler::closed` does not come. When it returns no handler is running, unless it was called by one: it waits for a
+    /// handler to return, and ends what that connects meanwhile.
     void close() noexcept;
 
 protected:

@@ -15,10 +15,14 @@ namespace kxcapi {
 
 struct job;
 
-/// Gets the events of a connection, on the connection's own network thread, one at a time. It is not owned and must outlive
-/// the connection. It may call back into the connection, and may give up the last handle to it; nothing is called any more
-/// then. What it throws is logged and dropped. While a call has not returned no further one comes, and a node that sends
-/// more than 64 MiB of events meanwhile loses its connection.
+/// Gets the events of a connection, on the connection's own network thread, one at a time: while a call has not returned no
+/// further one comes, not even from a connection that the call itself has made anew. It is not owned and must outlive the
+/// connection, and a call in which it gives up the last handle to it; nothing is called any more then. It may call back
+/// into the connection. The first call may come before `connect` has returned. What it throws is logged and dropped.
+///
+/// A call that takes long holds up reading, unless somebody waits for a reply. A node that cannot get rid of its events for
+/// as long as its time-out (30 seconds) may end the connection; and where they are read, no more than 64 MiB of them may
+/// wait for the handler, with the one that it works on, though one of any size may always wait.
 class KXCAPI_EXPORT handler {
 public:
     virtual ~handler();

@@ -28,8 +28,13 @@ public:
     [[nodiscard]] unsigned int port() const noexcept;
 
     /// The next client, not greeted yet: call `packet_stream::greet` on a thread that a silent client may hold. Empty when
-    /// none has come by the deadline, and once closed.
+    /// none has come by the deadline, once closed, and when the system refuses to let a client in: that is logged, and
+    /// given 50 ms, so that a caller may call again at once. Clients that wait outside are not lost.
     [[nodiscard]] std::unique_ptr<packet_stream> accept(time_point deadline = no_deadline);
+
+    /// Whether the last `accept` was refused for want of descriptors or memory, which clients that are let go give back.
+    /// One line of the log tells of it, until a client has been taken again. Any thread.
+    [[nodiscard]] bool is_full() const noexcept;
 
     /// From now on nobody is accepted; whoever waits in `accept` gets an empty result. Streams that it gave live on.
     void close() noexcept;

@@ -77,6 +77,10 @@ public:
     /// Ends the connection at once, from any thread: whoever sends or receives is told so by a connection_lost.
     void close() noexcept;
 
+    /// Whether it can still be sent on and received from, as far as this side has decided: a peer that has gone is noticed
+    /// by sending and receiving alone. Any thread.
+    [[nodiscard]] bool is_open() const noexcept;
+
     /// The address and port of the other side: "192.0.2.1:4711", "[::1]:4711".
     [[nodiscard]] std::string const& peer() const noexcept;
 
