@@ -37,7 +37,7 @@ constexpr std::string_view ioserver_target = "ioserver at ";
 /// What is asked for with an I/O port, whichever was given: nodes know no other one.
 constexpr std::string_view io_port_told = "40425";
 
-ptr_refcount<state_connection> make_state_connection(kxcapi::state_handler* handler, unsigned int cache,
+ptr_refcount<state_connection> make_state_connection(kxcapi::state_handler* handler, unsigned int finished_jobs,
                                                      kxcore::plugin_db const* plugins,
                                                      kxnet::transport_options const& transport);
 void connect(connection& made, destination const& to, std::string_view target);
@@ -89,12 +89,12 @@ ptr_refcount<state_connection> get_state_connection_to_node(kxcapi::state_handle
                                                             std::string const& port, std::string const& username,
                                                             std::string const& password, std::string const& client_id,
                                                             std::string const& io_port, bool cache_state,
-                                                            unsigned int cache, kxcore::plugin_db const* plugins,
-                                                            unsigned int timeout,
+                                                            unsigned int finished_jobs,
+                                                            kxcore::plugin_db const* plugins, unsigned int timeout,
                                                             kxnet::transport_options const& transport) {
     if (cache_state && plugins == nullptr)
         raise_from<kxbase::es::arg>(connection_source_path, "cannot cache state without a plugin-db");
-    auto made = make_state_connection(handler, cache, cache_state ? plugins : nullptr, transport);
+    auto made = make_state_connection(handler, finished_jobs, cache_state ? plugins : nullptr, transport);
     connect(*made, {host, port, timeout}, node_target);
     require_login(made->login_sync(client_login_packet({username, password}, client_id, io_port), timeout), "node");
     return made;
@@ -112,11 +112,11 @@ ptr_refcount<connection> admin_connection(destination const& to, identity const&
 }
 
 /// With a cache when there are plugins for it.
-ptr_refcount<state_connection> make_state_connection(kxcapi::state_handler* handler, unsigned int cache,
+ptr_refcount<state_connection> make_state_connection(kxcapi::state_handler* handler, unsigned int finished_jobs,
                                                      kxcore::plugin_db const* plugins,
                                                      kxnet::transport_options const& transport) {
     if (plugins == nullptr) return make_refcount<state_connection>(handler, transport);
-    return make_refcount<state_connection>(handler, cache, plugins, transport);
+    return make_refcount<state_connection>(handler, finished_jobs, plugins, transport);
 }
 
 /// Connects; whatever error of the family that raises becomes one that names the destination.

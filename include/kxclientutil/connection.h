@@ -4,9 +4,11 @@
 /// Connections to the nodes of a cluster and to the I/O server beside them: opened, and logged in where that is asked for.
 ///
 /// What all functions have in common: host and port are passed on as they are, a name or an address, a number or the name
-/// of a service. The handler is told of events and of the end of the connection; it is not owned, may be null, and must
-/// outlive the connection. The time-out, in milliseconds, 0 for 30 seconds, is given to each blocking step: connecting, and
-/// the exchange of the login. Passwords travel as SHA-1 hex digests, which is no protection: over a network that others
+/// of a service. The handler is told of events and of the end of the connection, before the function returns, too; it is not
+/// owned, may be null, and must outlive the connection. The time-out, in milliseconds, 0 for 30 seconds, is given to each
+/// blocking step: connecting, and the exchange of the login. Connecting takes no longer. A login that is being sent and a
+/// reply whose first bytes have come in time may, as long as they go on at 1,000 bytes a second and never stand still for the
+/// time-out. Errors of other kinds, such as a lack of memory, pass as they are. Passwords travel as SHA-1 hex digests, which is no protection: over a network that others
 /// share, want TLS. No function retries, and none returns an empty handle.
 
 #include <kxbase/ptr_refcount.h>
@@ -62,15 +64,15 @@ get_client_connection_to_node(std::string const& host, std::string const& port, 
 
 /// The same with a connection that keeps the node's announced state.
 ///
-/// @param cache_state  whether the state outlives the connection, until the next one; needs `plugins`
-/// @param cache        how many finished jobs stay known after the node has forgotten them
-/// @param plugins      copied; may be null when `cache_state` is false
+/// @param cache_state    whether the state outlives the connection, until the next one; needs `plugins`
+/// @param finished_jobs  how many finished jobs stay known after the node has forgotten them; without `cache_state` none do
+/// @param plugins        copied; may be null when `cache_state` is false
 /// @throws es::arg "cannot cache state without a plugin-db", before anything is done
 /// @throws es::call as `get_admin_connection_to_node`
 [[nodiscard]] KXCLIENTUTIL_EXPORT kxbase::ptr_refcount<kxcapi::state_connection>
 get_state_connection_to_node(kxcapi::state_handler* handler, std::string const& host, std::string const& port,
                              std::string const& username, std::string const& password, std::string const& client_id,
-                             std::string const& io_port, bool cache_state, unsigned int cache,
+                             std::string const& io_port, bool cache_state, unsigned int finished_jobs,
                              kxcore::plugin_db const* plugins, unsigned int timeout,
                              kxnet::transport_options const& transport = {});
 

@@ -239,7 +239,7 @@ void put(kxnet::frame_reader& reader, std::string const& text) {
 }
 
 TEST(frame_reader, refuses_lengths_that_no_packet_has) {
-    for (char const* const length : {"00 00 00 00", "00 00 00 05", "04 00 00 01", "FF FF FF FF"}) {
+    for (char const* const length : {"00 00 00 00", "00 00 00 06", "04 00 00 01", "FF FF FF FF"}) {
         kxnet::frame_reader reader;
         put(reader, bytes(length));
         EXPECT_THAT(error_of<arg>([&] { static_cast<void>(reader.next()); }), HasSubstr("a frame of ")) << length;

@@ -10,11 +10,13 @@
 #include <kxnet/listener.h>
 #include <kxnet/packet_stream.h>
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -88,10 +90,10 @@ public:
     ~test_node() {
         listener_.close();
         thread_.join();
-        for (auto const& stream : streams_)
-            stream->close();
-        for (std::thread& server : servers_)
-            server.join();
+        for (guest& each : guests_)
+            each.stream->close();
+        for (guest& each : guests_)
+            each.thread.join();
     }
     test_node(test_node const&) = delete;
     test_node& operator=(test_node const&) = delete;
@@ -106,9 +108,16 @@ public:
 
 private:
     void accept() {
-        while (std::shared_ptr<kxnet::packet_stream> client = listener_.accept()) {
-            streams_.push_back(client);
-            servers_.emplace_back([this, client] { serve(*client); });
+        while (auto client = listener_.accept()) {
+            guests_.remove_if([](guest& each) {
+                if (each.is_over) each.thread.join();
+                return each.is_over.load();
+            });
+            guest& come = guests_.emplace_back(std::move(client));
+            come.thread = std::thread([this, &come] {
+                serve(*come.stream);
+                come.is_over = true;
+            });
         }
     }
 
@@ -125,10 +134,17 @@ private:
         endings_.push_back(ending);
     }
 
+    struct guest {
+        explicit guest(std::unique_ptr<kxnet::packet_stream> of) : stream(std::move(of)) {}
+
+        std::unique_ptr<kxnet::packet_stream> stream;
+        std::atomic<bool> is_over = false;
+        std::thread thread{};
+    };
+
     behaviour act_;
     kxnet::listener listener_;
-    std::vector<std::shared_ptr<kxnet::packet_stream>> streams_;
-    std::vector<std::thread> servers_;
+    std::list<guest> guests_;
     std::mutex mutable guard_;
     std::vector<std::string> endings_;
     std::thread thread_;

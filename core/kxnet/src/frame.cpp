@@ -19,6 +19,8 @@ namespace {
 using kxp::e_packet_type;
 
 constexpr std::size_t longest_name = 255;
+/// No name, and a tree without members.
+constexpr std::size_t least_payload = packet_head_size + 1;
 /// What a reader has room for before anything has come, and keeps.
 constexpr std::size_t first_room = std::size_t{16} << 10;
 
@@ -116,7 +118,7 @@ std::optional<std::span<std::byte const>> frame_reader::next() {
     if (length > limit_)
         kxbase::es::arg::raise("a frame of " + std::to_string(length) + " bytes, at most " + std::to_string(limit_) +
                                " are allowed (limit frame)");
-    if (length < packet_head_size)
+    if (length < least_payload)
         kxbase::es::arg::raise("a frame of " + std::to_string(length) + " bytes, which is too short for a packet");
     if (under_way() - frame_head_size < length) return std::nullopt;
     std::span<std::byte const> const payload(bytes_.data() + begin_ + frame_head_size, length);
