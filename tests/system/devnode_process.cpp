@@ -77,7 +77,7 @@ void devnode_process::start() {
 std::vector<std::string> devnode_process::spooled() const {
     std::vector<std::string> files;
     for (auto const& entry : std::filesystem::directory_iterator(spool()))
-        files.push_back(entry.path().string());
+        if (entry.path().extension() == ".job") files.push_back(entry.path().string());
     return files;
 }
 

@@ -27,7 +27,7 @@ public:
     [[nodiscard]] std::string const& port() const { return port_; }
     [[nodiscard]] std::string address() const { return "localhost:" + port_; }
     [[nodiscard]] std::string spool() const { return folder_.file("spool"); }
-    /// The files of the spool, their whole paths.
+    /// The jobs in the spool, the whole paths of their files.
     [[nodiscard]] std::vector<std::string> spooled() const;
     /// What it has told so far.
     [[nodiscard]] std::string log() const { return folder_.read("log"); }

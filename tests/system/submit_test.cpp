@@ -37,8 +37,13 @@ struct clip_job {
         "Evening news", "--origin-node",         "desk-1"};
 };
 
-strings access_to(devnode_process const& node) {
-    return {"--to", node.address(), "--user", kx_test::node_user, "--password-file", node.password_file()};
+strings access_to(devnode_process const& node, std::string const& host = "localhost") {
+    return {"--to", host + ":" + node.port(), "--user", kx_test::node_user, "--password-file", node.password_file()};
+}
+
+/// What kx says of the folder that the node will ask for.
+std::string fetched(clip_job const& job) {
+    return "  the nodes will fetch from kxrc:" + job.folder.path().string() + "/#desk-1\n";
 }
 
 strings with_tls(std::string const& ca) {
@@ -48,9 +53,9 @@ strings with_tls(std::string const& ca) {
 TEST(kx_submit, delivers_the_job_that_finalize_makes) {
     devnode_process const node;
     clip_job const job;
-    auto const sent = run_kx(strings{"submit"} + job.options + access_to(node));
+    auto const sent = run_kx(strings{"submit", "--submission", "one"} + job.options + access_to(node));
     ASSERT_EQ(sent.exit_code, 0) << sent.err << node.log();
-    EXPECT_THAT(sent.out, HasSubstr(node.address() + ": the job \"Evening news\", 7 tasks, id "));
+    EXPECT_EQ(sent.out, node.address() + ": the job \"Evening news\", 7 tasks, id one\n" + fetched(job));
 
     ASSERT_THAT(node.spooled(), SizeIs(1));
     std::string const file = job.folder.file("job");
@@ -62,11 +67,12 @@ TEST(kx_submit, delivers_the_job_that_finalize_makes) {
 
 TEST(kx_submit, sends_nothing_on_a_dry_run) {
     devnode_process const node;
-    auto const result = run_kx(strings{"submit", "--dry-run"} + clip_job().options + access_to(node));
+    clip_job const job;
+    auto const result = run_kx(strings{"submit", "--dry-run"} + job.options + access_to(node));
     EXPECT_EQ(result.exit_code, 0) << result.err;
-    EXPECT_THAT(result.out, HasSubstr("would be sent"));
+    EXPECT_EQ(result.out, node.address() + ": the job \"Evening news\", 7 tasks would be sent\n" + fetched(job));
     EXPECT_THAT(node.spooled(), IsEmpty());
-    EXPECT_THAT(node.log(), IsEmpty());
+    EXPECT_THAT(node.log(), Not(HasSubstr("127.0.0.1")));
 }
 
 TEST(kx_status, lists_the_jobs_of_a_node_also_after_it_was_killed) {
@@ -97,11 +103,11 @@ TEST(kx_submit, goes_through_tls_when_it_is_wanted_and_the_node_can_be_trusted) 
     EXPECT_THAT(run_kx(strings{"status"} + access_to(node) + with_tls(made.ca())).out, HasSubstr("Evening news"));
 }
 
-/// Submits in a way that must fail for the node's sake.
-std::string refusal(strings const& access) {
-    auto const result = run_kx(strings{"submit"} + clip_job().options + access);
+/// What a run says that must fail for the node's sake, in one line.
+std::string refusal(strings const& command) {
+    auto const result = run_kx(command);
     EXPECT_EQ(result.exit_code, 3) << result.out << result.err;
-    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    EXPECT_THAT(result.out, IsEmpty());
     EXPECT_THAT(result.err, Not(HasSubstr(kx_test::node_password)));
     return result.err;
 }
@@ -109,23 +115,50 @@ std::string refusal(strings const& access) {
 TEST(kx_submit, explains_each_wrong_turn_in_one_line) {
     auto const& made = certificates::get();
     scratch_folder const folder;
+    clip_job const job;
     devnode_process plain;
     devnode_process const secure({"--tls-cert", made.good(), "--tls-key", made.key()});
     devnode_process const untrusted({"--tls-cert", made.foreign(), "--tls-key", made.key()});
     std::string const wrong = folder.write("wrong", "wrong\n");
     std::filesystem::permissions(wrong, std::filesystem::perms::owner_read);
-    strings const wrong_password = {"--to", plain.address(), "--user", kx_test::node_user, "--password-file", wrong};
-    EXPECT_THAT(refusal(wrong_password), HasSubstr("wrong user or password"));
-    EXPECT_THAT(refusal(access_to(secure)), HasSubstr("TLS"));
-    EXPECT_THAT(refusal(access_to(plain) + with_tls(made.ca())), HasSubstr("TLS"));
-    EXPECT_THAT(refusal(access_to(untrusted) + with_tls(made.ca())), HasSubstr("certificate"));
-    EXPECT_THAT(refusal({"--to", "no-such-host.invalid:1", "--user", "a", "--password-file", plain.password_file()}),
-                HasSubstr("no-such-host.invalid"));
+    strings const submit = strings{"submit"} + job.options;
+    auto const failed = [](std::string const& address) { return "kx: Failed to connect to node at " + address; };
+    EXPECT_EQ(
+        refusal(submit + strings{"--to", plain.address(), "--user", kx_test::node_user, "--password-file", wrong}),
+        "kx: " + plain.address() + ": Failed to login to node: wrong user or password\n");
+    EXPECT_EQ(refusal(submit + access_to(secure, "127.0.0.1")),
+              failed("127.0.0.1:" + secure.port()) + " (127.0.0.1:" + secure.port() + " wants TLS): try --tls\n");
+    EXPECT_EQ(refusal(submit + access_to(plain) + with_tls(made.ca())),
+              failed(plain.address()) + " (the peer does not speak TLS): without --tls?\n");
+    EXPECT_EQ(refusal(submit + access_to(untrusted) + with_tls(made.ca())),
+              failed(untrusted.address()) + " (the certificate of 'localhost' is not to be trusted: "
+                                            "unable to get local issuer certificate): see --ca\n");
+    EXPECT_EQ(refusal(submit + strings{"--to", "no-such-host.invalid:1", "--user", "a", "--password-file", wrong}),
+              failed("no-such-host.invalid:1") + " (connection failed), 'no-such-host.invalid' port '1': "
+                                                 "Name or service not known\n");
     EXPECT_THAT(plain.spooled(), IsEmpty());
     EXPECT_THAT(secure.spooled(), IsEmpty());
     plain.end(SIGTERM);
-    EXPECT_THAT(refusal(access_to(plain)), HasSubstr("efused"));
-    EXPECT_EQ(run_kx(strings{"submit", "--to", "host", "--user", "a"} + clip_job().options).exit_code, 2);
+    EXPECT_EQ(refusal(strings{"status"} + access_to(plain, "127.0.0.1")),
+              failed("127.0.0.1:" + plain.port()) + " (connection failed), 127.0.0.1:" + plain.port() +
+                  ": Connection refused\n");
+}
+
+TEST(kx_submit, takes_a_host_or_an_address_and_a_port) {
+    devnode_process const node;
+    strings const login = {"--user", kx_test::node_user, "--password-file", node.password_file()};
+    for (std::string const host : {"localhost", "127.0.0.1", "[::1]"})
+        EXPECT_EQ(run_kx(strings{"status", "--to", host + ":" + node.port()} + login).exit_code, 0) << host;
+    for (char const* const to : {"", "host", "host:", ":1", "a:b:c", "[]:1", "[::1]", "::1:1"}) {
+        auto const result = run_kx(strings{"status", "--to", to} + login);
+        EXPECT_EQ(result.exit_code, 2) << to;
+        EXPECT_THAT(result.err, HasSubstr("a node is HOST:PORT, or [ADDRESS]:PORT with an IPv6 address")) << to;
+    }
+    for (char const* const seconds : {"0", "86401", "-1", "1.5", "soon"})
+        EXPECT_EQ(run_kx(strings{"status", "--to", "host:1", "--timeout", seconds} + login).exit_code, 2) << seconds;
+    auto const bad_id = run_kx(strings{"submit", "--to", "host:1", "--submission", "a b"} + login + clip_job().options);
+    EXPECT_EQ(bad_id.exit_code, 2);
+    EXPECT_THAT(bad_id.err, HasSubstr("a submission has 1 to 64 characters of A-Z, a-z, 0-9 and -"));
 }
 
 /// A workflow that is larger than what the sockets between a client and a node keep.

@@ -1,16 +1,26 @@
 #include "job_board.h"
 
+#include "texts.h"
+
 #include <kxcore/property_values.h>
 
 namespace devnode {
+namespace {
 
-void job_board::add(std::string_view id, std::string_view name, std::string_view user, std::int64_t submitted_ms) {
+constexpr std::size_t longest_user = 64;
+
+} // namespace
+
+void job_board::add(std::string_view id, std::string_view name, job_note const& note) {
     auto job = kxbase::make_refcount<kxcore::properties>();
-    job->set_property("id", kxbase::make_refcount<kxcore::property_string>(id));
-    job->set_property("name", kxbase::make_refcount<kxcore::property_string>(name));
-    job->set_property("status", kxbase::make_refcount<kxcore::property_string>("waiting"));
-    job->set_property("submitted", kxbase::make_refcount<kxcore::property_int>(submitted_ms));
-    if (!user.empty()) job->set_property("user", kxbase::make_refcount<kxcore::property_string>(user));
+    auto const set = [&](char const* key, std::string const& text) {
+        job->set_property(key, kxbase::make_refcount<kxcore::property_string>(text));
+    };
+    set("id", std::string(id));
+    set("name", shortened(name, longest_name));
+    set("status", "waiting");
+    if (!note.user.empty()) set("user", shortened(note.user, longest_user));
+    job->set_property("submitted", kxbase::make_refcount<kxcore::property_int>(note.submitted_ms));
     {
         std::lock_guard const lock(guard_);
         jobs_.emplace_back(job);

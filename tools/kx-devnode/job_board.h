@@ -3,14 +3,15 @@
 /// @file
 /// The jobs of the node as it announces them.
 
+#include "job_note.h"
+
 #include <kxbase/ptr_refcount.h>
 #include <kxcore/properties.h>
 #include <kxcore/property_list.h>
 
 #include <condition_variable>
-#include <cstdint>
+#include <cstddef>
 #include <mutex>
-#include <string>
 #include <string_view>
 #include <vector>
 
@@ -22,10 +23,14 @@ class job_board {
 public:
     using announcement = kxbase::ptr_refcount<kxcore::properties const>;
 
-    /// Adds a job, which waits: nobody will run it.
-    /// @param user          who submitted it; empty when that is not known
-    /// @param submitted_ms  milliseconds since 1970-01-01 UTC
-    void add(std::string_view id, std::string_view name, std::string_view user, std::int64_t submitted_ms);
+    /// How many jobs fit into the one frame in which they are announced, whatever they are called.
+    static constexpr std::size_t most_jobs = 100'000;
+
+    /// How much of a job's name is announced.
+    static constexpr std::size_t longest_name = 256;
+
+    /// Adds a job, which waits: nobody will run it. Its name and its user are shortened, to 256 and 64 bytes.
+    void add(std::string_view id, std::string_view name, job_note const& note);
 
     /// All jobs so far, as they are announced.
     [[nodiscard]] kxbase::ptr_refcount<kxcore::property_list> all() const;

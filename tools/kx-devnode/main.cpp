@@ -1,3 +1,4 @@
+#include "log.h"
 #include "node.h"
 #include "settings.h"
 
@@ -44,13 +45,19 @@ void use_key_of_installation(std::string const& folder) {
     kxcore::process_context::instance().set_key_file(installation.get_key_file());
 }
 
+bool is_open_to_network(devnode::entrance const& through) {
+    return through.address.empty() && through.transport.certificate_file.empty();
+}
+
 void serve(devnode::settings const& chosen) {
     end_signals const signals;
     kxbase::set_report_sink(write_line);
     use_key_of_installation(chosen.installation_folder);
     devnode::job_board board;
-    devnode::spool jobs(chosen.spool_folder, board);
-    devnode::node const serving(chosen.port, chosen.transport, {chosen.accounts, board, jobs});
+    devnode::spool jobs(chosen.spool_folder, board, chosen.most_jobs);
+    devnode::node const serving(chosen.through, {chosen.accounts, board, jobs});
+    if (is_open_to_network(chosen.through))
+        devnode::tell("", "listens on all addresses, without TLS: anybody on the network can read what clients send");
     std::printf("listening on %u\n", serving.port());
     std::fflush(stdout);
     signals.wait();

@@ -10,19 +10,31 @@
 #include <atomic>
 #include <list>
 #include <memory>
+#include <string>
 #include <thread>
 #include <utility>
 
 namespace devnode {
 
-/// Serves clients until it is gone: then all of them have been sent away, and no thread is left.
+/// Where and how clients come in.
+struct entrance {
+    std::string address;   ///< empty for all of this host
+    unsigned int port = 0; ///< 0 for a free one
+    kxnet::server_options transport;
+};
+
+/// Serves clients until it is gone: then all of them have been sent away, and no thread is left. Each client is a guest, with
+/// a visit on a thread of its own; a guest that has not logged in is a stranger.
+///
+/// There is room for as many guests as there are descriptors, some that storing jobs needs aside. Strangers may have half
+/// of it, and 1,024 places at most: a new one takes the place of the one that has taken its time for longest. Nobody takes
+/// the place of a guest that has logged in.
 class node {
 public:
     /// Begins to listen and to serve.
     ///
-    /// @param port  0 for a free one
     /// @throws es::call, es::arg as kxnet::listener
-    node(unsigned int port, kxnet::server_options const& options, service const& from);
+    node(entrance const& through, service const& from);
     ~node();
     node(node const&) = delete;
     node& operator=(node const&) = delete;
@@ -40,9 +52,14 @@ private:
     void accept() noexcept;
     void take_in(std::unique_ptr<kxnet::packet_stream> client);
     void let_go_of_the_gone();
-    void make_room_among_strangers();
+    void end_the_late() noexcept;
+    [[nodiscard]] bool make_room();
+    [[nodiscard]] bool end_oldest_stranger();
 
     service from_;
+    std::size_t most_guests_;
+    std::size_t most_strangers_;
+    bool is_full_told_ = false;
     kxnet::listener listener_;
     std::atomic<bool> is_closing_ = false;
     std::list<guest> guests_; // the accepting thread's own

@@ -3,9 +3,9 @@
 /// @file
 /// The command line of the node.
 
+#include "job_board.h"
+#include "node.h"
 #include "users.h"
-
-#include <kxnet/transport.h>
 
 #include <optional>
 #include <string>
@@ -13,10 +13,10 @@
 namespace devnode {
 
 struct settings {
-    unsigned int port = 0;
+    entrance through;
     users accounts;
-    kxnet::server_options transport;
     std::string spool_folder;
+    std::size_t most_jobs = job_board::most_jobs;
     std::string installation_folder;
 };
 

@@ -1,6 +1,9 @@
 #include "users.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <fstream>
 
 namespace devnode {
 namespace {
@@ -32,6 +35,21 @@ std::string users::add(std::string_view account) {
         return "a password's SHA-1 digest has 40 hexadecimal digits: printf %s PASSWORD | sha1sum";
     if (!digests_.try_emplace(std::string(account.substr(0, colon)), digest).second) return "the same user twice";
     return {};
+}
+
+std::string users::add_file(std::string const& file) {
+    struct stat found = {};
+    std::ifstream in(file);
+    if (!in || ::stat(file.c_str(), &found) != 0) return "cannot read " + file;
+    if ((found.st_mode & (S_IRWXG | S_IRWXO)) != 0) return "others can use " + file + " (chmod 600)";
+    std::string line;
+    for (std::size_t number = 1; std::getline(in, line); ++number) {
+        if (line.ends_with('\r')) line.pop_back();
+        if (line.empty() || line.front() == '#') continue;
+        std::string const complaint = add(line);
+        if (!complaint.empty()) return file + ":" + std::to_string(number) + ": " + complaint;
+    }
+    return in.bad() ? "cannot read " + file : "";
 }
 
 bool users::may_log_in(std::string const& name, std::string_view digest) const noexcept {

@@ -16,8 +16,24 @@ namespace {
 
 /// From the client's coming to the end of its login.
 constexpr unsigned int login_time_in_ms = 10'000;
+constexpr unsigned int parting_time_in_ms = 1000;
 constexpr unsigned int most_refused_logins = 3;
-constexpr std::string_view client_login = "cluster.client.login";
+constexpr char const* late = "nobody logged in within 10 seconds";
+/// Of a frame: a login needs little.
+constexpr std::size_t most_of_stranger = std::size_t{64} * 1024;
+
+std::string in_quotes(std::string const& user) {
+    constexpr std::size_t most = 64;
+    return '"' + shortened(user, most) + '"';
+}
+
+/// An IPv4 client of a socket for both families is named as such.
+std::string shown_peer(std::string const& peer) {
+    constexpr std::string_view mapped = "[::ffff:";
+    auto const end = peer.find(']');
+    if (!peer.starts_with(mapped) || end == std::string::npos) return peer;
+    return peer.substr(mapped.size(), end - mapped.size()) + peer.substr(end + 1);
+}
 
 kxp::packet echo(kxp::packet const& request) {
     kxp::packet reply(kxp::e_packet_type::reply, request.get_name(), request.get_properties());
@@ -28,7 +44,10 @@ kxp::packet echo(kxp::packet const& request) {
 } // namespace
 
 visit::visit(std::unique_ptr<kxnet::packet_stream> stream, service const& from)
-    : stream_(std::move(stream)), from_(from), login_deadline_(kxnet::deadline_after(login_time_in_ms)) {}
+    : from_(from), peer_(shown_peer(stream->peer())), login_deadline_(kxnet::deadline_after(login_time_in_ms)),
+      stream_(std::move(stream)) {
+    stream_->set_frame_limit(most_of_stranger);
+}
 
 visit::~visit() {
     end_announcing();
@@ -38,17 +57,37 @@ void visit::run() noexcept {
     try {
         serve();
     } catch (std::exception const& error) {
-        if (!is_ending_) tell(stream_->peer() + " has gone: " + error.what());
+        note_end(error.what());
     }
     end();
     end_announcing();
     is_over_ = true;
 }
 
-void visit::end() noexcept {
+bool visit::is_gone() const noexcept {
+    return is_over_ && std::chrono::steady_clock::now() >= gone_;
+}
+
+void visit::end(char const* why) noexcept {
+    if (!is_ending_) why_ = why;
     is_ending_ = true;
     stream_->close();
     from_.board.wake();
+}
+
+void visit::end_if_late() noexcept {
+    if (is_stranger() && !is_ending_ && std::chrono::steady_clock::now() >= login_deadline_) end(late);
+}
+
+// What the stream has to say begins with its name for the client.
+void visit::note_end(std::string const& error) noexcept {
+    std::string const name = stream_->peer() + " ";
+    std::string_view const what = error.starts_with(name) ? std::string_view(error).substr(name.size()) : error;
+    bool const has_left = !is_ending_ && what == "has closed the connection";
+    gone_ = has_left ? std::chrono::steady_clock::now() : kxnet::deadline_after(parting_time_in_ms);
+    if (!is_ending_) return tell(peer_, what);
+    std::string_view const why = why_.load();
+    if (!why.empty()) tell(peer_, why);
 }
 
 void visit::serve() {
@@ -57,15 +96,17 @@ void visit::serve() {
         answer(*request);
         if (refused_logins_ == most_refused_logins) kxbase::es::call::raise("too many refused logins");
     }
-    kxbase::es::call::raise("nobody logged in within the time-out");
+    kxbase::es::call::raise(late);
 }
 
-/// The state follows the reply to each login of a client.
+/// The state follows the reply to each login of a client. What was announced to the login before ends before the reply.
 void visit::answer(kxp::packet const& request) {
     kxp::packet const reply = answer_to(request);
+    bool const is_login = role_after(request.get_name()) != e_role::stranger;
+    bool const is_welcome = is_login && !reply.get_properties().is_present("error");
+    if (is_welcome) end_announcing();
     stream_->send(reply, 0);
-    bool const is_client_login = request.get_name() == client_login;
-    if (is_client_login && !reply.get_properties().is_present("error")) begin_to_announce();
+    if (is_welcome && role_ == e_role::client) begin_to_announce();
 }
 
 /// Empty when a stranger takes too long.
@@ -78,7 +119,8 @@ kxbase::ptr_refcount<kxp::packet> visit::next_request() {
     return packet;
 }
 
-kxp::packet visit::answer_to(kxp::packet const& request) {
+/// What a login makes of a client; a stranger when the command is no login.
+visit::e_role visit::role_after(std::string_view command) noexcept {
     struct login_command {
         std::string_view name;
         e_role role;
@@ -86,32 +128,40 @@ kxp::packet visit::answer_to(kxp::packet const& request) {
     constexpr login_command logins[] = {
         {"ioserver.admin.login", e_role::administrator},
         {"admin.login", e_role::administrator},
-        {client_login, e_role::client},
+        {"cluster.client.login", e_role::client},
     };
+    for (auto const& [name, role] : logins)
+        if (command == name) return role;
+    return e_role::stranger;
+}
+
+kxp::packet visit::answer_to(kxp::packet const& request) {
     try {
-        for (auto const& [name, role] : logins)
-            if (request.get_name() == name) return log_in(request, role);
+        e_role const wanted = role_after(request.get_name());
+        if (wanted != e_role::stranger) return log_in(request, wanted);
         if (request.get_name() == "node.echo") return echo(request);
         if (is_stranger()) return request.make_error_reply("not logged in");
         if (request.get_name() == "cluster.job.submit") return submit(request);
         return request.make_error_reply("unknown command \"" + request.get_name() + "\"");
     } catch (kxbase::es::base const& error) {
-        tell(stream_->peer() + ": \"" + request.get_name() + "\" refused: " + error.what());
+        tell(peer_, "\"" + request.get_name() + "\" refused: " + error.message());
         return request.make_error_reply(error.message());
     }
 }
 
+/// A name that is no user's is not told: it may be a password, typed in the wrong place.
 kxp::packet visit::log_in(kxp::packet const& request, e_role role) {
     auto const& given = request.get_properties();
     std::string const name = given.get_string_value("username");
     if (!from_.accounts.may_log_in(name, given.get_string_value("password"))) {
         ++refused_logins_;
-        tell(stream_->peer() + ": wrong user or password for \"" + name + "\"");
+        tell(peer_, from_.accounts.is_known(name) ? "wrong password for " + in_quotes(name) : "no such user");
         return request.make_error_reply("wrong user or password");
     }
     user_ = name;
     role_ = role;
-    tell(stream_->peer() + ": \"" + name + "\" logged in with " + request.get_name());
+    stream_->set_frame_limit(0);
+    tell(peer_, in_quotes(name) + " logged in with " + request.get_name());
     return request.make_reply();
 }
 
@@ -120,7 +170,7 @@ kxp::packet visit::submit(kxp::packet const& request) {
     auto const& given = request.get_properties();
     std::string const id = given.get_string_value("submission");
     bool const is_new = from_.jobs.store(id, *given.get_properties_value("job"), user_);
-    tell(stream_->peer() + ": job " + id + " of \"" + user_ + (is_new ? "\" is in the spool" : "\" was there already"));
+    tell(peer_, "job " + id + " of " + in_quotes(user_) + (is_new ? " is in the spool" : " was there already"));
     kxp::packet reply = request.make_reply();
     reply.set_property("id", id);
     return reply;
@@ -142,7 +192,7 @@ void visit::announce() noexcept {
     try {
         announce_jobs();
     } catch (std::exception const& error) {
-        if (!is_ending_) tell(stream_->peer() + " is told of no more jobs: " + error.what());
+        if (!is_ending_) tell(peer_, std::string_view("is told of no more jobs"));
         stream_->close();
     }
 }

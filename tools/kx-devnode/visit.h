@@ -12,6 +12,7 @@
 #include <atomic>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <thread>
 
 namespace devnode {
@@ -24,7 +25,8 @@ struct service {
 };
 
 /// Serves a client: greets it, checks its login, takes its jobs, and announces the jobs of the node to it. Announcing has a
-/// thread of its own, so that a client which does not read holds up nobody, not even itself.
+/// thread of its own, so that a client which does not read holds up nobody, not even itself. Until it has logged in, the
+/// client is a stranger: it has ten seconds, and may send small frames only.
 class visit {
 public:
     visit(std::unique_ptr<kxnet::packet_stream> stream, service const& from);
@@ -36,10 +38,22 @@ public:
     void run() noexcept;
 
     /// Ends it, from any thread.
-    void end() noexcept;
+    ///
+    /// @param why  what is told of it: a literal; nothing when it is empty
+    void end(char const* why = "") noexcept;
+
+    /// Ends it when the client is a stranger still, and its time is over. Any thread.
+    void end_if_late() noexcept;
+
+    /// Whether it is to end, or has ended. Any thread.
+    [[nodiscard]] bool is_ending() const noexcept { return is_ending_; }
 
     /// Whether `run` is over. Any thread.
     [[nodiscard]] bool is_over() const noexcept { return is_over_; }
+
+    /// Whether the visit may be forgotten, and the descriptor with it. What a client sends to a descriptor that is no more
+    /// is answered by a reset, which makes it lose what it was told last: so one that has been sent away has a second.
+    [[nodiscard]] bool is_gone() const noexcept;
 
     /// Whether the client has not shown yet that it may be here. Any thread.
     [[nodiscard]] bool is_stranger() const noexcept { return role_ == e_role::stranger; }
@@ -48,6 +62,8 @@ private:
     enum class e_role : std::uint8_t { stranger, administrator, client };
 
     void serve();
+    void note_end(std::string const& error) noexcept;
+    [[nodiscard]] static e_role role_after(std::string_view command) noexcept;
     void answer(kxp::packet const& request);
     [[nodiscard]] kxbase::ptr_refcount<kxp::packet> next_request();
     [[nodiscard]] kxp::packet answer_to(kxp::packet const& request);
@@ -58,14 +74,17 @@ private:
     void announce() noexcept;
     void announce_jobs();
 
-    std::unique_ptr<kxnet::packet_stream> stream_;
     service from_;
+    std::string peer_;
     kxnet::time_point login_deadline_;
+    std::unique_ptr<kxnet::packet_stream> stream_;
     std::string user_;
     unsigned int refused_logins_ = 0;
     std::atomic<e_role> role_ = e_role::stranger;
     std::atomic<bool> is_over_ = false;
+    kxnet::time_point gone_ = kxnet::no_deadline; // valid when it is over
     std::atomic<bool> is_ending_ = false;
+    std::atomic<char const*> why_ = "";
     std::atomic<bool> is_announcing_ = false;
     std::thread announcing_;
 };

@@ -1,18 +1,25 @@
 #include "interruption.h"
 
+#include <atomic>
+
 namespace kx {
 namespace {
 
-volatile std::sig_atomic_t signal_that_came = 0;
+// Other threads look at them while the handler runs on any: they have to be atomic, and free of locks for the handler.
+std::atomic<int> signal_that_came = 0;
+std::atomic<int> signals_so_far = 0;
+static_assert(std::atomic<int>::is_always_lock_free);
 
 void note(int signal) {
     signal_that_came = signal;
+    ++signals_so_far;
 }
 
 } // namespace
 
 interruption::interruption() {
     signal_that_came = 0;
+    signals_so_far = 0;
     struct sigaction noting = {};
     noting.sa_handler = note;
     sigemptyset(&noting.sa_mask);
@@ -29,6 +36,10 @@ interruption::~interruption() {
 
 void interruption::stop_if_asked() {
     if (signal_that_came != 0) throw interrupted();
+}
+
+int interruption::times_asked() {
+    return signals_so_far;
 }
 
 void interruption::end_if_asked() {

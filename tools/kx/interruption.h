@@ -30,6 +30,9 @@ public:
     /// @throws interrupted when one of the signals has come
     static void stop_if_asked();
 
+    /// How many of them have come: a user who presses Ctrl-C again is in a hurry. Any thread.
+    [[nodiscard]] static int times_asked();
+
     /// Ends the process by the signal that has come, with the handling that was there before; returns when none has.
     void end_if_asked();
 

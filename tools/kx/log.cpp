@@ -21,6 +21,10 @@ spdlog::level::level_enum level_of(unsigned int severity) {
     return severity < 7 ? spdlog::level::info : spdlog::level::debug;
 }
 
+std::string_view without_prefix(std::string_view text, std::string_view prefix) {
+    return text.starts_with(prefix) ? text.substr(prefix.size()) : text;
+}
+
 } // namespace
 
 struct log::writer {
@@ -79,7 +83,9 @@ void log::receive(kxbase::report_line const& line) {
         held_back_warning_ = line.message;
     }
     bool const is_why_not_connected = line.category == "ClientProxy" && line.severity == severity_notice;
-    if (line.severity <= severity_error || is_why_not_connected) held_back_error_ = line.message;
+    if (line.severity <= severity_error) held_back_error_ = line.message;
+    // Only the reason: the error that follows says what it is the reason of, and may hold it.
+    if (is_why_not_connected) held_back_error_ = without_prefix(line.message, "not connected: ");
 }
 
 } // namespace kx

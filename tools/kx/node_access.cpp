@@ -6,6 +6,10 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cstdint>
+#include <string>
+#include <string_view>
+
 namespace kx {
 namespace {
 
@@ -13,13 +17,32 @@ namespace {
 std::size_t colon_of(std::string const& to) {
     auto const colon = to.rfind(':');
     bool const has_both = colon != std::string::npos && colon != 0 && colon + 1 != to.size();
-    bool const is_plain = has_both && to.find(':') == colon;
+    bool const is_plain = has_both && to.find(':') == colon && to.front() != '[';
     bool const is_bracketed = has_both && colon > 2 && to.front() == '[' && to[colon - 1] == ']';
     return is_plain || is_bracketed ? colon : std::string::npos;
 }
 
 std::string refuse_no_address(std::string const& to) {
     return colon_of(to) != std::string::npos ? "" : "a node is HOST:PORT, or [ADDRESS]:PORT with an IPv6 address";
+}
+
+struct hint_about_tls {
+    std::string_view error;
+    bool has_tls;
+    char const* hint;
+};
+
+/// The option that may help; empty when there is none.
+std::string hint_about(std::string_view error, bool has_tls) {
+    constexpr hint_about_tls hints[] = {
+        {"wants TLS", false, ": try --tls"},
+        {"does not speak TLS", true, ": without --tls?"},
+        {"issuer certificate", true, ": see --ca"},
+        {"self-signed certificate", true, ": see --ca"},
+    };
+    for (auto const& each : hints)
+        if (each.has_tls == has_tls && error.find(each.error) != std::string_view::npos) return each.hint;
+    return {};
 }
 
 } // namespace
@@ -31,21 +54,40 @@ void add_node_options(CLI::App& command, node_options& chosen) {
         ->check(refuse_no_address);
     command.add_option("--user", chosen.user, "Who logs in")->required()->type_name("NAME")->check(refuse_empty);
     add_password_option(command, chosen.password);
-    auto* const tls = command.add_flag("--tls", chosen.transport.tls, "Encrypt, and check who the node is");
+    auto* const tls = command.add_flag("--tls", chosen.transport.tls,
+                                       "Encrypt, and check who the node is by the authorities that the system trusts");
     command
         .add_option("--ca", chosen.transport.ca_file,
                     "The certificates (PEM) to trust in place of those that the system trusts")
         ->type_name("FILE")
         ->needs(tls)
         ->check(CLI::ExistingFile);
+    command
+        .add_option_function<std::string>(
+            "--timeout",
+            [&chosen](std::string const& text) {
+                constexpr std::int64_t longest = 86400;
+                constexpr std::int64_t second_in_ms = 1000;
+                auto const seconds = whole_number("--timeout", text);
+                if (seconds < 1 || seconds > longest)
+                    throw CLI::ValidationError("--timeout", "must be 1 to 86400 seconds");
+                chosen.timeout_ms = static_cast<unsigned int>(seconds * second_in_ms);
+            },
+            "How long each step may take: connecting, logging in, waiting for an answer; without it 30 s")
+        ->type_name("SECONDS");
 }
 
 node_access access_to(application& app, node_options const& chosen) {
     auto const colon = colon_of(chosen.to);
     std::string host = chosen.to.substr(0, colon);
     if (host.front() == '[') host = host.substr(1, host.size() - 2);
-    return {host, chosen.to.substr(colon + 1), chosen.user,
-            read_password(app, chosen.password, {chosen.user, chosen.to}), chosen.transport};
+    return {chosen.to,
+            host,
+            chosen.to.substr(colon + 1),
+            chosen.user,
+            read_password(app, chosen.password, {chosen.user, chosen.to}),
+            chosen.transport,
+            chosen.timeout_ms};
 }
 
 bool run_on_node(application& app, node_options const& chosen, std::function<void()> const& work) {
@@ -53,7 +95,10 @@ bool run_on_node(application& app, node_options const& chosen, std::function<voi
         work();
         return true;
     } catch (kxbase::es::call const& error) {
-        app.tell_error(chosen.to, error.message());
+        std::string const what = error.message() + hint_about(error.message(), chosen.transport.tls);
+        // The library's own texts name the node already.
+        bool const names_node = what.find(chosen.to) != std::string::npos;
+        app.tell_error(names_node ? "" : chosen.to, what);
         app.fail_for_node();
     } catch (kxbase::es::base const& error) {
         app.tell_error(chosen.to, error.message());

@@ -23,18 +23,21 @@ struct node_options {
     std::string user;
     secret_source password;
     kxnet::transport_options transport;
+    unsigned int timeout_ms = 0; ///< 0 for 30 seconds
 };
 
 /// A node, and who logs in there.
 struct node_access {
+    std::string to; ///< as the user says it
     std::string host;
     std::string port;
     std::string user;
     std::string password;
     kxnet::transport_options transport;
+    unsigned int timeout_ms = 0; ///< for each step; 0 for 30 seconds
 };
 
-/// Gives a command --to, --user, --password-file, --tls and --ca.
+/// Gives a command --to, --user, --password-file, --tls, --ca and --timeout.
 void add_node_options(CLI::App& command, node_options& chosen);
 
 /// What is needed to log in; the password is asked for where it is not given.
@@ -42,8 +45,8 @@ void add_node_options(CLI::App& command, node_options& chosen);
 /// @throws es::arg, es::call as read_password()
 [[nodiscard]] node_access access_to(application& app, node_options const& chosen);
 
-/// Runs the work with the node. What the node or the way there is to blame for, an es::call, becomes an error line and the
-/// exit code for it; any other error the line and exit code that it has everywhere.
+/// Runs the work with the node. What the node or the way there is to blame for, an es::call, becomes an error line, with
+/// the option that may help, and the exit code for it; any other error the line and exit code that it has everywhere.
 ///
 /// @return whether there was no error
 bool run_on_node(application& app, node_options const& chosen, std::function<void()> const& work);

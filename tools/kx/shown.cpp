@@ -1,5 +1,6 @@
 #include "shown.h"
 
+#include <kxbase/one_line.h>
 #include <kxbase/urls.h>
 
 namespace kx {
@@ -11,21 +12,7 @@ std::string without_password(std::string_view path_or_url) {
 }
 
 std::string on_one_line(std::string_view text) {
-    constexpr std::string_view digits = "0123456789ABCDEF";
-    std::string out;
-    for (char const ch : text) {
-        auto const byte = static_cast<unsigned char>(ch);
-        if (ch == '\n') {
-            out += "\\n";
-        } else if (ch == '\t') {
-            out += "\\t";
-        } else if (byte < 0x20 || byte == 0x7f) {
-            out += {'\\', 'x', digits[byte >> 4U], digits[byte & 15U]};
-        } else {
-            out += ch;
-        }
-    }
-    return out;
+    return kxbase::string_on_one_line(text);
 }
 
 std::string shown(std::string_view path_or_url) {

@@ -11,8 +11,8 @@ namespace kx {
 /// A path or URL as given, but for the password of a URL.
 [[nodiscard]] std::string without_password(std::string_view path_or_url);
 
-/// The text on one line: control characters, line ends among them, as `\n`, `\t` or `\xNN`, so that no name forges a line
-/// or moves the cursor.
+/// The text on one line, as kxbase::string_on_one_line gives it: no name forges a line, moves the cursor or turns the writing
+/// direction.
 [[nodiscard]] std::string on_one_line(std::string_view text);
 
 /// Both of these.

@@ -69,9 +69,12 @@ void packet_stream_parts::agree_on_tls(time_point deadline) {
         try {
             is_done = tls_->handshake(out);
         } catch (not_secure const&) {
-            // Tells the peer why. Whether it still arrives changes nothing.
+            // Tells the peer why. Whether it still arrives changes nothing: it may have closed before.
             if (out.empty()) out.append(std::as_bytes(std::span(tls_wanted)));
-            static_cast<void>(socket.send_some(out.bytes(), false, deadline));
+            try {
+                static_cast<void>(socket.send_some(out.bytes(), false, deadline));
+            } catch (connection_lost const&) { // NOLINT(bugprone-empty-catch): why TLS failed is what is told
+            }
             throw;
         }
         send_all(out.bytes(), deadline);

@@ -11,7 +11,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <chrono>
 #include <condition_variable>
 #include <mutex>
 
@@ -25,11 +24,10 @@ public:
     void closed(std::string const& reason) override { end(reason); }
 
     /// @throws es::call when the connection ends before, or nothing comes in time
-    void wait() {
-        constexpr auto patience = std::chrono::seconds(30);
+    void wait(unsigned int timeout_ms) {
         std::unique_lock lock(guard_);
-        if (!ended_.wait_for(lock, patience, [this] { return has_ended_; }))
-            kxbase::es::call::raise("the node does not tell of its jobs");
+        if (!ended_.wait_until(lock, kxnet::deadline_after(timeout_ms), [this] { return has_ended_; }))
+            kxbase::es::call::raise("the node does not tell of its jobs in time");
         if (!reason_.empty()) kxbase::es::call::raise(reason_);
     }
 
@@ -50,9 +48,10 @@ private:
 
 std::vector<kxcapi::job> jobs_of(node_access const& node) {
     waiting_for_state handler;
-    auto const connection = kxclientutil::get_state_connection_to_node(
-        &handler, node.host, node.port, node.user, node.password, "kx", "", false, 0, nullptr, 0, node.transport);
-    handler.wait();
+    auto const connection =
+        kxclientutil::get_state_connection_to_node(&handler, node.host, node.port, node.user, node.password, "kx", "",
+                                                   false, 0, nullptr, node.timeout_ms, node.transport);
+    handler.wait(node.timeout_ms);
     auto jobs = connection->get_jobs();
     connection->close();
     return jobs;
