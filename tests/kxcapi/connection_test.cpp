@@ -82,22 +82,24 @@ TEST(connection, gets_events_on_a_thread_of_its_own) {
 }
 
 TEST(connection, gets_events_while_nobody_asks_for_anything) {
-    fault_server const node([](fault_connection& client) {
+    std::promise<void> go_on;
+    fault_server const node([&](fault_connection& client) {
         if (!kx_test::greet(client)) return;
-        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        go_on.get_future().wait();
         client.send(event_text("a") + event_text("b"));
         client.stall();
     });
     recording_handler told;
     auto const made = connected(node.port(), &told);
+    go_on.set_value();
     EXPECT_TRUE(soon([&] { return told.count() == 2; }));
     EXPECT_THAT(told.lines(), ElementsAre("event a", "event b"));
 }
 
 TEST(connection, gets_events_while_a_request_waits) {
     fault_server const node([](fault_connection& client) {
+        // The request is there, so its caller has begun to wait.
         if (!kx_test::greet(client) || !kx_test::read_packet(client)) return;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
         client.send(event_text("a"));
         client.stall();
     });

@@ -97,9 +97,11 @@ TEST(connection_threads, get_their_own_replies_in_whatever_order) {
 }
 
 TEST(connection_threads, are_ended_by_a_close_whatever_the_peer_does) {
-    fault_server const node([](fault_connection& client) {
+    std::atomic<int> asked = 0;
+    fault_server const node([&](fault_connection& client) {
         kx_test::greet(client);
-        client.stall();
+        while (kx_test::read_packet(client))
+            ++asked;
     });
     recording_handler told;
     auto const made = connected(node.port(), &told);
@@ -109,7 +111,7 @@ TEST(connection_threads, are_ended_by_a_close_whatever_the_peer_does) {
             EXPECT_EQ(error_of<call>([&] { static_cast<void>(answer(*made, "x")); }),
                       "the connection was closed by this side");
         });
-    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    EXPECT_TRUE(soon([&] { return asked == 3; }));
     EXPECT_LT(milliseconds_of([&] { made->close(); }), 1000);
     waiting.clear();
     EXPECT_EQ(told.count(), 0u);
@@ -117,14 +119,84 @@ TEST(connection_threads, are_ended_by_a_close_whatever_the_peer_does) {
 
 TEST(connection_threads, end_an_attempt_to_connect) {
     kx_test::captured_report const log;
-    fault_server const node(kx_test::silent());
+    std::promise<void> has_come;
+    fault_server const node([&](fault_connection& client) {
+        has_come.set_value();
+        client.stall();
+    });
     connection made(nullptr);
-    std::jthread closing([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    std::jthread const closing([&] {
+        has_come.get_future().wait();
+        EXPECT_EQ(error_of<call>([&] { static_cast<void>(made.connect("127.0.0.1", node.port(), 0)); }),
+                  "an attempt to connect is under way already");
+        EXPECT_EQ(error_of<call>([&] { static_cast<void>(answer(made, "x")); }), "there is no connection");
+        EXPECT_EQ(made.failure(), "");
         made.close();
     });
     EXPECT_EQ(made.connect("127.0.0.1", node.port(), 0), result_code::failed);
-    EXPECT_THAT(made.failure(), HasSubstr("closed by this side"));
+    EXPECT_EQ(made.failure(), "closed by this side");
+    EXPECT_FALSE(made.is_connected());
+}
+
+TEST(connection_threads, go_on_asking_while_a_handler_blocks) {
+    test_node const node(echo);
+    recording_handler told;
+    std::promise<void> leave;
+    std::promise<void> inside;
+    told.then = [&, left = leave.get_future().share()](std::string const&) {
+        if (told.count() == 1) inside.set_value();
+        left.wait();
+    };
+    auto const made = connected(node.port(), &told);
+    EXPECT_EQ(answer(*made, "even"), "even");
+    inside.get_future().wait();
+    for (int i = 0; i != 50; ++i)
+        EXPECT_EQ(answer(*made, "even"), "even");
+    EXPECT_EQ(told.count(), 1u);
+    leave.set_value();
+    EXPECT_TRUE(soon([&] { return told.count() == 51; }));
+}
+
+TEST(connection_threads, tell_of_the_end_once_and_last_though_the_peer_goes_while_a_handler_is_busy) {
+    for (bool const is_reset : {false, true}) {
+        fault_server const node([=](fault_connection& client) {
+            if (!kx_test::greet(client)) return;
+            client.send(event_text("1") + event_text("2") + event_text("3"));
+            static_cast<void>(kx_test::read_packet(client));
+            if (is_reset) client.cut();
+        });
+        recording_handler told;
+        std::promise<void> leave;
+        told.then = [&, left = leave.get_future().share()](std::string const& line) {
+            if (line == "event 1") left.wait();
+        };
+        auto const made = connected(node.port(), &told);
+        ASSERT_TRUE(soon([&] { return told.count() == 1; }));
+        EXPECT_THROW(static_cast<void>(answer(*made, "x")), call) << "the peer goes";
+        EXPECT_FALSE(made->is_connected());
+        leave.set_value();
+        ASSERT_TRUE(soon([&] { return told.count() == 4; }));
+        EXPECT_THAT(told.lines(), ElementsAre("event 1", "event 2", "event 3", "closed: " + made->failure()));
+        made->close();
+        EXPECT_EQ(told.count(), 4u);
+    }
+}
+
+TEST(connection_threads, may_close_at_the_same_time) {
+    test_node const node(echo);
+    for (int i = 0; i != 20; ++i) {
+        recording_handler told;
+        auto const made = connected(node.port(), &told);
+        EXPECT_EQ(answer(*made, "even"), "even");
+        std::vector<std::jthread> all;
+        for (int t = 0; t != 3; ++t)
+            all.emplace_back([&] {
+                made->close();
+                std::size_t const count = told.count();
+                EXPECT_FALSE(made->is_connected());
+                EXPECT_EQ(told.count(), count) << "nothing more is told once a close has returned";
+            });
+    }
 }
 
 TEST(connection_threads, may_call_back_from_a_handler) {

@@ -8,7 +8,7 @@ namespace kx_test {
 namespace {
 
 constexpr char const* new_key = "-newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes";
-constexpr char const* own_names = "DNS:localhost,IP:127.0.0.1,IP:::1";
+constexpr char const* own_names = "subjectAltName=DNS:localhost,IP:127.0.0.1,IP:::1";
 
 } // namespace
 
@@ -21,10 +21,11 @@ certificates::certificates() {
     make_authority("ca");
     make_authority("foreign-ca");
     run(std::string("req ") + new_key + " -subj /CN=node -keyout key.pem -out request.pem");
-    sign("good", "ca", own_names, 2);
-    sign("expired", "ca", own_names, -1);
-    sign("other", "ca", "DNS:node.example", 2);
-    sign("foreign", "foreign-ca", own_names, 2);
+    run("pkey -in key.pem -aes128 -passout pass:secret -out encrypted.key");
+    static_cast<void>(made("good", own_names));
+    static_cast<void>(made("expired", own_names, "-days -1"));
+    static_cast<void>(made("other", "subjectAltName=DNS:node.example"));
+    static_cast<void>(made("foreign", own_names, "-days 2", "foreign-ca"));
 }
 
 void certificates::make_authority(std::string const& name) const {
@@ -32,11 +33,19 @@ void certificates::make_authority(std::string const& name) const {
         ".pem");
 }
 
-void certificates::sign(std::string const& name, std::string const& authority, std::string const& names,
-                        int days) const {
-    folder_.write("names", "subjectAltName=" + names + "\n");
-    run("x509 -req -in request.pem -extfile names -CAcreateserial -CA " + authority + ".pem -CAkey " + authority +
-        ".key -days " + std::to_string(days) + " -out " + name + ".pem");
+std::string certificates::made(std::string const& name, std::string const& extensions, std::string const& validity,
+                               std::string const& by, std::string const& subject) const {
+    folder_.write("extensions", extensions + "\n");
+    std::string request = "request.pem";
+    if (subject != "node") {
+        request = name + ".request";
+        run("req -new -key key.pem -subj /CN=" + subject + " -out " + request);
+    }
+    // Who signs has a key of its own, but for those that are made here.
+    std::string const key = by == "ca" || by == "foreign-ca" ? by + ".key" : "key.pem";
+    run("x509 -req -in " + request + " -extfile extensions -CAcreateserial -CA " + by + ".pem -CAkey " + key + ' ' +
+        validity + " -out " + name + ".pem");
+    return folder_.file(name + ".pem");
 }
 
 void certificates::run(std::string const& arguments) const {

@@ -26,10 +26,21 @@ public:
     /// For "localhost", by an authority that nobody trusts.
     [[nodiscard]] std::string foreign() const { return folder_.file("foreign.pem"); }
 
+    /// A further one, signed by the authority unless `by` is another certificate here.
+    ///
+    /// @param name        what its file is called, without ".pem"
+    /// @param extensions  lines of the program's configuration ("subjectAltName=DNS:localhost")
+    /// @param validity    arguments of the program ("-days 2")
+    [[nodiscard]] std::string made(std::string const& name, std::string const& extensions,
+                                   std::string const& validity = "-days 2", std::string const& by = "ca",
+                                   std::string const& subject = "node") const;
+    /// The key of another certificate, and the usual one under a password.
+    [[nodiscard]] std::string foreign_key() const { return folder_.file("foreign-ca.key"); }
+    [[nodiscard]] std::string encrypted_key() const { return folder_.file("encrypted.key"); }
+
 private:
     certificates();
     void make_authority(std::string const& name) const;
-    void sign(std::string const& name, std::string const& authority, std::string const& names, int days) const;
     void run(std::string const& arguments) const;
 
     scratch_folder folder_;
