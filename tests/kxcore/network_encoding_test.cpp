@@ -237,6 +237,22 @@ TEST(network_encoding, is_streamed_into_a_sink_in_pieces) {
     EXPECT_LE(sink.largest, 1'000'000U);
 }
 
+TEST(network_encoding, streams_the_same_bytes_wherever_a_piece_ends) {
+    // Around 1,000 bytes, where the first piece grows, and around 64 KiB, where pieces end.
+    for (std::size_t const around : {std::size_t{1'000}, std::size_t{65'536}}) {
+        for (std::size_t size = around - 90; size != around + 10; ++size) {
+            property_handle const value = list({text(std::string(size - 80, 'x')), number(1'000'000), flag(true),
+                                                text(std::string(63, 's')), tree({{"key", text("last")}})});
+            collecting_sink sink;
+            encoder_network encoder(sink);
+            encoder.write(*value);
+            EXPECT_EQ(encoder.size(), encoded(value).size()) << size;
+            encoder.flush();
+            ASSERT_EQ(sink.collected.text(), encoded(value)) << size;
+        }
+    }
+}
+
 TEST(network_encoding, passes_on_the_error_of_a_sink_and_writes_no_more) {
     collecting_sink sink;
     sink.fails_at = 2;

@@ -34,9 +34,9 @@ void report_dropped(kxp::packet const& packet, char const* why) {
 /// Until when a caller waits: its time-out, and beyond it while its reply is coming at the pace of any frame.
 class session::patience {
 public:
-    explicit patience(unsigned int timeout_ms) : deadline_(kxnet::deadline_after(timeout_ms)) {
-        timeout_ = deadline_ - steady_clock::now();
-    }
+    explicit patience(unsigned int timeout_ms)
+        : timeout_(timeout_ms == 0 ? kxbase::default_timeout_ms : timeout_ms),
+          deadline_(steady_clock::now() + timeout_) {}
 
     /// When to look again.
     [[nodiscard]] time_point until() const {
@@ -60,8 +60,8 @@ public:
     }
 
 private:
+    milliseconds timeout_;
     time_point deadline_;
-    std::chrono::nanoseconds timeout_{};
     time_point began_{};
     std::size_t bytes_ = 0;
     bool is_extended_ = false;

@@ -9,6 +9,8 @@ namespace kxcore {
 namespace {
 
 constexpr std::size_t piece = std::size_t{64} * 1024;
+/// Enough for most packets, and little enough for the allocator to have it at hand.
+constexpr std::size_t first_piece = 1000;
 constexpr std::size_t smallest_room = 256;
 
 } // namespace
@@ -23,9 +25,9 @@ network_writer::network_writer(kxbase::buffer& out, std::size_t position) : buff
 }
 
 network_writer::network_writer(encoder_sink& out) : sink_(&out), buffer_(&own_) {
-    own_.resize(piece);
-    at_ = own_.data();  // NOLINT(cppcoreguidelines-prefer-member-initializer): there is no memory before
-    end_ = at_ + piece; // NOLINT(cppcoreguidelines-prefer-member-initializer)
+    own_.resize(first_piece);
+    at_ = own_.data();        // NOLINT(cppcoreguidelines-prefer-member-initializer): there is no memory before
+    end_ = at_ + first_piece; // NOLINT(cppcoreguidelines-prefer-member-initializer)
 }
 
 std::uint64_t network_writer::size() const noexcept {
@@ -58,7 +60,7 @@ bool network_writer::cut(std::uint64_t size) noexcept {
 }
 
 void network_writer::make_room(std::size_t count) {
-    if (sink_ != nullptr) return flush();
+    if (sink_ != nullptr) return own_.size() < piece ? enlarge() : flush();
     auto const used = static_cast<std::size_t>(at_ - buffer_->data());
     buffer_->resize(used);
     // All of the memory that is there is room; more is taken by the buffer's own rule.
@@ -67,9 +69,20 @@ void network_writer::make_room(std::size_t count) {
     end_ = buffer_->data() + buffer_->size();
 }
 
+void network_writer::enlarge() {
+    auto const used = static_cast<std::size_t>(at_ - own_.data());
+    own_.resize(piece);
+    at_ = own_.data() + used;
+    end_ = own_.data() + piece;
+}
+
 void network_writer::put_many(std::string_view bytes) {
     if (sink_ == nullptr) {
         make_room(bytes.size());
+        return put_bytes(bytes);
+    }
+    if (own_.size() < piece) {
+        enlarge();
         return put_bytes(bytes);
     }
     flush();

@@ -61,9 +61,11 @@ public:
 
 private:
     void make_room(std::size_t count);
+    /// Makes a whole piece of the first, small one.
+    void enlarge();
     void put_many(std::string_view bytes);
 
-    /// Null when there is a buffer. Else `own_` collects the next piece.
+    /// Null when there is a buffer. Else `own_` collects the next piece; it is small until more than that comes.
     encoder_sink* sink_ = nullptr;
     kxbase::buffer own_;
     kxbase::buffer* buffer_;

@@ -8,6 +8,7 @@
 #include <kxcore/network_encoding.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <string>
 #include <utility>
@@ -24,24 +25,28 @@ constexpr std::size_t least_payload = packet_head_size + 1;
 /// What a reader has room for before anything has come, and keeps.
 constexpr std::size_t first_room = std::size_t{16} << 10;
 
+/// Everything before the name.
+using head_bytes = std::array<std::byte, frame_head_size + packet_head_size>;
+
 /// Collects an encoding in pieces, behind the head that the first one begins with.
 class piece_sink final : public kxcore::encoder_sink {
 public:
-    piece_sink(std::vector<kxbase::buffer>& pieces, std::string const& head, std::size_t limit)
-        : pieces_(pieces), head_(head), limit_(limit), size_(head.size()) {}
+    piece_sink(std::vector<kxbase::buffer>& pieces, head_bytes const& head, std::string_view name, std::size_t limit)
+        : pieces_(pieces), head_(head), name_(name), limit_(limit), size_(head.size() + name.size()) {}
 
     void write(std::span<std::byte const> bytes) override;
     [[nodiscard]] std::size_t size() const noexcept { return size_; }
 
 private:
     std::vector<kxbase::buffer>& pieces_;
-    std::string const& head_;
+    head_bytes const& head_;
+    std::string_view name_;
     std::size_t limit_;
     std::size_t size_;
 };
 
 void check_sendable(kxp::packet const& packet, std::uint32_t request_number);
-std::string frame_head(kxp::packet const& packet, std::uint32_t request_number);
+head_bytes frame_head(kxp::packet const& packet, std::uint32_t request_number) noexcept;
 std::string shown(kxp::packet const& packet);
 [[noreturn]] void refuse_payload(std::string const& why);
 void check_number(unsigned int type, std::uint32_t number);
@@ -52,8 +57,8 @@ frame::frame(kxp::packet const& packet) : frame(packet, packet.get_request_numbe
 
 frame::frame(kxp::packet const& packet, std::uint32_t request_number) {
     check_sendable(packet, request_number);
-    std::string const head = frame_head(packet, request_number);
-    piece_sink sink(pieces_, head, kxbase::current_limits().frame);
+    head_bytes const head = frame_head(packet, request_number);
+    piece_sink sink(pieces_, head, packet.get_name(), kxbase::current_limits().frame);
     try {
         kxcore::encoder_network encoder(sink);
         packet.get_properties().encode(encoder);
@@ -146,8 +151,9 @@ void piece_sink::write(std::span<std::byte const> bytes) {
         kxbase::es::arg::raise("it takes more than " + std::to_string(limit_) + " bytes (limit frame)");
     kxbase::buffer& piece = pieces_.emplace_back();
     if (pieces_.size() == 1) {
-        piece.reserve(head_.size() + bytes.size());
+        piece.reserve(head_.size() + name_.size() + bytes.size());
         piece.append(head_);
+        piece.append(name_);
     } else {
         piece.reserve(bytes.size());
     }
@@ -168,13 +174,13 @@ void check_sendable(kxp::packet const& packet, std::uint32_t request_number) {
     if (fault != nullptr) kxbase::es::arg::raise(shown(packet) + " cannot be sent: " + fault);
 }
 
-/// Everything before the properties; the length is not known yet.
-std::string frame_head(kxp::packet const& packet, std::uint32_t request_number) {
-    std::byte head[frame_head_size + packet_head_size] = {};
+/// The length is not known yet.
+head_bytes frame_head(kxp::packet const& packet, std::uint32_t request_number) noexcept {
+    head_bytes head{};
     head[4] = static_cast<std::byte>(packet.get_type());
-    put_big_endian(head + 5, request_number);
+    put_big_endian(head.data() + 5, request_number);
     head[9] = static_cast<std::byte>(packet.get_name().size());
-    return std::string(reinterpret_cast<char const*>(head), sizeof head) + packet.get_name();
+    return head;
 }
 
 std::string shown(kxp::packet const& packet) {

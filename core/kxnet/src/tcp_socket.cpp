@@ -57,10 +57,12 @@ bool wait_on(int descriptor, short events, time_point deadline, stop_signal cons
 }
 
 tcp_socket::tcp_socket(tcp_socket&& other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1)), stop_(other.stop_), peer_(std::move(other.peer_)) {}
+    : descriptor_(std::exchange(other.descriptor_, -1)), ends_waits_(other.ends_waits_), stop_(other.stop_),
+      peer_(std::move(other.peer_)) {}
 
 tcp_socket& tcp_socket::operator=(tcp_socket&& other) noexcept {
     std::swap(descriptor_, other.descriptor_);
+    std::swap(ends_waits_, other.ends_waits_);
     std::swap(stop_, other.stop_);
     std::swap(peer_, other.peer_);
     return *this;
@@ -83,6 +85,7 @@ tcp_socket tcp_socket::connect(endpoint const& to, time_point deadline, stop_sig
     }
     if (error != 0) raise_lost(endpoint_text(to) + ": " + system_error_text(error));
     made.prepare();
+    made.expect_deadlines();
     return made;
 }
 
@@ -99,15 +102,24 @@ void tcp_socket::prepare() const noexcept {
     // A system that refuses one of them still has a connection.
     for (option const& each : options)
         ::setsockopt(descriptor_, each.level, each.name, &each.value, sizeof each.value);
-    timeval const slice = {0, std::chrono::microseconds(blocking_slice).count()};
-    ::setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &slice, sizeof slice);
     int off = 0;
     ::ioctl(descriptor_, FIONBIO, &off);
 }
 
+void tcp_socket::expect_deadlines() noexcept {
+    timeval const slice = {0, std::chrono::microseconds(blocking_slice).count()};
+    ends_waits_ = ::setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &slice, sizeof slice) == 0;
+}
+
+/// Whether a receive call may wait on its own: it ends with the connection, and soon enough for the deadline.
+bool tcp_socket::may_block(time_point deadline) const noexcept {
+    if (stop_ != nullptr) return false;
+    return deadline == no_deadline || (ends_waits_ && deadline - steady_clock::now() >= blocking_slice);
+}
+
 std::optional<std::size_t> tcp_socket::receive_some(std::span<std::byte> out, time_point deadline) const {
     // Waiting in the call itself saves two calls for each reply.
-    int flags = stop_ == nullptr && deadline - steady_clock::now() >= blocking_slice ? 0 : MSG_DONTWAIT;
+    int flags = may_block(deadline) ? 0 : MSG_DONTWAIT;
     for (;; flags = MSG_DONTWAIT) {
         ssize_t const size = ::recv(descriptor_, out.data(), out.size(), flags);
         if (size >= 0) return static_cast<std::size_t>(size);

@@ -51,6 +51,9 @@ public:
     /// No delays for the sake of larger segments; a peer whose host has died is noticed within two minutes.
     void prepare() const noexcept;
 
+    /// For a side that mostly receives with a deadline: spares a call for each wait, and costs a timer of the system.
+    void expect_deadlines() noexcept;
+
     /// While it is set, whatever waits ends with a stop. Set and unset it before others use the socket.
     void set_stop(stop_signal const* stop) noexcept { stop_ = stop; }
 
@@ -81,7 +84,10 @@ public:
     [[nodiscard]] int release() noexcept { return std::exchange(descriptor_, -1); }
 
 private:
+    [[nodiscard]] bool may_block(time_point deadline) const noexcept;
+
     int descriptor_;
+    bool ends_waits_ = false;
     stop_signal const* stop_ = nullptr;
     std::string peer_;
 };
