@@ -61,14 +61,20 @@ inline nlohmann::json jobs_of(devnode_process const& node) {
     return result.json()["jobs"];
 }
 
-/// Waits until the node has told something; false after ten seconds.
-inline bool tells(devnode_process const& node, std::string const& what) {
-    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (node.log().find(what) == std::string::npos) {
+/// Waits until the condition holds; false after twenty seconds.
+template <class Condition>
+[[nodiscard]] bool eventually(Condition const& condition) {
+    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!condition()) {
         if (std::chrono::steady_clock::now() > end) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     return true;
+}
+
+/// Waits until the node has told something.
+[[nodiscard]] inline bool tells(devnode_process const& node, std::string const& what) {
+    return eventually([&] { return node.log().find(what) != std::string::npos; });
 }
 
 } // namespace kx_test

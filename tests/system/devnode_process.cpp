@@ -5,6 +5,7 @@
 #include <kxbase/hash.h>
 
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,6 +15,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
+#include <system_error>
 
 namespace kx_test {
 namespace {
@@ -24,8 +26,19 @@ std::string key_file() {
     return own.file("credentials.key");
 }
 
-[[noreturn]] void become_node(std::vector<std::string> const& arguments, int out, std::string const& log) {
+std::size_t entries_of(std::string const& folder) {
+    std::error_code gone; // what ends while it is counted
+    std::size_t count = 0;
+    for (std::filesystem::directory_iterator entry(folder, gone), end; !gone && entry != end; entry.increment(gone))
+        ++count;
+    return count;
+}
+
+[[noreturn]] void become_node(std::vector<std::string> const& arguments, int out, std::string const& log,
+                              unsigned int most_descriptors) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    rlimit const limit = {most_descriptors, most_descriptors};
+    if (most_descriptors != 0) ::setrlimit(RLIMIT_NOFILE, &limit);
     ::dup2(out, STDOUT_FILENO);
     if (std::freopen(log.c_str(), "a", stderr) == nullptr) ::_exit(127);
     std::vector<char*> argv;
@@ -38,7 +51,8 @@ std::string key_file() {
 
 } // namespace
 
-devnode_process::devnode_process(std::vector<std::string> const& arguments) : arguments_(arguments) {
+devnode_process::devnode_process(std::vector<std::string> const& arguments, unsigned int most_descriptors)
+    : arguments_(arguments), most_descriptors_(most_descriptors) {
     folder_.write("password", std::string(node_password) + "\n");
     ::chmod(password_file().c_str(), S_IRUSR | S_IWUSR);
     ::setenv("KX_KEY_FILE", key_file().c_str(), 1);
@@ -64,7 +78,7 @@ void devnode_process::start() {
     int ends[2] = {};
     if (::pipe(ends) != 0) throw std::runtime_error("cannot make a pipe");
     pid_ = ::fork();
-    if (pid_ == 0) become_node(command, ends[1], folder_.file("log"));
+    if (pid_ == 0) become_node(command, ends[1], folder_.file("log"), most_descriptors_);
     ::close(ends[1]);
     FILE* const out = ::fdopen(ends[0], "r");
     unsigned int port = 0;
@@ -79,6 +93,14 @@ std::vector<std::string> devnode_process::spooled() const {
     for (auto const& entry : std::filesystem::directory_iterator(spool()))
         if (entry.path().extension() == ".job") files.push_back(entry.path().string());
     return files;
+}
+
+std::size_t devnode_process::descriptors() const {
+    return entries_of("/proc/" + std::to_string(pid_) + "/fd");
+}
+
+std::size_t devnode_process::threads() const {
+    return entries_of("/proc/" + std::to_string(pid_) + "/task");
 }
 
 int devnode_process::end(int signal) {

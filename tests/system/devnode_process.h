@@ -6,6 +6,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -18,8 +19,9 @@ inline constexpr char const* node_password = "open sesame";
 /// It listens when the constructor returns, and is killed at the end at the latest.
 class devnode_process {
 public:
-    /// @param arguments  beside the port (a free one), the user and the spool
-    explicit devnode_process(std::vector<std::string> const& arguments = {});
+    /// @param arguments         beside the port (a free one), the user and the spool
+    /// @param most_descriptors  how many it may have; 0 for as many as the tests
+    explicit devnode_process(std::vector<std::string> const& arguments = {}, unsigned int most_descriptors = 0);
     ~devnode_process();
     devnode_process(devnode_process const&) = delete;
     devnode_process& operator=(devnode_process const&) = delete;
@@ -34,6 +36,10 @@ public:
     /// A file with the password.
     [[nodiscard]] std::string password_file() const { return folder_.file("password"); }
 
+    /// How many descriptors and threads it has now.
+    [[nodiscard]] std::size_t descriptors() const;
+    [[nodiscard]] std::size_t threads() const;
+
     /// Ends it with a signal and gives its exit code, 128 and the signal when it died of it.
     int end(int signal);
 
@@ -43,6 +49,7 @@ public:
 private:
     scratch_folder folder_;
     std::vector<std::string> arguments_;
+    unsigned int most_descriptors_;
     std::string port_;
     pid_t pid_ = -1;
 };

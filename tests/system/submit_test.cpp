@@ -4,17 +4,12 @@
 #include "kx_run.h"
 
 #include "support/certificates.h"
-#include "support/scripted_node.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <thread>
 
 namespace {
 
@@ -180,37 +175,6 @@ TEST(kx_submit, sends_large_jobs) {
     EXPECT_THAT(sent.err, HasSubstr("sending ["));
     ASSERT_THAT(node.spooled(), SizeIs(1));
     EXPECT_GT(std::filesystem::file_size(node.spooled().front()), 30'000'000U);
-}
-
-TEST(kx_submit, ends_at_once_when_it_is_interrupted_while_it_sends_and_no_job_has_come) {
-    std::atomic<bool> is_logged_in = false;
-    std::atomic<bool> has_ended = false;
-    std::string end_of_job = "none";
-    kx_test::test_node const node([&](kxnet::packet_stream& client) {
-        client.send(client.receive(kxnet::no_deadline)->make_reply(), 0);
-        is_logged_in = true;
-        // It reads nothing until the client has gone.
-        while (!has_ended)
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        end_of_job = kx_test::error_of<kxnet::connection_lost>([&] { (void)client.receive(kxnet::no_deadline); });
-    });
-    scratch_folder const folder;
-    strings const command = {
-        "submit", "--workflow",      large_workflow(folder),       "--to", "localhost:" + node.port(), "--user",
-        "a",      "--password-file", folder.write("password", "b")};
-    std::chrono::steady_clock::time_point asked;
-    int const exit_code = kx_test::run_kx_until(command, SIGINT, [&] {
-        if (!is_logged_in) return false;
-        // So that it is in the midst of sending.
-        std::this_thread::sleep_for(std::chrono::seconds(2));
-        asked = std::chrono::steady_clock::now();
-        return true;
-    });
-    EXPECT_LT(std::chrono::steady_clock::now() - asked, std::chrono::seconds(5));
-    has_ended = true;
-    EXPECT_EQ(exit_code, 128 + SIGINT);
-    EXPECT_TRUE(kx_test::soon([&] { return !node.endings().empty(); }));
-    EXPECT_THAT(end_of_job, testing::Not(testing::AnyOf("none", "no error", HasSubstr("another error"))));
 }
 
 } // namespace

@@ -47,7 +47,12 @@ void node::accept() noexcept {
             auto client = listener_.accept(kxnet::deadline_after(tidying_time_in_ms));
             let_go_of_the_gone();
             end_the_late();
-            if (client && make_room()) take_in(std::move(client));
+            if (client) {
+                if (make_room()) take_in(std::move(client));
+            } else if (listener_.is_full()) {
+                // Whoever waits outside is let in when a descriptor is free again.
+                static_cast<void>(end_oldest_stranger());
+            }
         } catch (std::exception const& error) {
             tell("a client cannot be served", error.what());
         }
@@ -69,7 +74,7 @@ void node::take_in(std::unique_ptr<kxnet::packet_stream> client) {
 
 void node::let_go_of_the_gone() {
     guests_.remove_if([this](guest& each) {
-        bool const may_stay = guests_.size() < most_guests_;
+        bool const may_stay = guests_.size() < most_guests_ && !listener_.is_full();
         if (may_stay ? !each.served.is_gone() : !each.served.is_over()) return false;
         each.thread.join();
         return true;

@@ -48,8 +48,12 @@ delivery::reply delivery::deliver() {
     } catch (kxbase::es::call const& error) {
         stage_ = e_stage::over;
         if (!may_be_there_) throw;
-        if (interruption::times_asked() != 0) give_up(error.message());
-        kxbase::es::call::raise(with_what_to_do(error.message()));
+        // The log may know more of why, which belongs before what is to be done.
+        std::string why = error.message();
+        std::string const detail = app_.get_log().settle(why);
+        if (!detail.empty() && why.find(detail) == std::string::npos) why += ", " + detail;
+        if (interruption::times_asked() != 0) give_up(why);
+        kxbase::es::call::raise(with_what_to_do(why));
     }
 }
 

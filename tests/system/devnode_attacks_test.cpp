@@ -1,0 +1,330 @@
+// kx-devnode, and clients that break off, break the rules, or take all that they can get.
+
+#include "devnode_client.h"
+#include "raw_client.h"
+
+#include "support/scripted_node.h"
+
+#include <kxbase/hash.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include <csignal>
+#include <filesystem>
+#include <memory>
+#include <random>
+#include <span>
+#include <sstream>
+
+namespace {
+
+using kx_test::devnode_process;
+using kx_test::eventually;
+using kx_test::finalized_job;
+using kx_test::hello_text;
+using kx_test::logged_in;
+using kx_test::raw_client;
+using kx_test::strings;
+using kx_test::submission;
+using kx_test::submitted;
+using kx_test::tells;
+using kx_test::text_of;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+using testing::StartsWith;
+
+kxp::packet login(std::string const& command = "cluster.client.login", std::string const& user = kx_test::node_user,
+                  std::string const& password = kx_test::node_password) {
+    kxp::packet request(kxp::e_packet_type::request, command);
+    request.set_property("username", user);
+    request.set_property("password", kxbase::string_hash_SHA1_hex(password));
+    request.set_property("id", "tests");
+    return request;
+}
+
+std::string bytes_of(kxp::packet const& packet, std::uint32_t number = 1) {
+    return text_of(kxnet::frame(packet, number));
+}
+
+std::string length_text(std::uint32_t length) {
+    std::string text;
+    for (unsigned int const shift : {24U, 16U, 8U, 0U})
+        text += static_cast<char>(length >> shift & 255U);
+    return text;
+}
+
+/// A client that has been greeted.
+std::unique_ptr<raw_client> greeted(devnode_process const& node) {
+    auto client = std::make_unique<raw_client>(node.port());
+    static_cast<void>(client->send(hello_text()));
+    if (client->read(hello_text().size()) != hello_text()) throw std::runtime_error("no hello: " + node.log());
+    return client;
+}
+
+/// The next packet that the node sends.
+kxbase::ptr_refcount<kxp::packet> next_packet(raw_client const& client) {
+    std::string const head = client.read(4);
+    std::size_t length = 0;
+    for (char const byte : head)
+        length = length << 8U | static_cast<unsigned char>(byte);
+    std::string const payload = client.read(length);
+    if (head.size() != 4 || payload.size() != length) throw std::runtime_error("the node has gone");
+    return kxnet::decode_packet(std::as_bytes(std::span(payload)));
+}
+
+/// What a node has before its clients come; when they have gone it must have no more.
+class footprint {
+public:
+    explicit footprint(devnode_process const& node)
+        : node_(node), descriptors_(node.descriptors()), threads_(node.threads()) {
+        // The first client may bring what stays: no more than that counts as nothing.
+        static_cast<void>(logged_in(node));
+        EXPECT_TRUE(eventually([&] { return has_nobody(); }));
+        descriptors_ = node.descriptors();
+    }
+
+    [[nodiscard]] bool has_nobody() const { return node_.threads() <= threads_; }
+
+    /// Whether it is the same again, and the next client is served.
+    void expect_same() const {
+        EXPECT_TRUE(eventually([this] { return node_.descriptors() <= descriptors_ && has_nobody(); }))
+            << node_.descriptors() << " descriptors, " << node_.threads() << " threads, before " << descriptors_
+            << " and " << threads_;
+        EXPECT_TRUE(logged_in(node_)->is_logged_in());
+    }
+
+private:
+    devnode_process const& node_;
+    std::size_t descriptors_;
+    std::size_t threads_;
+};
+
+TEST(kx_devnode_attacks, outlives_clients_that_leave_at_any_byte_of_hello_login_and_submission) {
+    devnode_process const node;
+    footprint const before(node);
+    std::string const first = hello_text() + bytes_of(login());
+    std::string const all = first + bytes_of(submission(*finalized_job(), "cut"), 2);
+    std::size_t const much = first.size() + 150;
+    for (std::size_t size = 0; size != all.size(); size += size < much || size + 100 > all.size() ? 1 : 50) {
+        for (bool const is_reset : {false, true}) {
+            raw_client client(node.port());
+            ASSERT_TRUE(client.send(std::string_view(all).substr(0, size)));
+            if (is_reset) client.reset();
+        }
+    }
+    before.expect_same();
+    EXPECT_TRUE(std::filesystem::is_empty(node.spool()));
+    raw_client const whole(node.port());
+    ASSERT_TRUE(whole.send(all));
+    EXPECT_TRUE(eventually([&] { return node.spooled().size() == 1; }));
+}
+
+TEST(kx_devnode_attacks, ends_what_does_not_speak_the_protocol) {
+    devnode_process const node;
+    footprint const before(node);
+    std::string const event = bytes_of(kxp::packet(kxp::e_packet_type::event, "cluster.job"), 0);
+    std::string const reply = bytes_of(kxp::packet(kxp::e_packet_type::reply, "node.echo"));
+    std::string const refused[] = {
+        "GET / HTTP/1.0\r\n\r\n",
+        std::string("\x16\x03\x01\x00\x05hello", 10),
+        hello_text(0),
+        hello_text(2),
+        hello_text(0xffffffff),
+        hello_text() + length_text(0),
+        hello_text() + length_text(6) + "123456",
+        hello_text() + length_text(65537),
+        hello_text() + length_text(0xffffffff),
+        hello_text() + length_text(12) + std::string("\x02\0\0\0\x01\x01x\xff\xff\xff\xff\xff", 12),
+        hello_text() + event,
+        hello_text() + reply,
+        hello_text() + bytes_of(login()) + length_text(67'108'865),
+        hello_text() + bytes_of(login()) + event,
+    };
+    for (std::string const& bytes : refused) {
+        raw_client const client(node.port());
+        ASSERT_TRUE(client.send(bytes));
+        EXPECT_NO_THROW(client.read_to_end()) << testing::PrintToString(bytes);
+    }
+    before.expect_same();
+}
+
+TEST(kx_devnode_attacks, outlives_random_frames) {
+    devnode_process const node;
+    footprint const before(node);
+    std::mt19937 random(20'260'101); // NOLINT(cert-msc51-cpp): the same frames each time
+    for (int round = 0; round != 300; ++round) {
+        std::string noise(random() % 200, '\0');
+        for (char& byte : noise)
+            byte = static_cast<char>(random());
+        std::string const framed = length_text(static_cast<std::uint32_t>(noise.size())) + noise;
+        std::string text = hello_text() + (round % 2 == 0 ? "" : bytes_of(login()));
+        text += round % 3 == 0 ? noise : framed;
+        raw_client const client(node.port());
+        static_cast<void>(client.send(text));
+        client.finish();
+        EXPECT_NO_THROW(client.read_to_end()) << round;
+    }
+    before.expect_same();
+    EXPECT_TRUE(std::filesystem::is_empty(node.spool()));
+}
+
+TEST(kx_devnode_attacks, takes_small_frames_only_until_somebody_has_logged_in) {
+    devnode_process const node;
+    kxp::packet echo(kxp::e_packet_type::request, "node.echo");
+    echo.set_property("said", std::string(70'000, 'x'));
+    auto const stranger = greeted(node);
+    EXPECT_TRUE(stranger->send(bytes_of(echo)));
+    EXPECT_NO_THROW(stranger->read_to_end());
+    auto const client = greeted(node);
+    ASSERT_TRUE(client->send(bytes_of(login("admin.login")) + bytes_of(echo, 2)));
+    EXPECT_EQ(next_packet(*client)->get_request_number(), 1U);
+    EXPECT_EQ(next_packet(*client)->get_properties().get_string_value("said"), std::string(70'000, 'x'));
+}
+
+TEST(kx_devnode_attacks, ends_after_three_refused_logins_and_tells_no_names_that_nobody_has) {
+    devnode_process const node;
+    auto const client = greeted(node);
+    std::string const mistyped = "my password, typed in the wrong place";
+    for (auto const& [user, password] :
+         {std::pair{std::string(kx_test::node_user), "wrong"}, {mistyped, ""}, {std::string(60'000, 'n'), ""}}) {
+        ASSERT_TRUE(client->send(bytes_of(login("admin.login", user, password))));
+        EXPECT_EQ(next_packet(*client)->get_properties().get_string_value("error"), "wrong user or password");
+    }
+    EXPECT_THAT(client->read_to_end(), IsEmpty());
+    ASSERT_TRUE(tells(node, "too many refused logins"));
+    EXPECT_THAT(node.log(), HasSubstr(": wrong password for \"alice\"\n"));
+    EXPECT_THAT(node.log(), HasSubstr(": no such user\n"));
+    EXPECT_THAT(node.log(), Not(HasSubstr(mistyped)));
+    EXPECT_THAT(node.log(), Not(HasSubstr("nnnn")));
+}
+
+TEST(kx_devnode_attacks, tells_one_short_line_whatever_a_client_asks_for) {
+    devnode_process const node;
+    auto const client = logged_in(node);
+    kxp::packet request =
+        submission(kxcore::properties(), "a\nkx-devnode: forged\x1b[2J\u202e" + std::string(900, 'x'));
+    EXPECT_THAT(kx_test::answer(*client, request, "error"), HasSubstr("1 to 64 characters"));
+    EXPECT_THAT(
+        kx_test::answer(*client, kxp::packet(kxp::e_packet_type::request, "dance\nkx-devnode: forged"), "error"),
+        StartsWith("unknown command"));
+    std::istringstream lines(node.log());
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_LT(line.size(), 600U);
+        EXPECT_THAT(line, Not(StartsWith("kx-devnode: forged")));
+        EXPECT_THAT(line, Not(HasSubstr("\x1b")));
+    }
+}
+
+/// Echoes asked for and never read, until nothing more is taken: this side's part of it.
+void ask_without_reading(raw_client const& client) {
+    int const small = 4096;
+    ::setsockopt(client.descriptor(), SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
+    timeval const moment = {0, 100'000};
+    ::setsockopt(client.descriptor(), SOL_SOCKET, SO_SNDTIMEO, &moment, sizeof moment);
+    kxp::packet echo(kxp::e_packet_type::request, "node.echo");
+    echo.set_property("said", std::string(60'000, 'x'));
+    while (client.send(bytes_of(echo))) {
+    }
+}
+
+TEST(kx_devnode_attacks, gives_nobody_more_than_ten_seconds_to_log_in) {
+    devnode_process const node;
+    footprint const before(node);
+    auto const begin = std::chrono::steady_clock::now();
+    raw_client const without_hello(node.port());
+    auto const silent = greeted(node);
+    auto const trickling = greeted(node);
+    auto const deaf = greeted(node);
+    ask_without_reading(*deaf);
+    EXPECT_TRUE(logged_in(node)->is_logged_in());
+    // A byte a second, of a login that would be right.
+    std::string const slow = bytes_of(login());
+    std::size_t sent = 0;
+    EXPECT_TRUE(eventually([&] {
+        auto const seconds = std::chrono::steady_clock::now() - begin;
+        if (seconds > std::chrono::seconds(sent)) static_cast<void>(trickling->send(slow.substr(sent++, 1)));
+        return before.has_nobody();
+    })) << node.log();
+    EXPECT_LT(sent, 15U);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(9));
+    EXPECT_NO_THROW(without_hello.read_to_end());
+    EXPECT_NO_THROW(silent->read_to_end());
+    EXPECT_NO_THROW(trickling->read_to_end());
+    EXPECT_THAT(node.log(), HasSubstr("nobody logged in within 10 seconds"));
+    before.expect_same();
+}
+
+TEST(kx_devnode_attacks, announces_nothing_more_to_whoever_has_logged_in_as_an_administrator_instead) {
+    devnode_process const node;
+    auto const job = finalized_job();
+    auto const client = greeted(node);
+    ASSERT_TRUE(client->send(bytes_of(login())));
+    EXPECT_EQ(next_packet(*client)->get_request_number(), 1U);
+    EXPECT_EQ(next_packet(*client)->get_name(), "cluster.state");
+    // A login that fails leaves the one there is.
+    ASSERT_TRUE(client->send(bytes_of(login("admin.login", kx_test::node_user, "wrong"), 2)));
+    EXPECT_EQ(next_packet(*client)->get_request_number(), 2U);
+    ASSERT_EQ(submitted(*logged_in(node), *job, "a"), "a");
+    EXPECT_EQ(next_packet(*client)->get_name(), "cluster.job");
+    // One of the same kind begins anew with the whole state.
+    ASSERT_TRUE(client->send(bytes_of(login(), 3)));
+    EXPECT_EQ(next_packet(*client)->get_request_number(), 3U);
+    EXPECT_EQ(next_packet(*client)->get_name(), "cluster.state");
+    ASSERT_TRUE(client->send(bytes_of(login("admin.login"), 4)));
+    EXPECT_EQ(next_packet(*client)->get_request_number(), 4U);
+    ASSERT_EQ(submitted(*logged_in(node), *job, "b"), "b");
+    ASSERT_TRUE(client->send(bytes_of(kxp::packet(kxp::e_packet_type::request, "node.echo"), 5)));
+    EXPECT_EQ(next_packet(*client)->get_request_number(), 5U);
+}
+
+TEST(kx_devnode_attacks, lets_strangers_make_room_for_strangers_and_keeps_those_who_have_logged_in) {
+    devnode_process const node({}, 256);
+    footprint const before(node);
+    auto const guest = logged_in(node);
+    std::vector<std::unique_ptr<raw_client>> strangers;
+    for (int i = 0; i != 400; ++i)
+        strangers.push_back(std::make_unique<raw_client>(node.port()));
+    EXPECT_EQ(submitted(*logged_in(node), *finalized_job(), "a"), "a");
+    EXPECT_LT(node.descriptors(), 256U);
+    EXPECT_NO_THROW(strangers.front()->read_to_end());
+    EXPECT_TRUE(guest->is_connected());
+    EXPECT_THAT(node.log(), HasSubstr("has to make room"));
+    EXPECT_THAT(node.log(), Not(HasSubstr("no client can be taken")));
+    strangers.clear();
+    guest->close();
+    before.expect_same();
+}
+
+TEST(kx_devnode_attacks, sends_away_whoever_comes_when_its_places_are_taken_until_one_leaves) {
+    devnode_process const node({}, 128);
+    footprint const before(node);
+    std::vector<std::unique_ptr<raw_client>> guests;
+    for (int i = 0; i != 64; ++i) {
+        guests.push_back(greeted(node));
+        ASSERT_TRUE(guests.back()->send(bytes_of(login("admin.login"))));
+        ASSERT_EQ(next_packet(*guests.back())->get_request_number(), 1U) << i;
+    }
+    for (int i = 0; i != 5; ++i)
+        EXPECT_THAT(raw_client(node.port()).read_to_end(), IsEmpty());
+    EXPECT_TRUE(tells(node, "no room for more clients: 64 are there"));
+    std::string const told = node.log();
+    EXPECT_EQ(told.find("no room"), told.rfind("no room"));
+    guests.pop_back();
+    EXPECT_TRUE(eventually([&] {
+        try {
+            return logged_in(node)->is_logged_in();
+        } catch (kxbase::es::call const&) {
+            return false;
+        }
+    }));
+    guests.clear();
+    before.expect_same();
+}
+
+} // namespace

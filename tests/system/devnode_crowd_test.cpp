@@ -1,0 +1,136 @@
+// kx-devnode and many clients at once.
+
+#include "devnode_client.h"
+
+#include <kxbase/hash.h>
+#include <kxnet/packet_stream.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <csignal>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <thread>
+
+namespace {
+
+using kx_test::devnode_process;
+using kx_test::finalized_job;
+using kx_test::jobs_of;
+using testing::IsEmpty;
+
+constexpr std::size_t connections = 1000;
+/// Of these. The others have logged in as administrators: the node announces nothing to them.
+constexpr std::size_t submitters = 100;
+constexpr std::size_t jobs_of_each = 5;
+constexpr std::size_t all_jobs = submitters * jobs_of_each;
+
+using stream = std::unique_ptr<kxnet::packet_stream>;
+
+/// The reply with a number; events are passed over.
+kxbase::ptr_refcount<kxp::packet> reply_to(kxnet::packet_stream& client, std::uint32_t number) {
+    for (;;) {
+        auto packet = client.receive(kxnet::deadline_after(60'000));
+        if (!packet) throw std::runtime_error("no reply");
+        if (packet->get_request_number() == number) return packet;
+    }
+}
+
+stream logged_in_stream(devnode_process const& node, std::string const& command) {
+    kxp::packet login(kxp::e_packet_type::request, command);
+    login.set_property("username", kx_test::node_user);
+    login.set_property("password", kxbase::string_hash_SHA1_hex(kx_test::node_password));
+    login.set_property("id", "crowd");
+    stream client = kxnet::packet_stream::connect("127.0.0.1", node.port(), {}, 60'000);
+    client->send(kxnet::frame(login, 1), 0);
+    if (reply_to(*client, 1)->get_properties().is_present("error")) throw std::runtime_error("refused");
+    return client;
+}
+
+/// A crowd of clients, some of which have jobs to submit.
+class crowd {
+public:
+    explicit crowd(devnode_process const& node) : job_(finalized_job()) {
+        while (clients_.size() != submitters)
+            clients_.push_back(logged_in_stream(node, "cluster.client.login"));
+        while (clients_.size() != connections)
+            clients_.push_back(logged_in_stream(node, "admin.login"));
+    }
+
+    /// Those who have jobs submit them, all at once.
+    void submit() {
+        std::vector<std::thread> threads;
+        for (std::size_t i = 0; i != submitters; ++i)
+            threads.emplace_back([this, i] {
+                for (std::size_t each = 0; each != jobs_of_each; ++each)
+                    submit_one(*clients_[i], i * jobs_of_each + each);
+            });
+        for (auto& each : threads)
+            each.join();
+    }
+
+    [[nodiscard]] std::size_t acknowledged() const { return acknowledged_; }
+
+    /// The acknowledged jobs that the node does not announce, and those that are not in its spool.
+    [[nodiscard]] std::set<std::string> missing_in(devnode_process const& node) const {
+        std::set<std::string> announced;
+        for (auto const& job : jobs_of(node))
+            announced.insert(job["id"]);
+        std::set<std::string> missing;
+        for (std::string const& id : ids_) {
+            std::string const file = node.spool() + "/" + id + ".job";
+            if (!announced.contains(id) || *kxclientutil::read_job_file(file) != *job_) missing.insert(id);
+        }
+        return missing;
+    }
+
+private:
+    void submit_one(kxnet::packet_stream& client, std::size_t number) {
+        std::string const id = "job-" + std::to_string(number);
+        try {
+            client.send(kxnet::frame(kx_test::submission(*job_, id), 2), 0);
+            auto const reply = reply_to(client, 2);
+            if (reply->get_properties().get_string_value("id", "") != id) return;
+        } catch (kxbase::es::call const&) {
+            return; // the node has been killed
+        }
+        std::lock_guard const lock(guard_);
+        ids_.push_back(id);
+        ++acknowledged_;
+    }
+
+    kxbase::ptr_refcount<kxcore::properties const> job_;
+    std::vector<stream> clients_;
+    std::atomic<std::size_t> acknowledged_ = 0;
+    std::mutex guard_;
+    std::vector<std::string> ids_;
+};
+
+TEST(kx_devnode_crowd, has_every_acknowledged_job_of_a_thousand_connections) {
+    devnode_process node;
+    crowd clients(node);
+    clients.submit();
+    EXPECT_EQ(clients.acknowledged(), all_jobs) << node.log().substr(0, 2000);
+    EXPECT_THAT(clients.missing_in(node), IsEmpty());
+    EXPECT_EQ(node.end(SIGTERM), 0);
+}
+
+TEST(kx_devnode_crowd, has_every_acknowledged_job_when_it_is_killed_in_the_midst) {
+    devnode_process node;
+    crowd clients(node);
+    std::thread killing([&] {
+        EXPECT_TRUE(kx_test::eventually([&] { return clients.acknowledged() >= all_jobs / 4; }));
+        node.end(SIGKILL);
+    });
+    clients.submit();
+    killing.join();
+    EXPECT_GE(clients.acknowledged(), all_jobs / 4);
+    EXPECT_LT(clients.acknowledged(), all_jobs);
+    node.start();
+    EXPECT_THAT(clients.missing_in(node), IsEmpty());
+}
+
+} // namespace
