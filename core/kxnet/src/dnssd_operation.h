@@ -2,6 +2,8 @@
 // Of one thread: it asks, waits on the descriptor and takes the answers.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -37,13 +39,21 @@ struct record_answer {
 
 enum class e_record_type : unsigned short { address = 1, txt = 16 };
 
+/// Why nothing came of a question.
+enum class e_refusal {
+    none,
+    question, ///< it will never do as it is: a name or an interface that the daemon does not take
+    service   ///< nobody answers now: no library, no daemon, or no room for one more with either
+};
+
 /// A question or an announcement under way. Moved, never copied; dropping it ends it.
 class dnssd_operation {
 public:
-    /// What calls the one who asked. All of them within process().
+    /// What calls the one who asked. All of them within process(); what they raise fails the operation.
     struct state;
 
     dnssd_operation() noexcept;
+    explicit dnssd_operation(e_refusal refusal) noexcept;
     dnssd_operation(dnssd_operation&&) noexcept;
     dnssd_operation& operator=(dnssd_operation&&) noexcept;
     dnssd_operation(dnssd_operation const&) = delete;
@@ -73,8 +83,19 @@ public:
     /// Whether it is under way.
     explicit operator bool() const noexcept { return state_ != nullptr; }
 
+    /// Of one that could not be started: why.
+    [[nodiscard]] e_refusal refusal() const noexcept { return refusal_; }
+
+    /// How many are under way in this process. Any thread may ask.
+    [[nodiscard]] static std::size_t count() noexcept;
+    /// How many of these are for TXT records, which last.
+    [[nodiscard]] static std::size_t count_of_watches() noexcept;
+
     /// What to wait on for reading before process(); -1 when it is not under way.
     [[nodiscard]] int descriptor() const;
+
+    /// Whether process() has something to take at once.
+    [[nodiscard]] bool is_ready() const;
 
     /// Takes what has come. It waits when nothing has.
     /// @return false when the operation has failed: there was no answer, or the daemon is gone. It is to be dropped then.
@@ -84,9 +105,10 @@ public:
     [[nodiscard]] bool update_txt(std::string const& txt);
 
 private:
-    explicit dnssd_operation(std::unique_ptr<state> started) noexcept;
+    [[nodiscard]] static dnssd_operation started(std::unique_ptr<state> asked, std::int32_t error);
 
     std::unique_ptr<state> state_;
+    e_refusal refusal_ = e_refusal::none;
 };
 
 } // namespace kxnet

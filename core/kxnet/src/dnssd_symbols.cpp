@@ -1,10 +1,14 @@
 #include "dnssd_symbols.h"
 
+#include "dnssd_operation.h"
+
+#include <kxbase/errors.h>
 #include <kxnet/dnssd_library.h>
 
 #include <array>
 #include <atomic>
 #include <cstdlib>
+#include <string>
 
 #ifdef _WIN32
 #include <windows.h>
@@ -133,11 +137,18 @@ char const* dnssd_library_name() noexcept {
     return library_name;
 }
 
-bool has_dnssd_library() noexcept {
-    return other_source.load() != nullptr || loaded_library().is_there();
+bool has_dnssd_library() {
+    if (other_source.load() == nullptr) return loaded_library().is_there();
+    for (std::size_t each = 0; each != names.size(); ++each)
+        if (find_dnssd_symbol(static_cast<e_dnssd_symbol>(each)) != nullptr) return true;
+    return false;
 }
 
 dnssd_symbol_source set_dnssd_symbol_source(dnssd_symbol_source source) {
+    // Each question has to end with the functions that it began with.
+    if (auto const count = dnssd_operation::count(); count != 0)
+        kxbase::es::call::raise("the functions of the DNS-SD client library cannot be replaced, " +
+                                std::to_string(count) + " of its questions are under way");
     auto const before = other_source.exchange(source);
     for (auto& known : cache)
         known.is_known = false;

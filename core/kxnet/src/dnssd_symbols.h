@@ -25,7 +25,7 @@ enum class e_dnssd_symbol : std::size_t {
 /// What the library is called on this system.
 [[nodiscard]] char const* dnssd_library_name() noexcept;
 
-/// Whether the library was found, or something stands in for it.
-[[nodiscard]] bool has_dnssd_library() noexcept;
+/// Whether the library was found, or something stands in for it that has functions.
+[[nodiscard]] bool has_dnssd_library();
 
 } // namespace kxnet

@@ -10,16 +10,22 @@
 #include <kxnet/mdns_addr_lookup.h>
 
 #include <poll.h>
+#include <sys/resource.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <exception>
 #include <system_error>
 
 namespace kxnet {
 namespace {
 
-// A system's message bus allows 256 connections to a user as a rule: some are left to others.
-constexpr std::size_t most_on_their_way = 32;
-constexpr std::size_t most_watched_ever = 160;
+// What a process asks at a time takes up to five descriptors, a thread and a connection to the system's message bus each.
+// Of descriptors most systems allow 1,024 to a process, and of connections 256 to a user: most are left to others.
+constexpr std::size_t most_questions_ever = 64;
+constexpr std::size_t least_questions = 4;
+constexpr std::size_t descriptors_of_question = 5;
+constexpr std::size_t share_of_descriptors = 3;
 constexpr std::size_t watches_dropped_at_once = 8;
 
 // A host with several addresses may answer first with another one than last time.
@@ -28,12 +34,13 @@ constexpr std::chrono::milliseconds patience_for_known_address{200};
 // One lost packet is none.
 constexpr unsigned int failures_that_mean_gone = 2;
 
+constexpr unsigned int severity_error = 3;
 constexpr unsigned int severity_warning = 4;
 constexpr unsigned int severity_notice = 5;
 
 void report(unsigned int severity, std::string const& message,
             kxbase::source_position where = kxbase::source_position::current()) {
-    kxbase::report(where.file_name(), where.line(), "Bonjour", severity == severity_warning ? 3 : 2, severity, message);
+    kxbase::report(where.file_name(), where.line(), "Bonjour", severity <= severity_warning ? 3 : 2, severity, message);
 }
 
 /// The handler is other people's code: what it raises must not end the search, let alone the process.
@@ -43,7 +50,21 @@ void guarded(Call const& call) {
         call();
     } catch (std::exception const& error) {
         report(severity_warning, std::string("an observer of the network failed: ") + error.what());
+    } catch (...) {
+        report(severity_warning, "an observer of the network failed: it raised what is no exception");
     }
+}
+
+std::size_t questions_of_this_process() {
+    rlimit descriptors = {};
+    if (::getrlimit(RLIMIT_NOFILE, &descriptors) != 0) return least_questions;
+    return std::clamp<std::size_t>(descriptors.rlim_cur / share_of_descriptors / descriptors_of_question,
+                                   least_questions, most_questions_ever);
+}
+
+/// What watching leaves to resolving, without which nothing is found.
+std::size_t watches_among(std::size_t questions) {
+    return questions - std::min(questions / 2, service_schedule::most_on_their_way);
 }
 
 unsigned char const* bytes_of(std::string const& text) {
@@ -52,31 +73,10 @@ unsigned char const* bytes_of(std::string const& text) {
 
 } // namespace
 
-struct service_search::service {
-    enum class e_step { none, resolving, asking_address };
-
-    browse_answer instance = {};
-    unsigned int sightings = 0; ///< how often it was added and not removed
-    bool is_listed = false;     ///< the handler was told that it came
-    bool is_resolved = false;   ///< and where it is
-    resolve_answer told = {};   ///< this,
-    std::string told_address = {};
-
-    e_step step = e_step::none;
-    dnssd_operation operation = {};
-    bool has_answer = false;
-    resolve_answer found = {};
-    std::string found_address = {};
-    unsigned int failures = 0;
-    clock::time_point scheduled = {};
-
-    dnssd_operation watching = {};
-    std::vector<record_answer> records = {};
-};
-
 service_search::service_search(std::string type, search_resolve_query_handler& handler, search_timing const& timing)
     : type_(std::move(type)), handler_(handler), timing_(timing), pause_(timing.least_pause),
-      most_watched_(most_watched_ever) {
+      shortage_pause_(timing.first_retry), most_questions_(questions_of_this_process()),
+      most_watched_(watches_among(most_questions_)) {
     try {
         thread_ = std::thread([this] { run(); });
     } catch (std::system_error const& error) {
@@ -87,17 +87,40 @@ service_search::service_search(std::string type, search_resolve_query_handler& h
 service_search::~service_search() {
     is_stopped_ = true;
     wake_.wake();
+    if (thread_.get_id() == std::this_thread::get_id()) {
+        report(severity_error, "a search of the network is destroyed by the handler that it calls");
+        std::abort();
+    }
     thread_.join();
 }
 
 void service_search::run() {
     while (!is_stopped_) {
-        keep_browsing();
-        forget_missing();
-        end_overdue();
-        begin_due();
-        wait_and_take();
+        try {
+            keep_browsing();
+            forget_missing();
+            end_overdue();
+            begin_due();
+            wait_and_take();
+        } catch (std::exception const& error) {
+            recover(error.what());
+        } catch (...) {
+            recover("what was raised is no exception");
+        }
     }
+}
+
+/// Nobody knows where it failed, most likely for want of memory: all that is under way begins anew.
+void service_search::recover(char const* reason) noexcept {
+    has_told_obstacle_ = true;
+    sightings_.clear();
+    lose_daemon();
+    try {
+        report(severity_warning, "browsing for " + type_ + " failed and begins anew: " + reason);
+    } catch (std::exception const&) {
+        report(severity_warning, "browsing failed and begins anew");
+    }
+    wait_for_wake();
 }
 
 // --- seeing ---------------------------------------------------------------------------------------------------
@@ -107,6 +130,9 @@ void service_search::keep_browsing() {
     browse_ = dnssd_operation::browse(type_, [this](browse_answer const& seen) { sightings_.push_back(seen); });
     if (!browse_) return lose_daemon();
     browse_change_ = clock::now();
+    begin_again_ = {};
+    shortage_pause_ = timing_.first_retry;
+    most_watched_ = watches_among(most_questions_);
     if (!services_.empty()) grace_end_ = browse_change_ + timing_.return_grace;
     if (std::exchange(has_told_obstacle_, false)) report(severity_notice, "browsing for " + type_ + " goes on");
 }
@@ -120,7 +146,7 @@ void service_search::lose_daemon() {
     browse_ = {};
     grace_end_ = clock::time_point::max();
     for (auto const& [key, each] : services_) {
-        unschedule(*each);
+        schedule_.take_out(*each);
         each->operation = {};
         each->watching = {};
         each->step = service::e_step::none;
@@ -134,20 +160,27 @@ void service_search::lose_daemon() {
 }
 
 void service_search::take_sightings() {
-    bool const is_well = browse_.process();
-    for (auto const& seen : std::exchange(sightings_, {}))
+    for (auto const& seen : std::exchange(sightings_, {})) {
+        if (is_stopped_) return;
         seen.added ? add(seen) : remove(seen);
-    if (!is_well) lose_daemon();
+    }
 }
 
 void service_search::add(browse_answer const& seen) {
-    auto& known = services_[{{seen.name, seen.domain}, seen.interface_index}];
+    service_key const key = {{seen.name, seen.domain}, seen.interface_index};
+    if (services_.size() >= most_instances && !services_.contains(key)) {
+        if (!std::exchange(has_told_crowd_, true))
+            report(severity_warning, "there are more than " + std::to_string(most_instances) + " instances of " +
+                                         type_ + ": others are not looked at");
+        return;
+    }
+    auto& known = services_[key];
     if (!known) known = std::make_unique<service>();
     auto& each = *known;
     each.instance = seen;
     if (++each.sightings > 1) return;
     if (!each.is_listed) tell_seen(each, true, seen.more_coming);
-    if (each.step == service::e_step::none) begin_at(each, clock::now());
+    if (each.step == service::e_step::none) schedule_.begin_at(each, clock::now());
 }
 
 void service_search::remove(browse_answer const& gone) {
@@ -165,7 +198,7 @@ void service_search::remove(browse_answer const& gone) {
 void service_search::forget(service_map::iterator which) {
     auto& each = *which->second;
     if (each.is_listed) tell_seen(each, false, each.instance.more_coming);
-    unschedule(each);
+    schedule_.take_out(each);
     watched_.erase(&each);
     services_.erase(which);
 }
@@ -185,15 +218,27 @@ void service_search::forget_missing() {
 
 void service_search::begin_due() {
     auto const now = clock::now();
-    while (!to_begin_.empty() && to_end_.size() < most_on_their_way && to_begin_.begin()->first <= now)
-        resolve(*to_begin_.begin()->second);
+    while (!is_stopped_ && begin_again_ <= now) {
+        auto* const each = schedule_.find_due(now);
+        if (each == nullptr) return;
+        // Others of this process may have taken all; one question is always asked.
+        if (dnssd_operation::count() >= most_questions_ && !schedule_.on_their_way().empty()) {
+            begin_again_ = now + timing_.least_pause;
+            return;
+        }
+        resolve(*each);
+    }
 }
 
 void service_search::end_overdue() {
     auto const now = clock::now();
-    while (!to_end_.empty() && to_end_.begin()->first <= now) {
-        auto& each = *to_end_.begin()->second;
-        each.step == service::e_step::resolving ? fail(each) : conclude(each);
+    while (!is_stopped_) {
+        auto* const each = schedule_.find_overdue(now);
+        if (each == nullptr) return;
+        // The answer may have come while the handler was busy.
+        if (each->operation.is_ready()) take_step(*each);
+        if (each->step == service::e_step::none || each->scheduled > now) continue;
+        each->step == service::e_step::resolving ? fail(*each) : conclude(*each);
     }
 }
 
@@ -204,12 +249,27 @@ void service_search::resolve(service& each) {
         each.found = answer;
         each.has_answer = true;
     });
-    if (!each.operation) {
-        drop_some_watches();
-        return begin_at(each, clock::now() + timing_.first_retry);
-    }
+    if (each.operation.refusal() == e_refusal::question) return fail(each);
+    if (!each.operation) return pause_for_shortage(each);
+    each.refusals = 0;
+    shortage_pause_ = timing_.first_retry;
     each.step = service::e_step::resolving;
-    end_at(each, clock::now() + timing_.resolve_patience);
+    schedule_.end_at(each, clock::now() + timing_.resolve_patience);
+}
+
+/// Nothing is known of the instance by this. It goes behind the others, in case it is the reason.
+void service_search::pause_for_shortage(service& each) {
+    drop_some_watches();
+    auto const now = clock::now();
+    begin_again_ = now + shortage_pause_;
+    shortage_pause_ = std::min<clock::duration>(shortage_pause_ * 2, std::max(timing_.most_pause, timing_.first_retry));
+    schedule_.begin_at(each, now + retry_after(++each.refusals, each));
+}
+
+service_search::clock::duration service_search::retry_after(unsigned int times, service const& each) const {
+    constexpr unsigned int most_doublings = 16;
+    return std::min(timing_.first_retry * (1U << std::min(times - 1, most_doublings)),
+                    each.was_ever_resolved ? timing_.recheck : timing_.longest_retry);
 }
 
 void service_search::take_step(service& each) {
@@ -222,18 +282,21 @@ void service_search::take_step(service& each) {
     if (!is_well ||
         (!each.found_address.empty() && (each.told_address.empty() || each.told_address == each.found_address)))
         return conclude(each);
-    if (!each.found_address.empty()) end_at(each, std::min(each.scheduled, clock::now() + patience_for_known_address));
+    if (!each.found_address.empty())
+        schedule_.end_at(each, std::min(each.scheduled, clock::now() + patience_for_known_address));
 }
 
 /// Asked for here, the handler's own look-up need not wait while it holds what it holds.
 void service_search::ask_address(service& each) {
+    each.operation = {}; // first: there may be room for no more than this one
+    if (is_stopped_) return;
     each.operation =
         ask_for_address(each.instance.interface_index, each.found.host, [&each](std::string const& address) {
             if (each.found_address.empty() || address == each.told_address) each.found_address = address;
         });
     if (!each.operation) return conclude(each);
     each.step = service::e_step::asking_address;
-    end_at(each, clock::now() + address_patience);
+    schedule_.end_at(each, clock::now() + address_patience);
 }
 
 void service_search::fail(service& each) {
@@ -245,8 +308,7 @@ void service_search::fail(service& each) {
         each.watching = {};
         watched_.erase(&each);
     }
-    auto const retry = timing_.first_retry * (1U << std::min(each.failures - 1, 10U));
-    begin_at(each, clock::now() + std::min(retry, timing_.recheck));
+    schedule_.begin_at(each, clock::now() + retry_after(each.failures, each));
 }
 
 void service_search::conclude(service& each) {
@@ -255,23 +317,28 @@ void service_search::conclude(service& each) {
     each.failures = 0;
     bool const is_same_host = each.is_resolved && each.told.host == each.found.host;
     if (is_same_host && each.found_address.empty()) each.found_address = each.told_address;
+    bool const is_same_place =
+        is_same_host && each.told.port == each.found.port && each.told_address == each.found_address;
     if (!each.is_listed) tell_seen(each, true, false);
-    if (!is_same_host || each.told.port != each.found.port || each.told_address != each.found_address) {
+    // As a change, before the place: a resolve takes nothing away of what a handler knows of the record.
+    if (each.is_resolved && (!is_same_place || !each.watching)) tell_txt(each, {false, 0, each.found.txt});
+    if (!is_same_place) {
         each.told = each.found;
         each.told_address = each.found_address;
         each.is_resolved = true;
+        each.was_ever_resolved = true;
         tell_resolved(each);
-    } else if (!each.watching) {
-        tell_txt(each, {false, 0, each.found.txt});
     }
+    if (most_watched_ < watches_among(most_questions_)) ++most_watched_;
     watch(each);
-    begin_at(each, clock::now() + timing_.recheck);
+    schedule_.begin_at(each, clock::now() + timing_.recheck);
 }
 
 // --- watching -------------------------------------------------------------------------------------------------
 
 void service_search::watch(service& each) {
-    if (each.watching || watched_.size() >= most_watched_) return;
+    if (is_stopped_ || each.watching || watched_.size() >= most_watched_) return;
+    if (dnssd_operation::count_of_watches() >= watches_among(most_questions_)) return;
     each.watching = dnssd_operation::query(each.instance.interface_index, each.told.full_name, e_record_type::txt,
                                            [&each](record_answer const& record) { each.records.push_back(record); });
     if (each.watching) watched_.insert(&each);
@@ -297,39 +364,26 @@ void service_search::drop_some_watches() {
 
 // --- waiting --------------------------------------------------------------------------------------------------
 
-void service_search::begin_at(service& each, clock::time_point when) {
-    unschedule(each);
-    each.scheduled = when;
-    to_begin_.emplace(when, &each);
-}
-
-void service_search::end_at(service& each, clock::time_point when) {
-    unschedule(each);
-    each.scheduled = when;
-    to_end_.emplace(when, &each);
-}
-
-void service_search::unschedule(service& each) {
-    to_begin_.erase({each.scheduled, &each});
-    to_end_.erase({each.scheduled, &each});
-}
-
 /// In milliseconds, as poll() wants it; -1 for as long as nothing comes.
 int service_search::next_wait() const {
     auto next = grace_end_;
     if (!browse_) next = std::min(next, browse_change_);
-    if (!to_end_.empty()) next = std::min(next, to_end_.begin()->first);
-    if (!to_begin_.empty() && to_end_.size() < most_on_their_way) next = std::min(next, to_begin_.begin()->first);
+    next = std::min({next, schedule_.next_overdue(), std::max(schedule_.next_due(), begin_again_)});
     if (next == clock::time_point::max()) return -1;
     auto const left = std::chrono::ceil<std::chrono::milliseconds>(next - clock::now()).count();
     return static_cast<int>(std::clamp<decltype(left)>(left, 0, 60'000));
+}
+
+void service_search::wait_for_wake() const {
+    pollfd waited = {wake_.descriptor(), POLLIN, 0};
+    ::poll(&waited, 1, static_cast<int>(timing_.least_pause.count()));
 }
 
 void service_search::wait_and_take() {
     std::vector<service*> owners;
     std::vector<pollfd> waited = {{wake_.descriptor(), POLLIN, 0}, {browse_.descriptor(), POLLIN, 0}};
     auto const first_step = waited.size();
-    for (auto const& [when, each] : to_end_) {
+    for (auto const& [when, each] : schedule_.on_their_way()) {
         waited.push_back({each->operation.descriptor(), POLLIN, 0});
         owners.push_back(each);
     }
@@ -338,10 +392,15 @@ void service_search::wait_and_take() {
         waited.push_back({each->watching.descriptor(), POLLIN, 0});
         owners.push_back(each);
     }
-    if (::poll(waited.data(), waited.size(), next_wait()) <= 0) return;
+    int const ready = ::poll(waited.data(), waited.size(), next_wait());
+    if (ready < 0 && errno != EINTR) wait_for_wake(); // for want of memory, say: only a pause helps
+    if (ready <= 0) return;
     wake_.drain();
-    // What browsing tells may end services: the others are looked at in the next round.
-    if (waited[1].revents != 0) return take_sightings();
+    // First, because all others fail, too, when the daemon is gone. What was seen is told last: it may end services.
+    if (waited[1].revents != 0 && !browse_.process()) {
+        take_sightings();
+        return lose_daemon();
+    }
     for (auto i = first_step; i != waited.size() && !is_stopped_; ++i) {
         auto& each = *owners[i - first_step];
         if (waited[i].revents == 0) continue;
@@ -351,6 +410,7 @@ void service_search::wait_and_take() {
             take_txt(each);
         }
     }
+    take_sightings();
 }
 
 // --- telling --------------------------------------------------------------------------------------------------

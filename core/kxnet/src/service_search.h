@@ -3,11 +3,16 @@
 //
 // Each instance is dealt with on each interface for itself. Its way: it is seen; it is resolved; its host's address is asked
 // for; the handler is told; its TXT record is watched. After a while, or after a failure, it is resolved again. Only a few
-// are on their way at a time, and not more than some hundred are watched: client libraries take a connection and a thread
-// for each question, and daemons limit connections. Changes of those that are not watched come with the next resolve.
+// are on their way at a time, and only some are watched: client libraries take a connection, a thread and several
+// descriptors for each question, in a process that is somebody else's. Changes of those that are not watched come with the
+// next resolve.
+//
+// Whatever the network tells was written by strangers, and the daemon may be short of connections, hang or go: the search
+// goes on, without a pause too short, and lets go when it is told to after at most one call to the client library.
 #pragma once
 
 #include "dnssd_operation.h"
+#include "service_schedule.h"
 #include "wake_pipe.h"
 
 #include <kxnet/search_resolve_query.h>
@@ -28,7 +33,8 @@ namespace kxnet {
 struct search_timing {
     std::chrono::milliseconds resolve_patience{8'000}; ///< a resolve without an answer has failed
     std::chrono::milliseconds first_retry{1'000};      ///< after a failure; doubled with each that follows
-    std::chrono::milliseconds recheck{60'000};         ///< until what was resolved is resolved again; the longest retry
+    std::chrono::milliseconds recheck{60'000};         ///< until what was resolved is resolved again, or tried again
+    std::chrono::milliseconds longest_retry{600'000};  ///< of what never was resolved
     std::chrono::milliseconds return_grace{10'000}; ///< for what was known to be seen again by a daemon that came back
     std::chrono::milliseconds least_pause{250};     ///< between attempts to reach a daemon, growing
     std::chrono::milliseconds most_pause{5'000};
@@ -41,14 +47,17 @@ public:
     service_search& operator=(service_search const&) = delete;
     ~service_search();
 
+    /// How many instances a search looks at. Those that come when there are so many are not.
+    static constexpr std::size_t most_instances = 10'000;
+
 private:
     using clock = std::chrono::steady_clock;
-    struct service;
+    using service = searched_service;
     using service_key = std::pair<std::pair<std::string, std::string>, unsigned int>;
     using service_map = std::map<service_key, std::unique_ptr<service>>;
-    using schedule = std::set<std::pair<clock::time_point, service*>>;
 
     void run();
+    void recover(char const* reason) noexcept;
 
     void keep_browsing();
     void lose_daemon();
@@ -67,12 +76,12 @@ private:
     void conclude(service& each);
     void watch(service& each);
     void take_txt(service& each);
+    void pause_for_shortage(service& each);
     void drop_some_watches();
+    [[nodiscard]] clock::duration retry_after(unsigned int times, service const& each) const;
 
-    void begin_at(service& each, clock::time_point when);
-    void end_at(service& each, clock::time_point when);
-    void unschedule(service& each);
     [[nodiscard]] int next_wait() const;
+    void wait_for_wake() const;
     void wait_and_take();
 
     void tell_seen(service& each, bool added, bool more_coming);
@@ -91,9 +100,12 @@ private:
     bool has_told_obstacle_ = false;
 
     service_map services_;
-    schedule to_begin_; ///< when each that is at rest is resolved
-    schedule to_end_;   ///< when the step of each that is on its way ends without an answer
+    bool has_told_crowd_ = false;
+    service_schedule schedule_;
+    clock::time_point begin_again_ = {}; ///< before, nothing new is asked: there was no room
+    clock::duration shortage_pause_;
     std::set<service*> watched_;
+    std::size_t most_questions_; ///< of all searches of this process together
     std::size_t most_watched_;
 
     wake_pipe wake_;

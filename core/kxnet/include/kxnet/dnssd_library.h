@@ -17,10 +17,11 @@ namespace kxnet {
 using dnssd_symbol_source = void* (*)(char const* name);
 
 /// Takes the functions from elsewhere, for tests, and for hosts that bring a client library of their own. Each is asked
-/// for when it is first needed, and remembered. Call it only while nothing browses, looks up or announces.
+/// for when it is first needed, and remembered. Call it only while nothing browses, looks up or announces, nor begins to.
 ///
-/// @param source  null for the system's library
+/// @param source  null for the system's library; one that gives no function stands for a library that is not installed
 /// @return the one before; null for the system's library
+/// @throws es::call with the number of questions to the library that are under way, if any; nothing changes then
 KXNET_EXPORT dnssd_symbol_source set_dnssd_symbol_source(dnssd_symbol_source source);
 
 // NOLINTBEGIN(readability-identifier-naming): these are called as they are published.

@@ -17,7 +17,8 @@ public:
     /// @param interface_index  the interface to ask on, as DNS-SD numbers it; 0 for any
     mdns_addr_lookup(std::string host, unsigned int interface_index);
 
-    /// The address in its dotted form; empty when there is none, or nobody answers within a second. While a handler of
+    /// The address in its dotted form; empty when there is none, or nobody answers within a second. With a daemon that hangs
+    /// it takes as long as the client library waits for that: Avahi's up to half a minute. While a handler of
     /// search_resolve_query is told of that host it is known already and nothing is waited for. Nothing is raised.
     [[nodiscard]] std::string get_IPv4() const; // NOLINT(readability-identifier-naming): a name of its own
 

@@ -12,8 +12,8 @@ namespace kxnet {
 
 class service_search;
 
-/// What a search tells of. All calls come on the search's own thread, one at a time. What they raise is written to the log
-/// and goes no further.
+/// What a search tells of. All calls come on the search's own thread, one at a time. What they raise, exceptions or anything
+/// else, is written to the log and goes no further: the search goes on.
 class KXNET_EXPORT search_resolve_query_handler {
 public:
     search_resolve_query_handler() = default;
@@ -46,7 +46,7 @@ public:
 /// Browses for a service as long as it lives, on all network interfaces. It has a thread, which waits on the DNS-SD client
 /// library's sockets. Without that library nothing is ever found; without its daemon the search begins when there is one.
 /// A daemon that goes away is noticed; when it is back, the search goes on, and what is gone since is told within ten
-/// seconds. An instance whose host fell silent is told as gone after a few minutes, long before DNS-SD itself gives up on
+/// seconds of that. At most 10,000 instances are looked at, which a line in the log tells. An instance whose host fell silent is told as gone after a few minutes, long before DNS-SD itself gives up on
 /// it, and as new when it answers again.
 class KXNET_EXPORT search_resolve_query {
 public:
@@ -58,7 +58,9 @@ public:
     search_resolve_query(std::string const& service_type, search_resolve_query_handler& handler);
     search_resolve_query(search_resolve_query const&) = delete;
     search_resolve_query& operator=(search_resolve_query const&) = delete;
-    /// Ends the search. When it returns, the handler is not called any more: never from within a call of the handler.
+    /// Ends the search. When it returns, the handler is not called any more. It waits for a call of the handler, and for one
+    /// of the client library if one is under way: of Avahi's with a daemon that hangs that takes up to half a minute. Within
+    /// a call of the handler it cannot be: a line in the log says so, and the process is aborted.
     ~search_resolve_query();
 
 private:
