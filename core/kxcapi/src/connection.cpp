@@ -46,7 +46,7 @@ struct connection::state {
 
     std::shared_ptr<kxnet::stop_signal> begin_connecting();
     void end_connecting(std::shared_ptr<kxnet::stop_signal> const& attempt) noexcept;
-    void end_sessions() noexcept;
+    void end_sessions() const noexcept;
     [[nodiscard]] std::shared_ptr<session> next_to_end() const;
     result_code establish(std::unique_ptr<kxnet::packet_stream> stream);
     result_code fail(result_code code, std::string const& reason);
@@ -149,7 +149,7 @@ void connection::state::end_connecting(std::shared_ptr<kxnet::stop_signal> const
 }
 
 /// Ends what there is, and what a handler makes meanwhile that has not returned yet.
-void connection::state::end_sessions() noexcept {
+void connection::state::end_sessions() const noexcept {
     while (auto const ended = next_to_end())
         ended->close();
 }

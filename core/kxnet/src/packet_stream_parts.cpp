@@ -265,15 +265,16 @@ void packet_stream_parts::close(std::string const& why) noexcept {
         }
         is_closed_ = true;
     }
-    try {
-        // A peer in the middle of whose frame we are learns of the end by the end alone.
-        if (tls_ && is_greeted_ && turn_.try_take()) {
+    // A peer in the middle of whose frame we are learns of the end by the end alone.
+    if (tls_ && is_greeted_ && turn_.try_take()) {
+        try {
             encrypted_out_.clear();
             tls_->end(encrypted_out_);
             static_cast<void>(socket.send_some(encrypted_out_.bytes(), false, steady_clock::now()));
-            turn_.give_back();
+        } catch (...) { // NOLINT(bugprone-empty-catch): the connection is gone already
         }
-    } catch (...) { // NOLINT(bugprone-empty-catch): the connection is gone already
+        // Also then: whoever wants to send is to be told of the end, and not to wait for the turn.
+        turn_.give_back();
     }
     socket.shut_down();
 }
