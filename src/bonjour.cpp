@@ -180,7 +180,8 @@ void bonjour_browser::get_nodes(node_table& nodes) const {
     kxbase::scoped_lock const lock(mutex_);
     // An observer that asks with the table it was handed.
     if (&nodes == &nodes_) return;
-    nodes = nodes_;
+    nodes.clear();
+    nodes.insert(nodes_.begin(), nodes_.end());
 }
 
 bool bonjour_browser::get_host_port_for_cluster(std::string const& cluster, std::string& host, std::string& port) {

@@ -31,7 +31,8 @@ struct bonjour_node {
 
 /// An observer of the nodes. What is given here only writes lines to the log; override what you want to know of. The calls
 /// come on a thread of the browser, one at a time, and hold its table: keep them short. They may call the browser, but not
-/// destroy it, and must not wait for another thread that calls it. What they raise is written to the log.
+/// destroy it, which aborts the process with a line in the log, and must not wait for another thread that calls it. What
+/// they raise, exceptions or anything else, is written to the log.
 class KXCLIENTUTIL_EXPORT bonjour_callback {
 public:
     bonjour_callback() = default;
@@ -52,7 +53,7 @@ public:
 };
 
 /// Browses for nodes from its beginning to its end. Where the system has no DNS-SD, no nodes appear and nothing fails. Any
-/// thread may ask it; make a class of your own from the observer, not from the browser, whose calls begin before it is made.
+/// thread may ask it. Do not derive from it: its calls begin in its constructor, before that of your class has run.
 class KXCLIENTUTIL_EXPORT bonjour_browser : public kxnet::search_resolve_query_handler {
 public:
     /// Begins to browse.
@@ -62,7 +63,7 @@ public:
     explicit bonjour_browser(bonjour_callback* callback);
     bonjour_browser(bonjour_browser const&) = delete;
     bonjour_browser& operator=(bonjour_browser const&) = delete;
-    /// When it returns, the observer is not called any more.
+    /// When it returns, the observer is not called any more. It waits as ~search_resolve_query() does.
     ~bonjour_browser() override;
 
     // What the network tells; the table changes accordingly.
@@ -76,8 +77,8 @@ public:
     void get_nodes(std::map<std::string, bonjour_node>& nodes) const;
 
     /// Where a cluster is reached: always at the first of its nodes by name, not at each in turn. The host is the node's
-    /// address on the interface with the highest index that has one, or else its host name. An empty cluster name finds a
-    /// private node, also one of which neither host nor port is known yet, whose texts are empty.
+    /// address on the interface with the highest index that has one, or else its host name, with the dot at its end as the
+    /// network tells it, which not every system can look up. An empty cluster name finds a private node, also one of which neither host nor port is known yet, whose texts are empty.
     ///
     /// @return whether there is a node of that cluster; if not, `host` and `port` stay as they are
     [[nodiscard]] bool get_host_port_for_cluster(std::string const& cluster, std::string& host, std::string& port);

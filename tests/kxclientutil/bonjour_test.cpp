@@ -3,14 +3,21 @@
 
 #include "kxclientutil/support/bonjour_replies.h"
 #include "support/captured_report.h"
+#include "support/dnssd_symbols.h"
+#include "support/event_log.h"
 
 #include <gmock/gmock.h>
 
 #include <array>
+#include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstring>
+#include <future>
+#include <stdexcept>
 #include <string>
 #include <thread>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -63,6 +70,9 @@ TEST(bonjour_node, is_empty_until_it_is_filled_and_is_copied_whole) {
 }
 
 TEST(bonjour_interface, keeps_the_order_of_its_virtual_functions) {
+    static_assert(std::is_base_of_v<kxnet::search_resolve_query_handler, bonjour_browser>);
+    static_assert(std::is_default_constructible_v<bonjour_callback> && std::is_copy_constructible_v<bonjour_callback> &&
+                  std::is_copy_assignable_v<bonjour_callback>);
     EXPECT_EQ(slot_of(&kxnet::search_resolve_query_handler::search_reply), 2);
     EXPECT_EQ(slot_of(&kxnet::search_resolve_query_handler::resolve_reply), 3);
     EXPECT_EQ(slot_of(&kxnet::search_resolve_query_handler::query_reply), 4);
@@ -312,6 +322,34 @@ TEST_F(browsing, leaves_nothing_behind_of_what_it_rejects) {
     EXPECT_EQ(nodes().at("n1").uc, 6U) << "the last one counts";
 }
 
+TEST_F(browsing, reads_the_counter_of_a_change_as_far_as_it_is_a_number) {
+    auto const counter_after = [this](char const* text) {
+        resolve(1, "n1", "", {{"uc", "5"}});
+        change("n1", {{"uc", text}});
+        return nodes().at("n1").uc;
+    };
+    EXPECT_EQ(counter_after("12ab"), 12U);
+    EXPECT_EQ(counter_after("006"), 6U);
+    EXPECT_EQ(counter_after(""), 0U) << "which is taken at any time";
+    EXPECT_EQ(counter_after("-1"), 0U);
+    EXPECT_EQ(counter_after("4294967295"), 4294967295U);
+    EXPECT_EQ(counter_after("4294967296"), 4294967295U) << "as much as there is";
+    change("n1", {{"uc", "99999999999"}, {"id", "late"}});
+    EXPECT_EQ(nodes().at("n1").id, "") << "nothing is higher";
+    change("n1", {{"uc", "0"}, {"id", "late"}});
+    EXPECT_EQ(nodes().at("n1").id, "late");
+    resolve(1, "n1", "", {{"uc", "4294967296"}});
+    EXPECT_EQ(nodes().at("n1").uc, 4294967295U);
+}
+
+TEST_F(browsing, takes_nothing_but_yes_for_private_in_a_change) {
+    unsigned int uc = 0;
+    for (char const* const value : {"", "no", "Yes", "yes ", "1"}) {
+        change("n1", {{"uc", std::to_string(++uc)}, {"cluster", "c1"}, {"private", value}});
+        EXPECT_EQ(nodes().at("n1").cluster, "c1") << value;
+    }
+}
+
 // --- asking -----------------------------------------------------------------------------------------------------
 
 TEST_F(cluster_lookup, finds_the_first_node_by_name) {
@@ -418,21 +456,89 @@ TEST_F(browsing, may_be_called_by_its_observer) {
 }
 
 TEST_F(browsing, is_asked_by_other_threads_while_replies_arrive) {
-    std::thread replies([this] {
+    std::atomic<bool> has_ended = false;
+    std::thread replies([&] {
         for (int i = 0; i != 200; ++i) {
             resolve(1, "n" + std::to_string(i % 7), "10.0.0.1", {{"cluster", "c"}, {"uc", std::to_string(i)}});
             change("n" + std::to_string(i % 5), {{"cluster", "c"}, {"uc", std::to_string(i + 1)}});
             browser().search_reply(1, "n" + std::to_string(i % 3), false, false);
         }
+        has_ended = true;
     });
     std::string host, port;
-    for (int i = 0; i != 200; ++i) {
+    while (!has_ended) {
         for (auto const& [name, node] : nodes())
             EXPECT_TRUE(node.txt.contains("uc")) << name;
         static_cast<void>(browser().get_host_port_for_cluster("c", host, port));
     }
     replies.join();
     EXPECT_EQ(where("c"), "10.0.0.1:9000");
+}
+
+namespace {
+
+/// Fails in each call, as somebody else's code may.
+class failing : public bonjour_callback {
+public:
+    void node_added(std::string const&, node_table const&) override { throw std::runtime_error("added"); }
+    void node_updated(std::string const&, node_table const&) override { throw std::runtime_error("updated"); }
+    void node_removed(std::string const&, node_table const&) override { throw std::runtime_error("removed"); }
+};
+
+/// Asks on another thread during each call, and takes down whether the answer came while the call lasted.
+class asking_elsewhere : public bonjour_callback {
+public:
+    bonjour_browser* browser = nullptr;
+    std::vector<std::string> seen;
+    std::vector<std::future<void>> asked;
+
+    void node_added(std::string const&, node_table const&) override { look("added"); }
+    void node_updated(std::string const&, node_table const&) override { look("updated"); }
+    void node_removed(std::string const&, node_table const&) override { look("removed"); }
+
+private:
+    void look(std::string const& what) {
+        asked.push_back(std::async(std::launch::async, [this] {
+            node_table copy;
+            browser->get_nodes(copy);
+        }));
+        bool const has_waited = asked.back().wait_for(std::chrono::milliseconds(100)) == std::future_status::timeout;
+        seen.push_back(what + (has_waited ? ", others wait" : ", others go on"));
+    }
+};
+
+} // namespace
+
+TEST_F(browsing, has_the_change_in_its_table_also_when_the_observer_fails) {
+    failing observer;
+    bonjour_browser told(&observer);
+    node_table found;
+    auto const txt = record({{"uc", "7"}});
+    EXPECT_THROW(kx_test::resolve_at(told, 1, "n1", "n1.local.", "10.0.0.1", 9000, ""), std::runtime_error);
+    EXPECT_THROW(
+        told.query_reply("n1", static_cast<unsigned short>(txt.size()), kx_test::bytes_of(txt), 0, true, false),
+        std::runtime_error);
+    told.get_nodes(found);
+    EXPECT_EQ(found.at("n1").host, "n1.local.");
+    EXPECT_EQ(found.at("n1").uc, 7U);
+    EXPECT_THROW(told.search_reply(1, "n1", false, false), std::runtime_error);
+    told.get_nodes(found);
+    EXPECT_THAT(found, IsEmpty());
+}
+
+TEST_F(browsing, lets_others_wait_while_it_tells_its_observer) {
+    asking_elsewhere observer;
+    bonjour_browser asked(&observer);
+    observer.browser = &asked;
+    kx_test::resolve_at(asked, 1, "n1", "n1.local.", "10.0.0.1", 9000, "");
+    kx_test::resolve_at(asked, 1, "n1", "n1.local.", "10.0.0.1", 9000, "");
+    auto const txt = record({{"uc", "7"}});
+    asked.query_reply("n1", static_cast<unsigned short>(txt.size()), kx_test::bytes_of(txt), 0, true, false);
+    asked.search_reply(1, "n1", false, false);
+    for (auto& each : observer.asked)
+        each.get();
+    EXPECT_THAT(observer.seen, ElementsAre("added, others wait", "updated, others wait", "updated, others wait",
+                                           "removed, others wait"));
 }
 
 // --- what the library or the record withholds -------------------------------------------------------------------
@@ -482,6 +588,33 @@ TEST_F(browsing, skips_keys_that_are_too_long_and_says_so) {
     EXPECT_EQ(nodes().at("n1").txt, (txt_map{{"id", ""}, {"uc", "42"}}));
     EXPECT_EQ(nodes().at("n1").uc, 42U);
     EXPECT_THAT(kx_test::bonjour_lines(log), ElementsAre("Bonjour 3 4 text record too long for buffer"));
+}
+
+TEST_F(browsing, skips_keys_of_changes_that_are_too_long_and_says_so) {
+    use_functions({{"TXTRecordGetCount", reinterpret_cast<void*>(three)},
+                   {"TXTRecordGetItemAtIndex", reinterpret_cast<void*>(second_too_long)}});
+    kx_test::captured_report const log;
+    browser().query_reply("n1", 5, kx_test::bytes_of("bytes"), 0, true, false);
+    EXPECT_EQ(nodes().at("n1").txt, (txt_map{{"cluster", ""}, {"id", ""}, {"uc", "42"}}));
+    EXPECT_THAT(kx_test::bonjour_lines(log), ElementsAre("Bonjour 3 4 text record too long for buffer"));
+}
+
+TEST_F(browsing, says_of_each_entry_that_it_cannot_be_read_where_that_function_is_missing) {
+    use_functions({{"TXTRecordGetCount", reinterpret_cast<void*>(three)}});
+    kx_test::captured_report const log;
+    kx_test::resolve_at(browser(), 1, "n1", "n1.local.", "", 9000, "bytes");
+    EXPECT_THAT(nodes().at("n1").txt, IsEmpty());
+    EXPECT_THAT(kx_test::bonjour_lines(log), ElementsAre("Bonjour 3 4 text record too long for buffer",
+                                                         "Bonjour 3 4 text record too long for buffer",
+                                                         "Bonjour 3 4 text record too long for buffer"));
+}
+
+TEST_F(browsing, reads_the_longest_key_that_a_record_can_have) {
+    std::string const longest(255, 'k');
+    kx_test::captured_report const log;
+    kx_test::resolve_at(browser(), 1, "n1", "n1.local.", "", 9000, "\xff" + longest + "\5id=i1");
+    EXPECT_EQ(nodes().at("n1").txt, (txt_map{{longest, ""}, {"id", "i1"}}));
+    EXPECT_THAT(kx_test::bonjour_lines(log), IsEmpty());
 }
 
 TEST_F(browsing, reads_as_many_entries_as_a_record_can_have) {
@@ -540,4 +673,39 @@ TEST_F(browsing, shows_made_entries_in_the_log) {
     logged.query_reply("n1", static_cast<unsigned short>(txt.size()), kx_test::bytes_of(txt), 0, true, false);
     EXPECT_THAT(kx_test::bonjour_lines(log),
                 ElementsAre("Bonjour 2 7 Node updated: n1 host:  id:  cluster:  uc: 2 cluster= id= uc=2"));
+}
+
+TEST(bonjour_callback, writes_what_strangers_named_on_one_line) {
+    kx_test::captured_report const log;
+    bonjour_callback callback;
+    node_table const nodes = {{"n\n1", {{{"k\x1b", "v\r"}}, "h\t", {}, {}, "", "i\xff", "c", 1}}};
+    callback.node_added("n\n1", nodes);
+    callback.node_removed("n\n1", nodes);
+    EXPECT_THAT(kx_test::bonjour_lines(log),
+                ElementsAre(R"(Bonjour 2 7 Node added: n\n1 host: h\t id: i\xFF cluster: c uc: 1 k\x1B=v\r)",
+                            R"(Bonjour 2 7 Node removed: n\n1)"));
+}
+
+// --- the network ------------------------------------------------------------------------------------------------
+
+namespace {
+
+kx_test::event_log& browsed_types() {
+    static kx_test::event_log types;
+    return types;
+}
+
+} // namespace
+
+TEST(bonjour_browser, browses_for_nodes) {
+    kx_test::captured_report const log;
+    kx_test::other_dnssd_library const refusing(
+        {{"DNSServiceBrowse",
+          reinterpret_cast<void*>(+[](void**, unsigned, unsigned, char const* type, char const*, void*, void*) {
+              browsed_types().add(type);
+              return -65537;
+          })}});
+    bonjour_browser const browser(nullptr);
+    EXPECT_TRUE(browsed_types().wait_for("_vostrel-node._tcp"));
+    EXPECT_EQ(browsed_types().count("_vostrel-node._tcp"), browsed_types().lines().size());
 }

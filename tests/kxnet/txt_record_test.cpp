@@ -27,9 +27,10 @@ TEST(txt_record, is_made_of_entries_with_their_lengths) {
 TEST(txt_record, names_what_it_cannot_hold) {
     EXPECT_EQ(error_of({{"k", std::string(253, 'v')}}), "no error, 256 bytes");
     EXPECT_EQ(error_of({{"k", std::string(254, 'v')}}), "the entry \"k\" of a TXT record has 256 bytes, at most 255");
-    for (std::string const& key : {std::string(), std::string("a=b"), std::string("a\nb"), std::string("\xc3\xa4")})
+    for (auto const& [key, shown] : {std::pair("", ""), std::pair("a=b", "a=b"), std::pair("a\nb", "a\\nb"),
+                                     std::pair("\xc3\xa4", "\xc3\xa4"), std::pair("\xff", "\\xFF")})
         EXPECT_EQ(error_of({{key, "v"}}),
-                  "the key \"" + key + "\" of a TXT record is not made of printable ASCII without '='");
+                  std::string("the key \"") + shown + "\" of a TXT record is not made of printable ASCII without '='");
     EXPECT_EQ(error_of(entries(255, {"k", std::string(253, 'v')})), "no error, 65280 bytes");
     EXPECT_EQ(error_of(entries(256, {"k", std::string(253, 'v')})), "a TXT record of 65536 bytes, at most 65535");
 }

@@ -1,15 +1,20 @@
 #include <kxnet/service_announcement.h>
 
 #include "dnssd_operation.h"
+#include "dnssd_symbols.h"
 #include "txt_record.h"
 #include "wake_pipe.h"
 
 #include <kxbase/errors.h>
+#include <kxbase/one_line.h>
+#include <kxbase/report.h>
+#include <kxbase/source_position.h>
 #include <kxbase/utf8.h>
 
 #include <arpa/inet.h>
 #include <poll.h>
 
+#include <algorithm>
 #include <array>
 #include <condition_variable>
 #include <mutex>
@@ -21,6 +26,16 @@ namespace {
 
 constexpr std::size_t longest_name = 63;
 constexpr std::chrono::milliseconds pause_between_attempts{1000};
+constexpr std::chrono::hours longest_wait{24 * 365};
+
+void report_notice(std::string const& message, kxbase::source_position where = kxbase::source_position::current()) {
+    kxbase::report(where.file_name(), where.line(), "Bonjour", 2, 5, message);
+}
+
+/// A NUL would end the name early: with nothing before it, the library would announce the host's own.
+bool has_control_character(std::string const& text) {
+    return std::any_of(text.begin(), text.end(), [](char c) { return (c >= 0 && c < ' ') || c == '\x7f'; });
+}
 
 } // namespace
 
@@ -61,26 +76,50 @@ public:
 
     [[nodiscard]] bool wait_until_announced(std::chrono::milliseconds patience) const {
         std::unique_lock lock(guard_);
-        return changed_name_.wait_for(lock, patience, [this] { return !name_.empty(); });
+        return changed_name_.wait_for(lock, std::min<std::chrono::milliseconds>(patience, longest_wait),
+                                      [this] { return !name_.empty(); });
     }
 
 private:
     void run() {
         for (dnssd_operation operation; !is_stopped();) {
             if (!operation) operation = announce();
-            if (has_new_txt() && operation && !operation.update_txt(get_txt())) operation = {};
+            if (operation) renew_txt(operation);
             if (!wait_and_take(operation)) {
                 operation = {};
                 set_name({});
+                tell_obstacle();
                 wait_for_wake(pause_between_attempts);
             }
         }
     }
 
+    /// Some daemons take another record only once they have agreed on the name with the network: then it waits for that.
+    void renew_txt(dnssd_operation& operation) {
+        if (!has_new_txt() || operation.update_txt(get_txt())) return;
+        if (get_name().empty()) {
+            std::lock_guard const lock(guard_);
+            is_changed_ = true;
+        } else {
+            operation = {};
+        }
+    }
+
+    void tell_obstacle() {
+        if (is_stopped() || std::exchange(has_told_obstacle_, true)) return;
+        report_notice(has_dnssd_library()
+                          ? "\"" + wanted_name_ + "\" of " + type_ + " is not announced: no DNS-SD daemon takes it"
+                          : "\"" + wanted_name_ + "\" of " + type_ +
+                                " is not announced: there is no DNS-SD client library");
+    }
+
     dnssd_operation announce() {
         static_cast<void>(has_new_txt());
-        return dnssd_operation::announce(wanted_name_, type_, port_, get_txt(),
-                                         [this](std::string const& name) { set_name(name); });
+        return dnssd_operation::announce(wanted_name_, type_, port_, get_txt(), [this](std::string const& name) {
+            set_name(name);
+            if (std::exchange(has_told_obstacle_, false))
+                report_notice("\"" + name + "\" of " + type_ + " is announced now");
+        });
     }
 
     bool wait_and_take(dnssd_operation& operation) {
@@ -128,15 +167,21 @@ private:
     std::string name_;
     bool is_changed_ = false;
     bool is_stopped_ = false;
+    bool has_told_obstacle_ = false; // of the thread alone
     wake_pipe wake_;
     std::thread thread_; // last: it uses all of the above
 };
 
 service_announcement::service_announcement(std::string const& service_type, std::string const& instance_name,
                                            unsigned short port, txt_entries const& entries) {
-    if (instance_name.empty() || instance_name.size() > longest_name || !kxbase::is_valid_utf8(instance_name))
-        kxbase::es::arg::raise("the name \"" + instance_name + "\" of a service is not 1 to " +
-                               std::to_string(longest_name) + " bytes of UTF-8");
+    if (instance_name.empty() || instance_name.size() > longest_name || !kxbase::is_valid_utf8(instance_name) ||
+        has_control_character(instance_name))
+        kxbase::es::arg::raise("the name \"" + kxbase::string_on_one_line(instance_name) +
+                               "\" of a service is not 1 to " + std::to_string(longest_name) +
+                               " bytes of UTF-8 without control characters");
+    if (service_type.empty() || has_control_character(service_type))
+        kxbase::es::arg::raise("the type \"" + kxbase::string_on_one_line(service_type) +
+                               "\" of a service is empty or has control characters");
     announcing_ = std::make_unique<announcing>(service_type, instance_name, port, encode_txt_record(entries));
 }
 

@@ -1,6 +1,7 @@
 #include "txt_record.h"
 
 #include <kxbase/errors.h>
+#include <kxbase/one_line.h>
 
 #include <algorithm>
 
@@ -32,7 +33,7 @@ std::string encode_txt_record(std::vector<std::pair<std::string, std::string>> c
     std::string record;
     for (auto const& [key, value] : entries) {
         if (key.empty() || !std::all_of(key.begin(), key.end(), is_key_character))
-            kxbase::es::arg::raise("the key \"" + key +
+            kxbase::es::arg::raise("the key \"" + kxbase::string_on_one_line(key) +
                                    "\" of a TXT record is not made of printable ASCII without '='");
         std::string const entry = key + "=" + value;
         if (entry.size() > longest_entry)

@@ -15,7 +15,8 @@ namespace kxnet {
 
 /// Announces one instance of a service on all interfaces of this machine for as long as it lives, and takes it back at its
 /// end. It has a thread. Without the DNS-SD client library nothing is announced; without its daemon the instance is
-/// announced when there is one, and again after the daemon was gone. Any thread may use an object.
+/// announced when there is one, and again after the daemon was gone. The log says when it is not announced, and when it is
+/// again. Any thread may use an object.
 class KXNET_EXPORT service_announcement {
 public:
     /// The entries of the TXT record, key and value, in their order.
@@ -24,9 +25,10 @@ public:
     /// Begins to announce.
     ///
     /// @param service_type   for example "_http._tcp"
-    /// @param instance_name  1 to 63 bytes of UTF-8; where another instance has it, a similar one is announced
+    /// @param instance_name  1 to 63 bytes of UTF-8 without control characters; where another instance has it, a similar
+    ///                       one is announced
     /// @param port           in the host's byte order
-    /// @throws es::arg for a name or an entry that cannot be announced, which is named; es::call when the process has
+    /// @throws es::arg for a type, a name or an entry that cannot be announced, which is named; es::call when the process has
     ///         neither descriptors nor threads left
     service_announcement(std::string const& service_type, std::string const& instance_name, unsigned short port,
                          txt_entries const& entries);
