@@ -14,9 +14,9 @@
 
 namespace kx {
 
-delivery::delivery(application& app, node_access const& node, kxcore::properties const& job,
-                   std::string const& submission)
-    : app_(app), node_(node), submission_(submission), request_(kxp::e_packet_type::request, "cluster.job.submit") {
+delivery::delivery(application& app, node_access const& node, kxcore::properties const& job, std::string submission)
+    : app_(app), node_(node), submission_(std::move(submission)),
+      request_(kxp::e_packet_type::request, "cluster.job.submit") {
     request_.set_property("submission", submission_);
     request_.set_property("job", kxbase::make_refcount<kxcore::properties>(job));
 }

@@ -30,7 +30,7 @@ class interruption;
 /// answer is awaited; whoever wants out all the same is told that the node may have the job.
 class delivery {
 public:
-    delivery(application& app, node_access const& node, kxcore::properties const& job, std::string const& submission);
+    delivery(application& app, node_access const& node, kxcore::properties const& job, std::string submission);
     ~delivery();
     delivery(delivery const&) = delete;
     delivery& operator=(delivery const&) = delete;
