@@ -18,6 +18,7 @@
 #include <memory>
 #include <numeric>
 #include <set>
+#include <stdexcept>
 #include <string>
 
 namespace {
@@ -92,8 +93,9 @@ protected:
         return network_->start(1, {KX_TEST_ANNOUNCER, std::to_string(count), name, port, "id=1", "uc=1"});
     }
 
+    /// Ends the test when the line does not come.
     void expect(std::string const& line, std::size_t times = 1, std::chrono::seconds patience = 20s) {
-        ASSERT_TRUE(log_.wait_for(line, times, patience)) << "no \"" << line << "\", but:" << log_.text();
+        if (!log_.wait_for(line, times, patience)) throw std::runtime_error("no \"" + line + "\", but:" + log_.text());
     }
     void expect_on_both(std::string const& line) {
         expect("kxa " + line);
@@ -124,7 +126,7 @@ TEST_F(search_resolve_query_network, tells_of_what_is_announced_and_how_it_chang
     EXPECT_EQ(kxnet::mdns_addr_lookup("kx1.local.", first).get_IPv4(), "10.77.0.2") << "on a thread of its own";
     auto const begin = std::chrono::steady_clock::now();
     EXPECT_EQ(kxnet::mdns_addr_lookup("nobody.local.", first).get_IPv4(), "");
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, 4s);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s) << "it waits for ever";
 
     service_announcement const namesake(type, "Encoder, \"1\"", 9002, {{"id", "2"}});
     ASSERT_TRUE(namesake.wait_until_announced(20s));
@@ -150,7 +152,8 @@ TEST_F(search_resolve_query_network, goes_on_when_the_daemon_is_back) {
     expect_on_both("seen leaving");
 
     network_->stop_daemon(0);
-    EXPECT_THAT(kxnet::find_dnssd_obstacle(), testing::StartsWith("no DNS-SD daemon answers"));
+    EXPECT_EQ(kxnet::find_dnssd_obstacle(),
+              "no DNS-SD daemon answers (on most systems avahi-daemon, which needs D-Bus)");
     ASSERT_TRUE(kx_test::holds_soon([&] { return own.get_name().empty(); }));
     leaving->finish();
     auto const coming = announce("coming", "9003");
@@ -158,10 +161,10 @@ TEST_F(search_resolve_query_network, goes_on_when_the_daemon_is_back) {
     EXPECT_TRUE(own.wait_until_announced(20s)) << "announced anew";
     expect("kxa resolved coming kx1.local. 9003 10.77.0.2 id=1 uc=1");
     expect_on_both("gone leaving");
-    EXPECT_EQ(log_.count("kxa gone staying"), 0U);
-    EXPECT_EQ(log_.count("kxa resolved staying kx1.local. 9001 10.77.0.2 id=1 uc=1"), 1U) << "nothing changed";
     staying->write_line("id=1\tuc=2");
     expect("changed staying id=1 uc=2", 2);
+    EXPECT_EQ(log_.count("kxa gone staying"), 0U);
+    EXPECT_EQ(log_.count("kxa resolved staying kx1.local. 9001 10.77.0.2 id=1 uc=1"), 1U) << "nothing changed";
 }
 
 // One of the nodes is to be forgotten together with its host; the other's host is known to be short-lived, the node not.

@@ -135,10 +135,11 @@ void host_process::write_line(std::string const& line) const {
         throw std::runtime_error("a program on a host of the network reads no more");
 }
 
-void host_process::finish() {
+int host_process::finish() {
     if (input_ >= 0) ::close(input_);
     input_ = -1;
     if (!holds_soon([this] { return !is_running(); })) throw std::runtime_error("a program on a host does not end");
+    return WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_);
 }
 
 void host_process::kill() {
@@ -152,15 +153,19 @@ void host_process::kill() {
 
 bool host_process::is_running() {
     if (pid_ <= 0) return false;
-    if (::waitpid(pid_, nullptr, WNOHANG) == 0) return true;
+    if (::waitpid(pid_, &status_, WNOHANG) == 0) return true;
     pid_ = -1;
     return false;
 }
 
 dnssd_network::dnssd_network(unsigned int others, unsigned int bus_connections) {
-    for (char const* const program : {ip_program, bus_program, daemon_program})
-        if (::access(program, X_OK) != 0) fail(std::string("no ") + program + ", which scripts/setup installs");
     leave_for_own_namespaces();
+    // No reason to skip a test: these can be installed.
+    for (char const* const program : {ip_program, bus_program, daemon_program})
+        if (::access(program, X_OK) != 0)
+            throw std::runtime_error(std::string("no ") + program + ", which scripts/setup installs");
+    // A program that ended does not end the test that writes to it.
+    std::signal(SIGPIPE, SIG_IGN);
     ::setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/run/dbus/system_bus_socket", 1);
     hosts_.emplace_back();
     for (unsigned int each = 0; each != others; ++each)
@@ -209,26 +214,30 @@ std::unique_ptr<host_process> dnssd_network::start(unsigned int host, std::vecto
     if (::pipe2(input.data(), O_CLOEXEC) != 0) fail("no pipe");
     auto const log_file = run_folder(host) + fs::path(command.front()).filename().string() + ".log";
     int const log = ::open(log_file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    if (log < 0) throw std::runtime_error("cannot write " + log_file);
     pid_t const parent = ::getpid();
     pid_t const pid = ::fork();
     if (pid == 0) become(argv.data(), parent, namespaces, input[0], log);
     for (int const each : {namespaces[0], namespaces[1], input[0], log})
         if (each >= 0) ::close(each);
-    if (pid < 0) fail("no process");
+    if (pid < 0) {
+        ::close(input[1]);
+        fail("no process");
+    }
     return std::unique_ptr<host_process>(new host_process(pid, input[1]));
 }
 
+void dnssd_network::run_ip(unsigned int host, std::string const& arguments) const {
+    std::vector<std::string> command = {ip_program};
+    std::istringstream words(arguments);
+    for (std::string word; words >> word;)
+        command.push_back(word);
+    if (start(host, command)->finish() != 0)
+        throw std::runtime_error("\"ip " + arguments + "\" fails: " + read_file(run_folder(host) + "ip.log"));
+}
+
 void dnssd_network::connect(unsigned int host) const {
-    auto const ip = [&](std::string const& arguments) {
-        std::vector<std::string> command = {ip_program};
-        for (std::size_t begin = 0; begin < arguments.size();) {
-            auto const end = std::min(arguments.find(' ', begin), arguments.size());
-            command.push_back(arguments.substr(begin, end - begin));
-            begin = end + 1;
-        }
-        return command;
-    };
-    auto const run = [&](unsigned int where, std::string const& arguments) { start(where, ip(arguments))->finish(); };
+    auto const run = [&](unsigned int where, std::string const& arguments) { run_ip(where, arguments); };
     auto const own_address = std::to_string(host + 1);
     run(host, "link set lo up");
     for (std::size_t link = 0; link != bridges.size(); ++link) {
@@ -236,9 +245,14 @@ void dnssd_network::connect(unsigned int host) const {
         auto const interface = host == 0 ? bridge : "eth" + std::to_string(link);
         auto const port = bridge + std::to_string(host);
         if (host == 0) {
-            run(0, "link add " + bridge + " type bridge mcast_snooping 0");
+            try {
+                run(0, "link add " + bridge + " type bridge mcast_snooping 0");
+            } catch (std::runtime_error const& error) {
+                throw network_unavailable(std::string("this process may not make network bridges: ") + error.what());
+            }
             // A port that stays, so that the network of the others is one also without them.
-            run(0, "link add " + port + " type dummy");
+            run(0, "link add " + port + " type veth peer name " + port + "end");
+            run(0, "link set " + port + "end up");
         } else {
             run(0, "link add " + port + " type veth peer name " + interface + " netns " +
                        std::to_string(hosts_.at(host).holder->pid_));
@@ -247,8 +261,6 @@ void dnssd_network::connect(unsigned int host) const {
         run(host, "addr add 10.7" + std::to_string(7 + link) + ".0." + own_address + "/24 brd + dev " + interface);
         run(host, "link set " + interface + " up");
     }
-    if (host == 0 && interface_index(e_link::second) == 0)
-        throw network_unavailable("this process may not make network bridges: " + read_file("/run/ip.log"));
 }
 
 void dnssd_network::start_bus(unsigned int host, unsigned int connections) {
@@ -279,7 +291,7 @@ void dnssd_network::start_daemon(unsigned int host) {
 void dnssd_network::set_link(unsigned int host, e_link link, bool is_up) const {
     auto const index = static_cast<std::size_t>(link);
     auto const interface = host == 0 ? std::string(bridges.at(index)) : "eth" + std::to_string(index);
-    start(host, {ip_program, "link", "set", interface, is_up ? "up" : "down"})->finish();
+    run_ip(host, "link set " + interface + (is_up ? " up" : " down"));
 }
 
 unsigned int dnssd_network::interface_index(e_link link) {

@@ -29,7 +29,8 @@ public:
     /// Gives it a line to read.
     void write_line(std::string const& line) const;
     /// Nothing more to read: waits until it has ended by itself, which programs for tests do then.
-    void finish();
+    /// @return its exit code; 128 and the number of a signal
+    int finish();
     /// Ends it at once.
     void kill();
     /// Whether it still runs.
@@ -41,6 +42,7 @@ private:
 
     pid_t pid_;
     int input_;
+    int status_ = 0;
 };
 
 /// This process is host 0. Its namespaces last until it ends: make one network in a test, before the first thread.
@@ -54,7 +56,7 @@ public:
     ///
     /// @param others           how many hosts there are beside this one
     /// @param bus_connections  how many connections host 0's D-Bus takes
-    /// @throws network_unavailable
+    /// @throws network_unavailable where a process may not make networks; std::runtime_error for whatever else is missing
     explicit dnssd_network(unsigned int others, unsigned int bus_connections = 256);
     ~dnssd_network();
     dnssd_network(dnssd_network const&) = delete;
@@ -82,6 +84,7 @@ private:
 
     [[nodiscard]] std::string run_folder(unsigned int host) const;
     void add_host();
+    void run_ip(unsigned int host, std::string const& arguments) const;
     void connect(unsigned int host) const;
     void start_bus(unsigned int host, unsigned int connections);
 

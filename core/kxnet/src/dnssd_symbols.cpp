@@ -68,15 +68,18 @@ constexpr avahi_allocator zeroing = {
     std::calloc,
 };
 
+/// There only when the library is Avahi's.
+constexpr char const* avahi_function = "avahi_set_allocator";
+
 class system_library {
 public:
-    system_library() {
-        // Where Avahi serves the interface, it writes to standard error and to the system's log what it thinks of
-        // programs that use it, unless this is set; whoever has set it already has their way.
+    // Its code stays when it is let go of: D-Bus's, which comes along, keeps memory that it would leave behind, more with
+    // each time.
+    system_library() : handle_(::dlopen(library_name, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE)) {
+        if (find(avahi_function) == nullptr) return;
+        // Avahi writes to standard error and to the system's log what it thinks of programs that use it by this interface,
+        // unless this is set; whoever has set it already has their way.
         ::setenv("AVAHI_COMPAT_NOWARN", "1", 0);
-        // Its code stays when it is let go of: D-Bus's, which comes along, keeps memory that it would leave behind, more
-        // with each time.
-        handle_ = ::dlopen(library_name, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
         set_allocator(&zeroing);
     }
     system_library(system_library const&) = delete;
@@ -92,11 +95,10 @@ public:
 
 private:
     void set_allocator(avahi_allocator const* allocator) const {
-        if (auto* const set = find("avahi_set_allocator"))
-            reinterpret_cast<void (*)(avahi_allocator const*)>(set)(allocator);
+        if (auto* const set = find(avahi_function)) reinterpret_cast<void (*)(avahi_allocator const*)>(set)(allocator);
     }
 
-    void* handle_ = nullptr;
+    void* handle_;
 };
 
 #endif

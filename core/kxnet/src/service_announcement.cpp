@@ -41,8 +41,8 @@ bool has_control_character(std::string const& text) {
 
 class service_announcement::announcing {
 public:
-    announcing(std::string const& type, std::string const& name, unsigned short port, std::string txt)
-        : type_(type), wanted_name_(name), port_(htons(port)), txt_(std::move(txt)) {
+    announcing(std::string type, std::string name, unsigned short port, std::string txt)
+        : type_(std::move(type)), wanted_name_(std::move(name)), port_(htons(port)), txt_(std::move(txt)) {
         try {
             thread_ = std::thread([this] { run(); });
         } catch (std::system_error const& error) {
