@@ -24,6 +24,7 @@
 #include <span>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -133,6 +134,23 @@ void write_hello_seeds(fs::path const& folder) {
     write_file(folder / "http", "GET / HTTP/1.1\r\n\r\n");
 }
 
+std::string txt_piece(char kind, std::vector<std::string> const& entries) {
+    std::string record;
+    for (auto const& entry : entries)
+        record += static_cast<char>(entry.size()) + entry;
+    constexpr std::size_t byte = 256;
+    return {kind + std::string(1, static_cast<char>(record.size() % byte)) + static_cast<char>(record.size() / byte) +
+            record};
+}
+
+void write_txt_record_seeds(fs::path const& folder) {
+    auto const resolved = txt_piece('r', {"id=node-7", "cluster=news", "uc=1"});
+    write_file(folder / "resolved", resolved);
+    write_file(folder / "resolved-private", txt_piece('r', {"id=node-7", "cluster=news", "uc=1", "private=yes"}));
+    write_file(folder / "changed", resolved + txt_piece('c', {"id=node-7", "cluster=sport", "uc=2"}));
+    write_file(folder / "changed-first", txt_piece('c', {"uc=2", "note=a=b"}) + resolved);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -145,6 +163,7 @@ int main(int argc, char** argv) {
         std::size_t const documents = write_seeds(KX_SOURCE_DIR "/share/installation/examples", argv[1]);
         write_packet_seeds(fs::path(argv[1]) / "packet");
         write_hello_seeds(fs::path(argv[1]) / "hello");
+        write_txt_record_seeds(fs::path(argv[1]) / "txt_record");
         std::printf("fuzz_seeds: seeds of %zu documents\n", documents);
         return documents == 0 ? 1 : 0;
     } catch (std::exception const& error) {

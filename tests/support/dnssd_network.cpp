@@ -55,18 +55,10 @@ bool make_run_folder() {
            ::mount("tmpfs", "/run", "tmpfs", 0, nullptr) == 0;
 }
 
-/// Users who may make namespaces of users are root in them.
 void leave_for_own_namespaces() {
-    auto const user = ::getuid();
-    auto const group = ::getgid();
-    bool const is_root = ::geteuid() == 0;
-    if (::unshare(CLONE_NEWNET | CLONE_NEWNS | (is_root ? 0 : CLONE_NEWUSER)) != 0)
-        fail("this process may not make network namespaces of its own");
-    if (!is_root) {
-        write_file("/proc/self/setgroups", "deny");
-        write_file("/proc/self/uid_map", "0 " + std::to_string(user) + " 1");
-        write_file("/proc/self/gid_map", "0 " + std::to_string(group) + " 1");
-    }
+    // In a namespace of users everything else would work, but avahi-daemon wants to be two users.
+    if (::geteuid() != 0) throw network_unavailable("only root can start an avahi-daemon on a host of its own");
+    if (::unshare(CLONE_NEWNET | CLONE_NEWNS) != 0) fail("this process may not make network namespaces of its own");
     if (!make_run_folder()) fail("this process may not mount a folder of its own over /run");
 }
 

@@ -1,9 +1,9 @@
 // kx submit when the line breaks, the node falls silent, or the user has enough.
 
-#include "lossy_line.h"
 #include "devnode_client.h"
 #include "kx_dialogue.h"
 #include "kx_process.h"
+#include "lossy_line.h"
 
 #include "support/certificates.h"
 
@@ -20,11 +20,11 @@
 namespace {
 
 using kx_test::operator+; // NOLINT(misc-unused-using-decls): it is used; the check does not know operators
-using kx_test::lossy_line;
 using kx_test::devnode_process;
 using kx_test::e_fault;
 using kx_test::eventually;
 using kx_test::kx_process;
+using kx_test::lossy_line;
 using kx_test::run_kx;
 using kx_test::scratch_folder;
 using kx_test::strings;

@@ -5,12 +5,15 @@
 #include <kxbase/report.h>
 #include <kxcore/installation.h>
 #include <kxcore/process_context.h>
+#include <kxnet/dnssd_library.h>
+#include <kxnet/service_announcement.h>
 
 #include <pthread.h>
 
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <memory>
 
 namespace {
 
@@ -49,6 +52,18 @@ bool is_open_to_network(devnode::entrance const& through) {
     return through.address.empty() && through.transport.certificate_file.empty();
 }
 
+/// Nobody has to find the node: where that cannot be, it serves those who know where it is.
+std::unique_ptr<kxnet::service_announcement> announce(devnode::announcement_options const& wanted,
+                                                      unsigned short port) {
+    if (wanted.name.empty()) return nullptr;
+    auto announced = std::make_unique<kxnet::service_announcement>(
+        "_vostrel-node._tcp", wanted.name, port,
+        kxnet::service_announcement::txt_entries{{"id", wanted.id}, {"cluster", wanted.cluster}, {"uc", "1"}});
+    auto const obstacle = kxnet::find_dnssd_obstacle();
+    if (!obstacle.empty()) std::fprintf(stderr, "kx-devnode: not announced: %s\n", obstacle.c_str());
+    return announced;
+}
+
 void serve(devnode::settings const& chosen) {
     end_signals const signals;
     kxbase::set_report_sink(write_line);
@@ -58,6 +73,7 @@ void serve(devnode::settings const& chosen) {
     devnode::node const serving(chosen.through, {chosen.accounts, board, jobs});
     if (is_open_to_network(chosen.through))
         devnode::tell("", "listens on all addresses, without TLS: anybody on the network can read what clients send");
+    auto const announced = announce(chosen.announced, static_cast<unsigned short>(serving.port()));
     std::printf("listening on %u\n", serving.port());
     std::fflush(stdout);
     signals.wait();

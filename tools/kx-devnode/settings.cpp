@@ -26,6 +26,16 @@ void require(std::string const& option, std::string const& complaint) {
     if (!complaint.empty()) throw CLI::ValidationError(option, complaint);
 }
 
+void describe_announcement(CLI::App& parser, announcement_options& read) {
+    auto* const name =
+        parser.add_option("--announce", read.name, "Announce the node on the local network by this name");
+    auto* const cluster = parser.add_option("--cluster", read.cluster, "The cluster that is announced with it");
+    auto* const id = parser.add_option("--id", read.id, "The id that is announced with it");
+    name->type_name("NAME")->needs(cluster)->needs(id);
+    cluster->type_name("NAME")->needs(name);
+    id->type_name("ID")->needs(name);
+}
+
 void describe_users(CLI::App& parser, settings& read) {
     parser
         .add_option_function<std::vector<std::string>>(
@@ -73,6 +83,7 @@ void describe(CLI::App& parser, settings& read) {
                     "The installation, whose key encrypts jobs that hold credentials; without it that of "
                     "KX_INSTALLATION, then the installed one")
         ->type_name("DIR");
+    describe_announcement(parser, read.announced);
     parser.set_version_flag("--version", KX_VERSION);
     parser.footer(how_to);
 }

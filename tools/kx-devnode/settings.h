@@ -12,11 +12,19 @@
 
 namespace devnode {
 
+/// How the node announces itself on the local network.
+struct announcement_options {
+    std::string name; ///< of its service; empty for a node that does not
+    std::string cluster;
+    std::string id;
+};
+
 struct settings {
     entrance through;
     users accounts;
     std::string spool_folder;
     std::size_t most_jobs = job_board::most_jobs;
+    announcement_options announced;
     std::string installation_folder;
 };
 

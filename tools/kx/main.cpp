@@ -20,7 +20,7 @@ constexpr std::array commands = {
     kx::add_identify_command,  kx::add_show_command,     kx::add_validate_command, kx::add_convert_command,
     kx::add_variables_command, kx::add_finalize_command, kx::add_original_command, kx::add_schema_command,
     kx::add_workflow_command,  kx::add_task_command,     kx::add_monitor_command,  kx::add_diff_command,
-    kx::add_submit_command,    kx::add_status_command,
+    kx::add_submit_command,    kx::add_status_command,   kx::add_nodes_command,
 };
 
 constexpr char const* common_help =

@@ -1,6 +1,8 @@
 #include "node_access.h"
 
 #include "arguments.h"
+#include "found_nodes.h"
+#include "interruption.h"
 
 #include <kxbase/errors.h>
 
@@ -48,10 +50,16 @@ std::string hint_about(std::string_view error, bool has_tls) {
 } // namespace
 
 void add_node_options(CLI::App& command, node_options& chosen) {
-    command.add_option("--to", chosen.to, "The node: a host name or an address, and a port")
-        ->required()
+    auto* const way = command.add_option_group("node");
+    way->add_option("--to", chosen.to, "The node: a host name or an address, and a port")
         ->type_name("HOST:PORT")
         ->check(refuse_no_address);
+    way->add_option(
+           "--cluster", chosen.cluster,
+           "The cluster, of which a node is searched for on the local network: whoever announces one is trusted")
+        ->type_name("NAME")
+        ->check(refuse_empty);
+    way->require_option(1);
     command.add_option("--user", chosen.user, "Who logs in")->required()->type_name("NAME")->check(refuse_empty);
     add_password_option(command, chosen.password);
     auto* const tls = command.add_flag("--tls", chosen.transport.tls,
@@ -75,6 +83,25 @@ void add_node_options(CLI::App& command, node_options& chosen) {
             },
             "How long each step may take: connecting, logging in, waiting for an answer; without it 30 s")
         ->type_name("SECONDS");
+}
+
+std::string node_in_words(node_options const& chosen) {
+    return chosen.to.empty() ? "the cluster \"" + chosen.cluster + "\"" : chosen.to;
+}
+
+bool find_node(application& app, node_options& chosen) {
+    if (!chosen.to.empty()) return true;
+    interruption signals;
+    try {
+        chosen.to = find_cluster(chosen.cluster);
+        return true;
+    } catch (interrupted const&) {
+        signals.end_if_asked();
+    } catch (kxbase::es::call const& error) {
+        app.tell_error(node_in_words(chosen), error.message());
+        app.fail_for_node();
+    }
+    return false;
 }
 
 node_access access_to(application& app, node_options const& chosen) {

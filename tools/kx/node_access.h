@@ -20,6 +20,7 @@ namespace kx {
 /// What the command line says of the node.
 struct node_options {
     std::string to;
+    std::string cluster; ///< to be found first, in the place of `to`
     std::string user;
     secret_source password;
     kxnet::transport_options transport;
@@ -37,8 +38,17 @@ struct node_access {
     unsigned int timeout_ms = 0; ///< for each step; 0 for 30 seconds
 };
 
-/// Gives a command --to, --user, --password-file, --tls, --ca and --timeout.
+/// Gives a command --to, --cluster, --user, --password-file, --tls, --ca and --timeout.
 void add_node_options(CLI::App& command, node_options& chosen);
+
+/// Where the node is, or that it is to be found yet, for people.
+[[nodiscard]] std::string node_in_words(node_options const& chosen);
+
+/// Finds a node of the cluster that is chosen, if one is: that becomes what `to` is. What hinders it becomes an error line
+/// and the exit code for nodes.
+///
+/// @return whether there is a node to talk to
+bool find_node(application& app, node_options& chosen);
 
 /// What is needed to log in; the password is asked for where it is not given.
 ///

@@ -20,6 +20,7 @@ void add_diff_command(CLI::App& parser, application& app);
 void add_finalize_command(CLI::App& parser, application& app);
 void add_original_command(CLI::App& parser, application& app);
 void add_submit_command(CLI::App& parser, application& app);
+void add_nodes_command(CLI::App& parser, application& app);
 void add_status_command(CLI::App& parser, application& app);
 void add_schema_command(CLI::App& parser, application& app);
 void add_workflow_command(CLI::App& parser, application& app);

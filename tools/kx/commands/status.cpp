@@ -72,7 +72,8 @@ void tell(application& app, std::vector<kxcapi::job> const& jobs) {
                                        on_one_line(job.name)));
 }
 
-void run(application& app, node_options const& chosen) {
+void run(application& app, node_options chosen) {
+    if (!find_node(app, chosen)) return;
     node_access node;
     if (!app.run_on(chosen.to, [&] { node = access_to(app, chosen); })) return;
     run_on_node(app, chosen, [&] { tell(app, jobs_of(node)); });

@@ -31,17 +31,18 @@ std::string refuse_no_submission(std::string const& id) {
 }
 
 void tell(application& app, options const& chosen, making const& made, std::string const& id) {
-    json told = {{"node", chosen.node.to}};
+    json told = {{"node", node_in_words(chosen.node)}};
     if (!id.empty()) told["id"] = id;
     json const summary = job_summary(made);
     told.update(summary);
     if (app.wants_json) return application::print_json(told);
-    application::print(fmt::format("{}: {}{}\n{}", on_one_line(chosen.node.to), job_in_words(summary),
+    application::print(fmt::format("{}: {}{}\n{}", on_one_line(node_in_words(chosen.node)), job_in_words(summary),
                                    id.empty() ? " would be sent" : ", id " + on_one_line(id),
                                    resources_in_words(summary)));
 }
 
-void deliver(application& app, options const& chosen, making const& made) {
+void deliver(application& app, options chosen, making const& made) {
+    if (!find_node(app, chosen.node)) return;
     node_access node;
     if (!app.run_on(chosen.node.to, [&] { node = access_to(app, chosen.node); })) return;
     run_on_node(app, chosen.node, [&] {
@@ -82,7 +83,9 @@ void add_submit_command(CLI::App& parser, application& app) {
         "error "
         "says how to send it again without making two.\nWithout --tls anybody on the network can read the job, and the "
         "password's digest.\n\nExample:\n  kx submit --workflow news.xml --file clip.mov --as-resources "
-        "--to node7.example.com:40420 --user alice --tls\n");
+        "--to node7.example.com:40420 --user alice --tls\n  kx submit --workflow news.xml --file clip.mov "
+        "--as-resources "
+        "--cluster news --user alice\n");
     command->callback([&app, chosen] { run(app, *chosen); });
 }
 

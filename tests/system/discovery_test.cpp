@@ -1,0 +1,164 @@
+// kx finds nodes that announce themselves, on networks of hosts that the tests make.
+
+#include "kx_run.h"
+
+#include "support/dnssd_network.h"
+#include "support/scratch_folder.h"
+#include "support/waiting.h"
+
+#include <kxbase/hash.h>
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <memory>
+
+namespace {
+
+using kx_test::operator+; // NOLINT(misc-unused-using-decls): it is used; the check does not know operators
+using kx_test::dnssd_network;
+using kx_test::host_process;
+using kx_test::run_kx;
+using kx_test::strings;
+using testing::HasSubstr;
+using testing::SizeIs;
+using testing::StartsWith;
+
+constexpr char const* password = "open sesame";
+
+class discovery : public testing::Test {
+protected:
+    /// @return false when the test is skipped
+    bool make() {
+        try {
+            network_ = std::make_unique<dnssd_network>(1);
+        } catch (kx_test::network_unavailable const& error) {
+            skip_reason_ = error.what();
+            return false;
+        }
+        ::setenv("KX_KEY_FILE", folder_.file("credentials.key").c_str(), 1);
+        ::setenv("KX_PASSWORD", password, 1);
+        return true;
+    }
+
+    /// A node on the other host, with a spool of its own.
+    std::unique_ptr<host_process> start_node(std::string const& name, std::string const& cluster,
+                                             std::string const& port) {
+        return network_->start(1,
+                               {KX_DEVNODE, "--port", port, "--user", "alice:" + kxbase::string_hash_SHA1_hex(password),
+                                "--spool", spool(port), "--installation", kx_test::source_path("share/installation"),
+                                "--announce", name, "--cluster", cluster, "--id", "id-" + port});
+    }
+
+    std::unique_ptr<host_process> announce(std::string const& name, strings const& entries) {
+        return network_->start(1, strings{KX_TEST_ANNOUNCER, "1", name, "9000"} + entries);
+    }
+
+    std::string spool(std::string const& port) const { return folder_.file("spool-" + port); }
+
+    std::size_t jobs_in(std::string const& port) const {
+        auto const files = std::filesystem::directory_iterator(spool(port));
+        return static_cast<std::size_t>(std::count_if(
+            begin(files), end(files), [](auto const& file) { return file.path().extension() == ".job"; }));
+    }
+
+    kx_test::kx_result submit(std::string const& cluster) {
+        return run_kx({"submit", "--workflow", kx_test::example("workflow.xml"), "--file",
+                       folder_.write("clip.mov", "a"), "--as-resources", "--name", "Evening news", "--cluster", cluster,
+                       "--user", "alice"});
+    }
+
+    void expect_listed(std::string const& line) {
+        std::string out;
+        EXPECT_TRUE(kx_test::holds_soon([&] {
+            out = run_kx({"nodes", "--timeout", "1"}).out;
+            return ("\n" + out).find("\n" + line + "\n") != std::string::npos;
+        })) << line
+            << ", but:\n"
+            << out;
+    }
+
+    std::string skip_reason_;
+    kx_test::scratch_folder folder_;
+    std::unique_ptr<dnssd_network> network_;
+};
+
+std::string one_line(kx_test::kx_result const& result) {
+    EXPECT_EQ(result.exit_code, 3) << result.out << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    return result.err;
+}
+
+} // namespace
+
+TEST_F(discovery, shows_nodes_and_delivers_to_them_by_their_cluster) {
+    if (!make()) GTEST_SKIP() << skip_reason_;
+    auto const first = start_node("Node A", "news", "40421");
+    auto const second = start_node("Node B", "news", "40422");
+    auto const third = start_node("Node C", "sport", "40423");
+    expect_listed("Node A  10.78.0.2:40421  cluster news  id id-40421");
+    expect_listed("Node B  10.78.0.2:40422  cluster news  id id-40422");
+    expect_listed("Node C  10.78.0.2:40423  cluster sport  id id-40423");
+
+    auto const found = run_kx({"nodes", "--cluster", "sport", "--json"}).json()["nodes"];
+    ASSERT_THAT(found, SizeIs(1));
+    EXPECT_EQ(found[0]["name"], "Node C");
+    EXPECT_EQ(found[0]["port"], "40423");
+    EXPECT_THAT(found[0]["addresses"], testing::ElementsAre("10.77.0.2", "10.78.0.2"));
+    EXPECT_EQ(found[0]["txt"]["uc"], "1");
+
+    auto const sent = submit("sport");
+    EXPECT_EQ(sent.exit_code, 0) << sent.err;
+    EXPECT_THAT(sent.out, HasSubstr(".0.2:40423: the job \"Evening news\""));
+    EXPECT_EQ(jobs_in("40423"), 1U);
+    auto const jobs = run_kx({"status", "--cluster", "sport", "--user", "alice"});
+    EXPECT_THAT(jobs.out, HasSubstr("waiting  Evening news\n")) << jobs.err;
+    EXPECT_EQ(submit("news").exit_code, 0);
+    EXPECT_EQ(jobs_in("40421") + jobs_in("40422"), 1U);
+}
+
+TEST_F(discovery, explains_in_one_line_what_it_does_not_find) {
+    if (!make()) GTEST_SKIP() << skip_reason_;
+    EXPECT_EQ(one_line(run_kx({"nodes", "--timeout", "0.5"})), "kx: nodes: no node announced itself within 0.5 s\n");
+    EXPECT_EQ(one_line(submit("news")),
+              "kx: the cluster \"news\": no node of this cluster was found within 5 s, no node "
+              "at all is announced\n");
+    auto const node = start_node("Node", "sport", "40421");
+    expect_listed("Node  10.78.0.2:40421  cluster sport  id id-40421");
+    EXPECT_EQ(one_line(submit("news")),
+              "kx: the cluster \"news\": no node of this cluster was found within 5 s, there is \"sport\"\n");
+    EXPECT_EQ(one_line(run_kx({"nodes", "--cluster", "news", "--timeout", "2"})),
+              "kx: nodes: none of the 1 nodes found is of the cluster \"news\"\n");
+    network_->stop_daemon(0);
+    for (auto const& result : {run_kx({"nodes"}), run_kx({"nodes", "--watch"})})
+        EXPECT_EQ(one_line(result), "kx: nodes cannot be searched for: no DNS-SD daemon answers (on most systems "
+                                    "avahi-daemon, which needs D-Bus)\n");
+    EXPECT_THAT(one_line(submit("sport")), StartsWith("kx: the cluster \"sport\": nodes cannot be searched for: "));
+}
+
+TEST_F(discovery, watches_nodes_come_change_and_go) {
+    if (!make()) GTEST_SKIP() << skip_reason_;
+    std::string const out = folder_.write("watched", "");
+    auto const watching =
+        network_->start(0, {"/bin/sh", "-c", "exec " KX_TOOL " nodes --watch --cluster news >" + out});
+    auto const says = [&](std::string const& line) {
+        return kx_test::holds_soon([&] { return kx_test::read_file(out).find(line + "\n") != std::string::npos; });
+    };
+    auto const node = announce("Node", {"id=1", "cluster=news", "uc=1"});
+    EXPECT_TRUE(says("added  Node  10.77.0.2:9000  cluster news  id 1") ||
+                says("added  Node  10.78.0.2:9000  cluster news  id 1"));
+    node->write_line("id=2\tcluster=news\tuc=2");
+    EXPECT_TRUE(says("updated  Node  10.78.0.2:9000  cluster news  id 2"));
+    node->write_line("id=2\tcluster=sport\tuc=3");
+    EXPECT_TRUE(says("removed  Node"));
+    EXPECT_TRUE(watching->is_running());
+}
+
+TEST_F(discovery, shows_what_strangers_say_without_obeying_it) {
+    if (!make()) GTEST_SKIP() << skip_reason_;
+    auto const node = announce("Evil \x1b[2J\xc2\x9b\xe2\x80\xae", {"id=a\x1b]0;x\x07", "cluster=c\xff\nx", "uc=1"});
+    expect_listed("Evil \\x1B[2J\\u{009B}\\u{202E}  10.78.0.2:9000  cluster c\\xFF\\nx  id a\\x1B]0;x\\x07");
+    EXPECT_THAT(one_line(submit("news")), HasSubstr("there is \"c\\xFF\\nx\""));
+}

@@ -1,0 +1,143 @@
+#include "../application.h"
+#include "../found_nodes.h"
+#include "../interruption.h"
+#include "../shown.h"
+#include "commands.h"
+
+#include <kxbase/errors.h>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <memory>
+
+namespace kx {
+namespace {
+
+using node_table = std::map<std::string, kxclientutil::bonjour_node>;
+
+constexpr double usual_patience = 3;
+constexpr double longest_patience = 86'400;
+
+struct options {
+    bool is_watching = false;
+    std::optional<double> timeout = std::nullopt;
+    std::optional<std::string> cluster = std::nullopt;
+};
+
+std::chrono::milliseconds milliseconds_of(double seconds) {
+    return std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
+}
+
+std::string line_of(std::string const& name, kxclientutil::bonjour_node const& node) {
+    std::string line = on_one_line(name) + "  " + on_one_line(place_of(node));
+    line += node.cluster.empty() ? "  no cluster" : "  cluster " + on_one_line(node.cluster);
+    if (!node.id.empty()) line += "  id " + on_one_line(node.id);
+    return line + "\n";
+}
+
+json to_json(std::string const& name, kxclientutil::bonjour_node const& node) {
+    json addresses = json::array();
+    for (auto const& [interface_index, address] : node.addresses)
+        if (!address.empty()) addresses.push_back(address);
+    json txt = json::object();
+    for (auto const& [key, value] : node.txt)
+        txt[key] = value;
+    return {
+        {"name", name},  {"host", node.host}, {"port", node.port}, {"addresses", addresses}, {"cluster", node.cluster},
+        {"id", node.id}, {"uc", node.uc},     {"txt", txt}};
+}
+
+bool is_wanted(options const& chosen, kxclientutil::bonjour_node const& node) {
+    return !chosen.cluster || node.cluster == *chosen.cluster;
+}
+
+void tell_nodes(application& app, options const& chosen, node_table const& nodes) {
+    json all = json::array();
+    std::string lines;
+    for (auto const& [name, node] : nodes) {
+        if (!is_wanted(chosen, node)) continue;
+        all.push_back(to_json(name, node));
+        lines += line_of(name, node);
+    }
+    if (app.wants_json) return application::print_json({{"nodes", all}});
+    application::print(lines);
+    if (all.empty())
+        kxbase::es::call::raise(nodes.empty() ? "no node announced itself within " +
+                                                    fmt::format("{} s", chosen.timeout.value_or(usual_patience))
+                                              : fmt::format("none of the {} nodes found is of the cluster \"{}\"",
+                                                            nodes.size(), chosen.cluster.value_or("")));
+}
+
+void list(application& app, options const& chosen) {
+    found_nodes search;
+    auto const end = found_nodes::clock::now() + milliseconds_of(chosen.timeout.value_or(usual_patience));
+    while (search.next(end)) {
+    }
+    node_table nodes;
+    search.browser().get_nodes(nodes);
+    tell_nodes(app, chosen, nodes);
+}
+
+void tell_event(application& app, options const& chosen, node_table& shown_nodes, node_event const& event) {
+    bool const was_shown = shown_nodes.erase(event.name) != 0;
+    bool const is_gone = event.node.addresses.empty() && std::string_view(event.what) == "removed";
+    bool const is_shown = !is_gone && is_wanted(chosen, event.node);
+    if (!was_shown && !is_shown) return;
+    if (is_shown) shown_nodes[event.name] = event.node;
+    char const* const what = !is_shown ? "removed" : was_shown ? "updated" : "added";
+    if (app.wants_json) {
+        json told = {{"event", what}};
+        told.update(is_shown ? to_json(event.name, event.node) : json{{"name", event.name}});
+        application::print(told.dump(-1, ' ', false, json::error_handler_t::replace) + "\n");
+    } else {
+        application::print(std::string(what) + "  " +
+                           (is_shown ? line_of(event.name, event.node) : on_one_line(event.name) + "\n"));
+    }
+    std::fflush(stdout);
+}
+
+void watch(application& app, options const& chosen) {
+    found_nodes search;
+    node_table shown_nodes;
+    std::optional<found_nodes::clock::time_point> end;
+    if (chosen.timeout) end = found_nodes::clock::now() + milliseconds_of(*chosen.timeout);
+    while (auto const event = search.next(end))
+        tell_event(app, chosen, shown_nodes, *event);
+}
+
+void run(application& app, options const& chosen) {
+    interruption signals;
+    try {
+        chosen.is_watching ? watch(app, chosen) : list(app, chosen);
+    } catch (interrupted const&) {
+        signals.end_if_asked();
+    } catch (kxbase::es::call const& error) {
+        app.tell_error("nodes", error.message());
+        app.fail_for_node();
+    }
+}
+
+} // namespace
+
+void add_nodes_command(CLI::App& parser, application& app) {
+    auto chosen = std::make_shared<options>();
+    auto* const command =
+        parser.add_subcommand("nodes", "List the nodes that announce themselves on the local network");
+    command->add_flag("--watch", chosen->is_watching,
+                      "Tell what comes, changes and goes, until Ctrl-C or for as long as --timeout says");
+    command->add_option("--timeout", chosen->timeout, "How long to look, 3 when not given")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0.0, longest_patience));
+    command->add_option("--cluster", chosen->cluster, "Only nodes of this cluster")->type_name("NAME");
+    command->footer(
+        "A line for each node: its name, where it is, its cluster and its id. These are the nodes' own words: "
+        "anybody on the local network may announce one.\nWith --watch, --json writes a document on each "
+        "line. Nodes that keep their cluster to themselves have none.\n\nThe exit code is 3 when none is "
+        "found, or none can be searched for.\n\nExamples:\n  kx nodes\n  kx nodes --watch --cluster "
+        "news\n");
+    command->callback([&app, chosen] { run(app, *chosen); });
+}
+
+} // namespace kx
