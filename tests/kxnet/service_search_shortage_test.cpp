@@ -97,11 +97,23 @@ TEST_F(search_in_need, goes_on_with_the_others_when_one_instance_alone_finds_no_
 }
 
 TEST_F(search_in_need, ends_after_the_call_that_hangs) {
+    auto timing = no_haste();
+    timing.recheck = 100ms;
+    std::promise<void> all_due;
+    auto const are_all_due = all_due.get_future().share();
+    handler_.on_line = [&](std::string const& line) {
+        if (line == "seen last on 1") are_all_due.wait();
+    };
+    search(timing);
+    for (int i = 0; i != 5; ++i)
+        come_placed("n" + std::to_string(i));
+    come("last");
+    expect("seen last on 1");
+    std::this_thread::sleep_for(2 * timing.recheck); // by then all are to be resolved again
     dnssd_.hold("resolve ");
-    search();
-    for (int i = 0; i != 20; ++i)
-        come("n" + std::to_string(i));
-    ASSERT_TRUE(dnssd_.wait_for_asked("resolve "));
+    auto const asked = dnssd_.asked("resolve ");
+    all_due.set_value();
+    ASSERT_TRUE(dnssd_.wait_for_asked("resolve ", asked + 1));
     std::promise<void> begun;
     auto ended = std::async(std::launch::async, [&] {
         begun.set_value();
@@ -112,7 +124,7 @@ TEST_F(search_in_need, ends_after_the_call_that_hangs) {
     EXPECT_EQ(ended.wait_for(500ms), std::future_status::timeout) << "the call hangs";
     dnssd_.release();
     ended.get();
-    EXPECT_EQ(dnssd_.asked("resolve "), 1U);
+    EXPECT_EQ(dnssd_.asked("resolve "), asked + 1);
     EXPECT_EQ(dnssd_.open(), 0U);
 }
 
