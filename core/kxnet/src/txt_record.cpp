@@ -35,7 +35,8 @@ std::string encode_txt_record(std::vector<std::pair<std::string, std::string>> c
         if (key.empty() || !std::all_of(key.begin(), key.end(), is_key_character))
             kxbase::es::arg::raise("the key \"" + kxbase::string_on_one_line(key) +
                                    "\" of a TXT record is not made of printable ASCII without '='");
-        std::string const entry = key + "=" + value;
+        std::string entry = key;
+        entry.append("=").append(value);
         if (entry.size() > longest_entry)
             kxbase::es::arg::raise("the entry \"" + key + "\" of a TXT record has " + std::to_string(entry.size()) +
                                    " bytes, at most " + std::to_string(longest_entry));
