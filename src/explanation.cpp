@@ -2,6 +2,7 @@
 
 #include "submission/workflow_variable_values.h"
 
+#include <kxbase/secret_names.h>
 #include <kxcore/credentials.h>
 #include <kxcore/properties.h>
 #include <kxcore/property_special.h>
@@ -135,13 +136,11 @@ std::vector<std::string> explain_events(finalization_account const& account) {
 }
 
 bool hides(finalization_event const& event, kxcore::property const& value) {
-    using kxcore::credentials::e_content;
-    if (kxcore::is_secret_name(event.path)) return true;
-    if (kxcore::credentials::content_to_hide(event.path, value) == e_content::text) return true;
+    if (kxcore::credentials::is_secret_at(event.path, value)) return true;
     auto const* const before = property_cast<kxcore::property_string>(event.before.get());
     if (!before || &value == before) return false;
     auto const variable = read_workflow_variable(before->value());
-    return variable && kxcore::is_secret_name(variable->name);
+    return variable && kxbase::is_secret_name(variable->name);
 }
 
 std::string_view finalization_step_name(e_finalization_step step) {

@@ -12,6 +12,7 @@
 
 #include <kxbase/buffer.h>
 #include <kxbase/errors.h>
+#include <kxbase/secret_names.h>
 #include <kxbase/urls.h>
 #include <kxcore/constraint_db.h>
 #include <kxcore/document_places.h>
@@ -214,7 +215,7 @@ std::string text_before(kxcore::document_diagnostic const& diagnostic, std::stri
     text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
     text = text.substr(0, text.find_last_not_of(blanks) + 1);
     bool const is_element_end = bytes.substr(before.size(), 2) == "</";
-    return is_element_end && !kxcore::is_secret_name(diagnostic.path) ? kxcore::shown_text(text) : "something else";
+    return is_element_end && !kxbase::is_secret_name(diagnostic.path) ? kxcore::shown_text(text) : "something else";
 }
 
 /// What upgrades say begins with the path where they know it: "tasks[2]: member 'id' is missing".

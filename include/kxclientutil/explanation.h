@@ -113,7 +113,7 @@ KXCLIENTUTIL_EXPORT void submission_finalize(kxcore::properties& submission, kxc
 [[nodiscard]] KXCLIENTUTIL_EXPORT std::vector<std::string> explain_events(finalization_account const& account);
 
 /// Whether a value of an event, its `before` or `after`, is one that must not be shown at all: by its place, or by the name
-/// of the variable that it takes the place of. Passwords of URLs, and within trees, are for the one who shows it to hide.
+/// of the variable that it takes the place of. Secrets of URLs, and within trees, are for the one who shows it to hide.
 [[nodiscard]] KXCLIENTUTIL_EXPORT bool hides(finalization_event const& event, kxcore::property const& value);
 
 /// The word for a step, such as "media-files", and its title for people: "Files that encoders need".

@@ -29,7 +29,7 @@ bool begins_character(char byte);
 std::string visible_text(std::string_view text, std::size_t most) {
     // Nearly every text there is.
     if (text.size() <= most && std::ranges::all_of(text, is_plain) && !text.starts_with(' ') && !text.ends_with(' ') &&
-        text.find('@') == std::string_view::npos)
+        text.find_first_of("@=") == std::string_view::npos)
         return std::string(text);
     return shortened(kxbase::trimmed(one_line(kxbase::url_protected_output(text)), ' '), most);
 }

@@ -65,6 +65,28 @@ TEST(property_walk, replaces_values_of_one_kind) {
     EXPECT_EQ(tree.get_referenced_property("list[1]{y}"), numbers_before);
 }
 
+TEST(property_walk, rewrites_members_and_goes_into_what_is_left) {
+    properties tree = sample();
+    std::string seen;
+    std::size_t const count = rewrite_members(
+        tree, [&](std::string_view key, property_handle const& value) -> std::optional<property_handle> {
+            seen += std::string(key) + '/' + std::to_string(static_cast<int>(value->kind())) + ' ';
+            if (key == "x") return property_handle();
+            if (key == "deep") return property_handle(flag(true));
+            if (key == "a") return value;
+            return std::nullopt;
+        });
+    auto const number_of = [](property_kind kind) { return std::to_string(static_cast<int>(kind)); };
+    std::string const string = number_of(property_kind::string);
+    std::string const inner = number_of(property_kind::properties);
+    std::string const list = number_of(property_kind::list);
+    EXPECT_EQ(seen, "a/" + string + " list/" + list + " /" + string + " /" + inner + " x/" + string + " y/" +
+                        number_of(property_kind::integer) + " /" + list + " tree/" + inner + " deep/" + inner +
+                        " empty/" + inner + " ");
+    EXPECT_EQ(count, 3U);
+    EXPECT_EQ(visited(tree), "a=1 list[0]=2 list[1]{y}=4 tree{deep}=true ");
+}
+
 TEST(property_walk, replaces_no_trees_and_lists) {
     for (property_kind const kind : {property_kind::properties, property_kind::list}) {
         properties tree = sample();

@@ -5,6 +5,7 @@
 #include "tree_text.h"
 
 #include <kxclientutil/explanation.h>
+#include <kxcore/credentials.h>
 
 namespace kx {
 namespace {
@@ -32,8 +33,9 @@ void add_text(json& object, char const* key, std::string const& text) {
 
 void add_value(json& object, char const* key, finalization_event const& event, kxcore::property_handle const& value) {
     if (!value) return;
-    object[key] =
-        kxclientutil::hides(event, *value) ? json("********") : to_json(*without_credentials(event.path, value));
+    object[key] = kxclientutil::hides(event, *value)
+                      ? json("********")
+                      : to_json(*kxcore::credentials::without_secrets(event.path, value));
 }
 
 json event_json(finalization_event const& event, std::string words, finalization_account const& account) {

@@ -7,6 +7,7 @@
 #include <kxbase/base64.h>
 #include <kxbase/errors.h>
 #include <kxclientutil/submission.h>
+#include <kxcore/credentials.h>
 #include <kxcore/properties.h>
 #include <kxcore/property_values.h>
 #include <kxcore/property_walk.h>
@@ -59,7 +60,7 @@ private:
     }
 
     static property_handle visible(std::string_view path, property_handle const& value) {
-        return value ? without_credentials(path, value) : value;
+        return value ? kxcore::credentials::without_secrets(path, value) : value;
     }
 
     bool whole_;

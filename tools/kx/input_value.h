@@ -1,7 +1,8 @@
 #pragma once
 
 /// @file
-/// Input values as they are written on the command line: `INPUT=TEXT` gives a string, `INPUT:=JSON` any other value.
+/// Input values as they are written on the command line: `INPUT=TEXT` gives a string, `INPUT:=JSON` any other value, and
+/// `INPUT:@FILE`, where it is allowed, a string that stays off the command line: the first line of a file.
 
 #include <kxcore/property.h>
 
@@ -14,7 +15,8 @@ namespace kx {
 struct input_value {
     std::string owner; ///< the task or the type; empty when the option has none
     std::string input;
-    kxcore::property_handle value;
+    kxcore::property_handle value; ///< empty when it is in a file
+    std::string file;
 };
 
 /// Takes `INPUT=TEXT` or `INPUT:=JSON` apart, at the first '='.
@@ -22,9 +24,21 @@ struct input_value {
 /// @throws CLI::ValidationError naming the option's text when it has another form
 [[nodiscard]] input_value parse_input_value(std::string_view text);
 
-/// Takes `OWNER:INPUT=TEXT` or `OWNER:INPUT:=JSON` apart; the owner ends at the first ':'.
+/// The same, and `INPUT:@FILE`; a ":@" behind the first '=' is part of the value.
+///
+/// @throws CLI::ValidationError as above
+[[nodiscard]] input_value parse_input_value_or_file(std::string_view text);
+
+/// Takes `OWNER:` and one of these apart; the owner ends at the first ':'.
 ///
 /// @throws CLI::ValidationError as above
 [[nodiscard]] input_value parse_owned_input_value(std::string_view text);
+
+/// Refuses a value that any user of the machine could read in the list of processes: a text under the name of a secret,
+/// unless it is empty or a variable, and a URL with a password, in trees and lists too.
+///
+/// @param option the option, for the error: "--in"
+/// @throws CLI::ValidationError naming the option and the input, with another way to give it; never the value
+void refuse_secret_value(std::string_view option, input_value const& given);
 
 } // namespace kx

@@ -8,11 +8,11 @@
 
 #include <kxbase/buffer.h>
 #include <kxbase/errors.h>
+#include <kxbase/secret_names.h>
 #include <kxbase/urls.h>
 #include <kxclientutil/validation.h>
 #include <kxcore/ioutil.h>
 #include <kxcore/property_values.h>
-#include <kxcore/shown_value.h>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -45,7 +45,7 @@ void refuse_secrets(std::string_view key, kxcore::property_handle const& value) 
     holder.get_leaf_references(leaves);
     for (auto const& leaf : leaves) {
         auto const* const text = kxcore::property_cast<kxcore::property_string>(holder.find_referenced(leaf));
-        if (kxcore::is_secret_name(leaf) || (text != nullptr && holds_password(text->value()))) refuse_secret(key);
+        if (kxbase::is_secret_name(leaf) || (text != nullptr && holds_password(text->value()))) refuse_secret(key);
     }
 }
 
@@ -68,7 +68,7 @@ kxcore::properties tree_of_settings(made_document_options const& options) {
 void put_settings(made_document_options const& options, kxcore::properties& into) {
     for (auto const& text : options.settings) {
         std::string_view const key = std::string_view(text).substr(0, text.find('='));
-        if (kxcore::is_secret_name(key)) refuse_secret(key);
+        if (kxbase::is_secret_name(key)) refuse_secret(key);
         auto const setting = parse_input_value(text);
         refuse_secrets(setting.input, setting.value);
         try {

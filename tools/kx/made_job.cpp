@@ -3,9 +3,11 @@
 #include "arguments.h"
 #include "document.h"
 #include "input_value.h"
+#include "secret.h"
 #include "shown.h"
 
 #include <kxbase/errors.h>
+#include <kxbase/secret_names.h>
 #include <kxbase/url_parts.h>
 #include <kxbase/urls.h>
 #include <kxcore/property_values.h>
@@ -23,7 +25,14 @@
 namespace kx {
 namespace {
 
-kxclientutil::finalize_sub_conf settings_of(job_options const& chosen) {
+kxcore::property_handle value_of(input_value const& given, application& app) {
+    if (given.file.empty()) return given.value;
+    auto const text = first_line_of(given.file, "file");
+    if (kxbase::is_secret_name(given.input)) warn_of_readers(app, given.file);
+    return kxbase::make_refcount<kxcore::property_string>(text);
+}
+
+kxclientutil::finalize_sub_conf settings_of(job_options const& chosen, application& app) {
     kxclientutil::finalize_sub_conf settings(chosen.origin_node);
     settings.submission_name = chosen.name;
     settings.node_id = chosen.node;
@@ -31,16 +40,19 @@ kxclientutil::finalize_sub_conf settings_of(job_options const& chosen) {
     settings.guess_shared_storage = !chosen.no_guess_shared_storage;
     if (chosen.priority) settings.set_priority(*chosen.priority);
     for (auto const& text : chosen.in) {
-        auto const given = parse_input_value(text);
-        settings.in_values[given.input] = given.value;
+        auto const given = parse_input_value_or_file(text);
+        refuse_secret_value("--in", given);
+        settings.in_values[given.input] = value_of(given, app);
     }
     for (auto const& text : chosen.task_in) {
         auto const given = parse_owned_input_value(text);
-        settings.task_name_in_values[given.owner][given.input] = given.value;
+        refuse_secret_value("--task-in", given);
+        settings.task_name_in_values[given.owner][given.input] = value_of(given, app);
     }
     for (auto const& text : chosen.type_in) {
         auto const given = parse_owned_input_value(text);
-        settings.task_type_in_values[given.owner][given.input] = given.value;
+        refuse_secret_value("--type-in", given);
+        settings.task_type_in_values[given.owner][given.input] = value_of(given, app);
     }
     return settings;
 }
@@ -209,11 +221,11 @@ void add_job_settings(CLI::App& command, job_options& chosen) {
     command.add_flag("--no-guess-shared-storage", chosen.no_guess_shared_storage,
                      "Do not let the nodes look for the files on storage that they share");
     command.add_option("--in", chosen.in, "A value for every task that has the input")
-        ->type_name("INPUT=TEXT|INPUT:=JSON");
+        ->type_name("INPUT=TEXT|INPUT:=JSON|INPUT:@FILE");
     command.add_option("--task-in", chosen.task_in, "A value for the tasks of a name")
-        ->type_name("TASK:INPUT=TEXT|TASK:INPUT:=JSON");
+        ->type_name("TASK:INPUT=TEXT|TASK:INPUT:=JSON|TASK:INPUT:@FILE");
     command.add_option("--type-in", chosen.type_in, "A value for the tasks of a type, such as \"encoder\"")
-        ->type_name("TYPE:INPUT=TEXT|TYPE:INPUT:=JSON");
+        ->type_name("TYPE:INPUT=TEXT|TYPE:INPUT:=JSON|TYPE:INPUT:@FILE");
 }
 
 std::string const& composed_document(job_options const& chosen) {
@@ -221,8 +233,8 @@ std::string const& composed_document(job_options const& chosen) {
 }
 
 bool compose_submission(application& app, job_options const& chosen, making& made) {
-    made.settings = settings_of(chosen);
-    return app.run_on(composed_document(chosen), [&] { made.submission = compose(chosen, app); }) &&
+    return app.run_on("", [&] { made.settings = settings_of(chosen, app); }) &&
+           app.run_on(composed_document(chosen), [&] { made.submission = compose(chosen, app); }) &&
            app.run_on(chosen.source, [&] { add_source(made.submission, chosen, app); });
 }
 
@@ -248,7 +260,9 @@ json job_summary(making const& made) {
         auto const& uri = static_cast<kxcore::property_string const&>(*resource);
         folders.push_back(without_password(uri.value()));
     }
-    return {{"name", job.get_string_value("name", "")}, {"tasks", tasks}, {"resources", folders}};
+    return {{"name", kxbase::without_url_secrets(job.get_string_value("name", ""))},
+            {"tasks", tasks},
+            {"resources", folders}};
 }
 
 std::string job_in_words(json const& summary) {

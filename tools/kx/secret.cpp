@@ -25,6 +25,7 @@ namespace kx {
 namespace {
 
 constexpr char const* variable = "KX_PASSWORD";
+constexpr std::string_view password_file = "password file";
 constexpr std::string_view other_ways =
     "give it with --password-file, in the environment as KX_PASSWORD, or at a terminal when you are asked";
 
@@ -113,36 +114,18 @@ std::string asked_password(std::string_view subject) {
     }
 }
 
-// A pipe of the shell ("<(pass show mail)") is as good as a file.
-std::string password_of(application& app, std::string const& file) {
-    struct stat status = {};
+std::string path_of(std::string const& file, std::string_view what) {
     auto const url = kxbase::url_create_from_url_or_path(file, {});
     if (kxbase::url_scheme(url) != "file")
-        kxbase::es::arg::raise("the password file " + shown(file) + " is no file of this machine");
-    std::string const path = kxbase::url_path(url, true);
-    bool const is_file = ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
-    if (is_file && (status.st_mode & (S_IRGRP | S_IROTH)) != 0) app.tell_warning(file, "others can read this password");
-    int const descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) kxbase::es::call::raise("cannot read the password file " + shown(file));
-    constexpr std::size_t most = 4096;
-    std::string content(most, '\0');
-    std::size_t size = 0;
-    ssize_t got = 0;
-    while (size < most && (got = ::read(descriptor, content.data() + size, most - size)) > 0)
-        size += static_cast<std::size_t>(got);
-    ::close(descriptor);
-    if (got < 0) kxbase::es::call::raise("cannot read the password file " + shown(file));
-    content.resize(size);
-    auto const end = content.find('\n');
-    if (size == most && end == std::string::npos)
-        kxbase::es::arg::raise("the password file " + shown(file) + " begins with a line of more than 4096 bytes");
-    content.resize(std::min(end, size));
-    if (content.ends_with('\r')) content.pop_back();
-    return content;
+        kxbase::es::arg::raise("the " + std::string(what) + " " + shown(file) + " is no file of this machine");
+    return kxbase::url_path(url, true);
 }
 
 std::optional<std::string> given_password(application& app, secret_source const& source) {
-    if (!source.file.empty()) return password_of(app, source.file);
+    if (!source.file.empty()) {
+        warn_of_readers(app, source.file);
+        return first_line_of(source.file, password_file);
+    }
     char const* const value = std::getenv(variable); // NOLINT(concurrency-mt-unsafe): nobody changes it
     if (value == nullptr) return std::nullopt;
     return value;
@@ -156,6 +139,34 @@ void add_password_option(CLI::App& command, secret_source& source) {
                     "Take the password from the first line of a file; else it is KX_PASSWORD of the environment")
         ->type_name("FILE")
         ->check(refuse_empty);
+}
+
+// A pipe of the shell ("<(pass show mail)") is as good as a file.
+std::string first_line_of(std::string const& file, std::string_view what) {
+    std::string const the_file = "the " + std::string(what) + " " + shown(file);
+    int const descriptor = ::open(path_of(file, what).c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) kxbase::es::call::raise("cannot read " + the_file);
+    constexpr std::size_t most = 4096;
+    std::string content(most, '\0');
+    std::size_t size = 0;
+    ssize_t got = 0;
+    while (size < most && (got = ::read(descriptor, content.data() + size, most - size)) > 0)
+        size += static_cast<std::size_t>(got);
+    ::close(descriptor);
+    if (got < 0) kxbase::es::call::raise("cannot read " + the_file);
+    content.resize(size);
+    auto const end = content.find('\n');
+    if (size == most && end == std::string::npos)
+        kxbase::es::arg::raise(the_file + " begins with a line of more than 4096 bytes");
+    content.resize(std::min(end, size));
+    if (content.ends_with('\r')) content.pop_back();
+    return content;
+}
+
+void warn_of_readers(application& app, std::string const& file) {
+    struct stat status = {};
+    bool const is_file = ::stat(path_of(file, password_file).c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    if (is_file && (status.st_mode & (S_IRGRP | S_IROTH)) != 0) app.tell_warning(file, "others can read this password");
 }
 
 std::optional<std::string> given_passwords::take(application& app, secret_source const& source, login const& whose) {

@@ -51,6 +51,15 @@ private:
 /// Gives a command the option --password-file.
 void add_password_option(CLI::App& command, secret_source& source);
 
+/// The first line of a file, or of a pipe of the shell, for a value that is kept off the command line. At most 4096 bytes.
+///
+/// @param what  what the file is, in errors: "password file"
+/// @throws es::arg for a URL of another machine and for a longer line, es::call when it can't be read
+[[nodiscard]] std::string first_line_of(std::string const& file, std::string_view what);
+
+/// Warns when others can read a file with a password.
+void warn_of_readers(application& app, std::string const& file);
+
 /// The password that is given, else what is typed at the terminal, without an echo.
 ///
 /// @throws es::arg when nobody can be asked, and what given_passwords::take() throws

@@ -8,7 +8,7 @@
 
 namespace kx {
 
-/// A path or URL as given, but for the password of a URL.
+/// A path or URL as given, but for the password and the secret parameters of a URL.
 [[nodiscard]] std::string without_password(std::string_view path_or_url);
 
 /// The text on one line, as kxbase::string_on_one_line gives it: no name forges a line, moves the cursor or turns the writing

@@ -6,7 +6,6 @@
 #include <kxclientutil/submission.h>
 
 #include <kxbase/errors.h>
-#include <kxbase/urls.h>
 #include <kxcore/credentials.h>
 #include <kxcore/properties.h>
 #include <kxcore/property_list.h>
@@ -96,32 +95,13 @@ kxcore::property_handle asterisks() {
     return kxbase::make_refcount<kxcore::property_string>("********");
 }
 
-kxcore::property_handle masked_leaf(std::string_view path, kxcore::property_handle const& value) {
-    using kxcore::credentials::e_content;
-    switch (kxcore::credentials::content_to_hide(path, *value)) {
-    case e_content::none: return value;
-    case e_content::url: {
-        auto const& url = static_cast<kxcore::property_string const&>(*value);
-        return kxbase::make_refcount<kxcore::property_string>(kxbase::url_protected_output(url.value()));
-    }
-    case e_content::text: break;
-    }
-    return asterisks();
-}
-
-kxcore::properties with_masked_leaves(kxcore::properties const& tree) {
-    kxcore::properties masked(tree);
-    kxcore::rewrite_leaves(masked, masked_leaf);
-    return masked;
-}
-
 /// Whoever expands the kept original reads what is in it. One that can't be expanded here may be by others, and one that
 /// keeps another in turn is not looked through.
 bool original_may_be_shown(kxcore::properties const& job) {
     try {
         auto const original = kxclientutil::submission_get_unfinalized_submission(job);
         if (kxclientutil::submission_is_finalized(*original)) return false;
-        return with_masked_leaves(*original) == *original;
+        return kxcore::credentials::without_secrets(*original) == *original;
     } catch (kxbase::es::base const&) {
         return false;
     }
@@ -153,18 +133,10 @@ std::string to_text(kxcore::properties const& tree) {
 }
 
 kxcore::properties without_credentials(kxcore::properties const& tree) {
-    kxcore::properties masked = with_masked_leaves(tree);
+    kxcore::properties masked = kxcore::credentials::without_secrets(tree);
     if (kxclientutil::submission_is_finalized(tree) && !original_may_be_shown(tree))
         masked.set_referenced_property("ext-meta{compressed-original}", asterisks());
     return masked;
-}
-
-kxcore::property_handle without_credentials(std::string_view path, kxcore::property_handle const& value) {
-    kxcore::properties part(stand_in, value);
-    kxcore::rewrite_leaves(part, [&](std::string_view path_in_part, kxcore::property_handle const& leaf) {
-        return masked_leaf(path_in_whole(path, path_in_part), leaf);
-    });
-    return part.get_property(stand_in);
 }
 
 void visit_leaves_below(std::string_view path, kxcore::property_handle const& value,

@@ -14,14 +14,9 @@ namespace kx {
 /// other kinds between angle brackets; elements of lists begin with a dash.
 [[nodiscard]] std::string to_text(kxcore::properties const& tree);
 
-/// A copy of the tree with its credentials made unreadable: the password of every URL, wherever it stands, and whole
-/// texts that are passwords. Of a job also the whole original that it keeps, when that holds any.
+/// A copy of the tree as it may be shown, `kxcore::credentials::without_secrets`. Of a job, also without the original that
+/// it keeps, when that holds any secret.
 [[nodiscard]] kxcore::properties without_credentials(kxcore::properties const& tree);
-
-/// The same for a part of a tree.
-///
-/// @param path  where it is in the tree: that tells what is a password
-[[nodiscard]] kxcore::property_handle without_credentials(std::string_view path, kxcore::property_handle const& value);
 
 /// Calls the visitor for every leaf of a part of a tree, with its path in the tree.
 void visit_leaves_below(std::string_view path, kxcore::property_handle const& value,

@@ -123,22 +123,6 @@ std::string url_new_fragment(std::string_view url, std::string_view fragment, bo
     return url_set_fragment(url, fragment, encode);
 }
 
-std::string url_protected_output(std::string_view url) {
-    // Also for a text that lost its scheme, or has one that is none: what looks like a password is not shown. Where one
-    // was typed with an '@', '/', '?' or '#' in it, nothing tells its end but the last '@' of all; better to hide too
-    // much.
-    std::size_t const slashes = url.find("//");
-    if (slashes == std::string_view::npos) return std::string(url);
-    std::size_t const colon = url.find_first_of(":/?#", slashes + 2);
-    std::size_t const at = url.rfind('@');
-    if (colon == std::string_view::npos || url[colon] != ':' || at == std::string_view::npos || at < colon)
-        return std::string(url);
-    std::string safe(url.substr(0, colon + 1));
-    safe += "***";
-    safe += url.substr(at);
-    return safe;
-}
-
 std::string url_create_from_url_or_path(std::string_view url_or_path, std::string_view base) {
     if (url_or_path.empty() || split_url(url_or_path).is_url()) return std::string(url_or_path);
     std::string const path = with_url_separators(url_or_path);

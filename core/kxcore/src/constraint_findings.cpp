@@ -3,6 +3,7 @@
 #include "constraint_found.h"
 #include "constraint_words.h"
 
+#include <kxbase/secret_names.h>
 #include <kxcore/constraint_db.h>
 #include <kxcore/constraint_enum.h>
 #include <kxcore/constraint_list.h>
@@ -213,7 +214,7 @@ std::size_t finder::enter(std::string_view key) {
         path_ += key;
         path_ += '}';
     }
-    secret_ = secret_ || is_secret_name(key);
+    secret_ = secret_ || kxbase::is_secret_name(key);
     return length;
 }
 

@@ -8,15 +8,16 @@
 #include <kxcore/properties.h>
 #include <kxcore/property_special.h>
 #include <kxcore/property_values.h>
+#include <kxcore/property_walk.h>
 
 #include <kxbase/base64.h>
 #include <kxbase/errors.h>
+#include <kxbase/secret_names.h>
 #include <kxbase/urls.h>
 
 #include <array>
 #include <optional>
 #include <set>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -27,6 +28,9 @@ namespace {
 // Text: MARK base64. URL: MARK base64 ":" URL-without-user-and-password. Base64 has no colon, so the first one ends it.
 constexpr std::string_view text_mark = "kxt1:";
 constexpr std::string_view url_mark = "kxu1:";
+
+/// The key of a part of a tree that is walked on its own.
+constexpr std::string_view alone = "-";
 
 struct wrap_rule {
     std::string_view in_path;
@@ -44,40 +48,30 @@ struct protected_url_parts {
     std::string_view readable;
 };
 
-/// Which of the rules a path fits.
-using fitting_rules = std::array<bool, wrap_rules.size()>;
-
-fitting_rules rules_for(std::string_view path);
-e_content to_wrap(fitting_rules const& rules, property_string const& text);
-e_content to_hide(fitting_rules const& rules, bool last_key_is_password, property_string const& text);
-bool speaks_of_password(std::string_view key);
 bool has_user_or_password(std::string_view url);
-std::string_view last_key(std::string_view path);
+bool may_be_secret(property_kind kind);
+property_handle hidden(property_handle const& value);
+property_handle shown(property_handle const& value);
+bool is_filled(property const& value);
+bool holds_secret(std::string_view text);
 
-/// Looks for a credential in a tree, up to the first. What the rules want to know of paths goes along instead of the paths,
-/// and a part that several share is looked at once for each answer: a small document may hold a tree with more paths than
-/// anybody could ever walk.
-class credential_search {
+/// Looks for a secret in a tree, up to the first. A part that several share is looked at once within a secret, and once
+/// outside: a small document may hold a tree with more paths than anybody could ever walk.
+class secret_search {
 public:
     [[nodiscard]] bool finds_one(properties const& tree);
 
 private:
-    struct place {
-        fitting_rules rules{};
-        bool in_password = false; ///< the last key speaks of one
-    };
-
     struct container {
         detail::children rest;
-        place where;
+        bool in_secret = false;
     };
 
-    [[nodiscard]] place below(place const& above, std::string_view key) const;
-    [[nodiscard]] static bool is_credential(property const& value, place const& where);
-    [[nodiscard]] bool is_new(property const& value, place const& where);
+    [[nodiscard]] static bool is_secret(property const& value, bool in_secret);
+    [[nodiscard]] bool is_new(property const& value, bool in_secret);
 
     std::vector<container> open_;
-    std::set<std::tuple<property const*, fitting_rules, bool>> seen_;
+    std::set<std::pair<property const*, bool>> seen_;
 };
 
 std::string associated_with_url(std::string_view readable);
@@ -89,16 +83,36 @@ std::string unwrap(std::string_view base64, std::string_view associated);
 
 e_content content_to_wrap(std::string_view path, property const& value) {
     auto const* const text = property_cast<property_string>(&value);
-    return text == nullptr ? e_content::none : to_wrap(rules_for(path), *text);
+    if (text == nullptr) return e_content::none;
+    for (wrap_rule const& rule : wrap_rules) {
+        if (path.find(rule.in_path) == std::string_view::npos) continue;
+        bool const is_open = rule.content == e_content::url && !has_user_or_password(text->value());
+        return is_open ? e_content::none : rule.content;
+    }
+    return e_content::none;
 }
 
-e_content content_to_hide(std::string_view path, property const& value) {
-    auto const* const text = property_cast<property_string>(&value);
-    return text == nullptr ? e_content::none : to_hide(rules_for(path), speaks_of_password(last_key(path)), *text);
+bool is_secret_at(std::string_view path, property const& value) {
+    return may_be_secret(value.kind()) && kxbase::is_secret_name(path);
+}
+
+properties without_secrets(properties const& tree) {
+    properties visible(tree);
+    rewrite_members(visible, [](std::string_view key, property_handle const& value) -> std::optional<property_handle> {
+        if (kxbase::is_secret_name(key)) return hidden(value);
+        if (value->kind() != property_kind::string) return std::nullopt;
+        return shown(value);
+    });
+    return visible;
+}
+
+property_handle without_secrets(std::string_view path, property_handle const& value) {
+    if (kxbase::is_secret_name(path)) return hidden(value);
+    return without_secrets(properties(alone, value)).get_property(alone);
 }
 
 bool holds_credentials(properties const& tree) {
-    return credential_search().finds_one(tree);
+    return secret_search().finds_one(tree);
 }
 
 std::string wrap_url(std::string_view url) {
@@ -140,34 +154,34 @@ std::string readable_url(std::string_view protected_url) {
 
 namespace {
 
-fitting_rules rules_for(std::string_view path) {
-    fitting_rules rules{};
-    for (std::size_t rule = 0; rule < wrap_rules.size(); ++rule)
-        rules[rule] = path.find(wrap_rules[rule].in_path) != std::string_view::npos;
-    return rules;
+bool has_user_or_password(std::string_view url) {
+    return !kxbase::url_user(url, true).empty() || !kxbase::url_password(url, true).empty();
 }
 
-e_content to_wrap(fitting_rules const& rules, property_string const& text) {
-    for (std::size_t rule = 0; rule < wrap_rules.size(); ++rule) {
-        if (!rules[rule]) continue;
-        e_content const content = wrap_rules[rule].content;
-        return content == e_content::url && !has_user_or_password(text.value()) ? e_content::none : content;
-    }
-    return e_content::none;
+bool may_be_secret(property_kind kind) {
+    return kind != property_kind::boolean && kind != property_kind::special;
 }
 
-e_content to_hide(fitting_rules const& rules, bool last_key_is_password, property_string const& text) {
-    if (auto const wrapped = to_wrap(rules, text); wrapped != e_content::none) return wrapped;
-    if (last_key_is_password) return e_content::text;
-    return has_user_or_password(text.value()) ? e_content::url : e_content::none;
+/// All that is in a secret.
+property_handle hidden(property_handle const& value) {
+    static constexpr std::string_view asterisks = "********";
+    properties part(alone, value);
+    rewrite_members(part, [](std::string_view, property_handle const& each) -> std::optional<property_handle> {
+        if (detail::is_container(*each) || !may_be_secret(each->kind())) return std::nullopt;
+        return kxbase::make_refcount<property_string>(asterisks);
+    });
+    return part.get_property(alone);
 }
 
-bool speaks_of_password(std::string_view key) {
-    return key.find("password") != std::string_view::npos;
+property_handle shown(property_handle const& value) {
+    std::string_view const text = static_cast<property_string const&>(*value).value();
+    std::string visible = kxbase::without_url_secrets(text);
+    if (visible == text) return value;
+    return kxbase::make_refcount<property_string>(visible);
 }
 
-bool credential_search::finds_one(properties const& tree) {
-    open_.push_back({detail::children(tree), {}});
+bool secret_search::finds_one(properties const& tree) {
+    open_.push_back({detail::children(tree)});
     while (!open_.empty()) {
         container& current = open_.back();
         if (current.rest.at_end()) {
@@ -175,48 +189,36 @@ bool credential_search::finds_one(properties const& tree) {
             continue;
         }
         property const& value = *current.rest.value();
-        place const where = current.rest.is_tree() ? below(current.where, current.rest.key().text()) : current.where;
+        bool const in_secret = current.in_secret || kxbase::is_secret_name(current.rest.key().text());
         current.rest.next();
-        if (is_credential(value, where)) return true;
-        if (detail::is_container(value) && is_new(value, where)) open_.push_back({detail::children(value), where});
+        if (is_secret(value, in_secret)) return true;
+        if (detail::is_container(value) && is_new(value, in_secret))
+            open_.push_back({detail::children(value), in_secret});
     }
     return false;
 }
 
-/// Keys come into a path in braces, but for the first one.
-credential_search::place credential_search::below(place const& above, std::string_view key) const {
-    place where{rules_for(key), speaks_of_password(key)};
-    for (std::size_t rule = 0; rule < wrap_rules.size(); ++rule) {
-        std::string_view const word = wrap_rules[rule].in_path;
-        bool const ends_in_it = open_.size() > 1 && key.ends_with(word.substr(0, word.size() - 1));
-        where.rules[rule] = where.rules[rule] || above.rules[rule] || ends_in_it;
-    }
-    return where;
+bool secret_search::is_secret(property const& value, bool in_secret) {
+    if (detail::is_container(value)) return false;
+    if (auto const* const special = property_cast<property_special>(&value))
+        return special->sub_type() == property_special::e_sub_type::credential;
+    if (in_secret) return may_be_secret(value.kind()) && is_filled(value);
+    auto const* const text = property_cast<property_string>(&value);
+    return text != nullptr && holds_secret(text->value());
 }
 
-bool credential_search::is_credential(property const& value, place const& where) {
-    if (auto const* const text = property_cast<property_string>(&value))
-        return to_hide(where.rules, where.in_password, *text) != e_content::none;
-    auto const* const special = property_cast<property_special>(&value);
-    return special != nullptr && special->sub_type() == property_special::e_sub_type::credential;
+bool secret_search::is_new(property const& value, bool in_secret) {
+    return !value.is_shared() || seen_.emplace(&value, in_secret).second;
 }
 
-bool credential_search::is_new(property const& value, place const& where) {
-    return !value.is_shared() || seen_.emplace(&value, where.rules, where.in_password).second;
+bool is_filled(property const& value) {
+    if (auto const* const text = property_cast<property_string>(&value)) return !text->value().empty();
+    if (auto const* const bytes = property_cast<property_binary>(&value)) return bytes->value().size() != 0;
+    return true;
 }
 
-bool has_user_or_password(std::string_view url) {
-    return !kxbase::url_user(url, true).empty() || !kxbase::url_password(url, true).empty();
-}
-
-std::string_view last_key(std::string_view path) {
-    while (path.ends_with(']'))
-        path = path.substr(0, path.rfind('['));
-    if (path.ends_with('}')) {
-        path.remove_suffix(1);
-        path.remove_prefix(path.rfind('{') + 1);
-    }
-    return path;
+bool holds_secret(std::string_view text) {
+    return has_user_or_password(text) || kxbase::without_url_secrets(text) != text;
 }
 
 std::string associated_with_url(std::string_view readable) {

@@ -85,6 +85,11 @@ std::size_t replace_values(properties& tree, property_kind kind, value_replacer 
         });
 }
 
+std::size_t rewrite_members(properties& tree, member_rewriter const& rewriter) {
+    return rewrite<false>(tree, [&](std::string_view, property_key const& key, property_handle const& value,
+                                    property_kind) { return rewriter(key.text(), value); });
+}
+
 std::size_t erase_members(properties& tree, member_predicate const& predicate) {
     return rewrite<true>(
         tree, [&](std::string_view path, property_key const&, property_handle const& value, property_kind) -> decision {

@@ -9,13 +9,9 @@
 #include <kxcore/property_special.h>
 #include <kxcore/property_values.h>
 
-#include <algorithm>
-
 namespace kxcore {
 
 namespace {
-
-std::string without_passwords(std::string_view text);
 
 std::string_view article_and_kind(property_kind kind) {
     switch (kind) {
@@ -44,15 +40,6 @@ std::string special_text(property_special const& special) {
 
 } // namespace
 
-bool is_secret_name(std::string_view key) {
-    constexpr std::string_view words[] = {"password", "passwd",  "passphrase", "passcode",   "secret",
-                                          "token",    "api-key", "access-key", "credential", "private-key"};
-    auto const same = [](char a, char b) { return (a >= 'A' && a <= 'Z' ? static_cast<char>(a - 'A' + 'a') : a) == b; };
-    return std::any_of(std::begin(words), std::end(words), [&](std::string_view word) {
-        return std::search(key.begin(), key.end(), word.begin(), word.end(), same) != key.end();
-    });
-}
-
 std::string found_text(property const& value, bool secret) {
     if (auto const* special = property_cast<property_special>(&value)) return special_text(*special);
     if (secret) return std::string(article_and_kind(value.kind())) + " (not shown)";
@@ -71,7 +58,7 @@ std::string found_text(property const& value, bool secret) {
 }
 
 std::string shown_text(std::string_view text, std::size_t longest) {
-    std::string const safe = without_passwords(text);
+    std::string const safe = kxbase::without_url_secrets(kxbase::url_protected_output(text));
     std::string out;
     if (safe.size() <= longest) {
         words::append_shown(out, safe);
@@ -84,24 +71,5 @@ std::string shown_text(std::string_view text, std::size_t longest) {
     words::append_shown(out, head);
     return out + "...";
 }
-
-namespace {
-
-// The text as a URL, and then every URL within the text: from "://" to the last '@' before a blank or a quote, a
-// password begins behind the first ':'. That may mask more than a password, never less.
-std::string without_passwords(std::string_view text) {
-    std::string out = kxbase::url_protected_output(text);
-    for (std::size_t at = out.find("://"); at != std::string::npos; at = out.find("://", at + 3)) {
-        std::size_t const begin = at + 3;
-        std::size_t const end = std::min(out.find_first_of(" \t\r\n\"'<>", begin), out.size());
-        std::size_t const host = out.rfind('@', end == 0 ? 0 : end - 1);
-        std::size_t const colon = out.find(':', begin);
-        if (host == std::string::npos || host < begin || colon == std::string::npos || colon > host) continue;
-        out.replace(colon + 1, host - colon - 1, "***");
-    }
-    return out;
-}
-
-} // namespace
 
 } // namespace kxcore

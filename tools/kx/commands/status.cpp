@@ -5,7 +5,9 @@
 #include "commands.h"
 
 #include <kxbase/errors.h>
+#include <kxbase/urls.h>
 #include <kxclientutil/connection.h>
+#include <kxcore/credentials.h>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -61,7 +63,7 @@ void tell(application& app, std::vector<kxcapi::job> const& jobs) {
     if (app.wants_json) {
         json all = json::array();
         for (auto const& job : jobs)
-            all.push_back(to_json(*job.announced));
+            all.push_back(to_json(kxcore::credentials::without_secrets(*job.announced)));
         return application::print_json({{"jobs", all}});
     }
     std::size_t widest = 0;
@@ -69,7 +71,7 @@ void tell(application& app, std::vector<kxcapi::job> const& jobs) {
         widest = std::max(widest, job.status.size());
     for (auto const& job : jobs)
         application::print(fmt::format("{}  {:{}}  {}\n", on_one_line(job.id), on_one_line(job.status), widest,
-                                       on_one_line(job.name)));
+                                       on_one_line(kxbase::without_url_secrets(job.name))));
 }
 
 void run(application& app, node_options chosen) {

@@ -56,10 +56,18 @@ namespace kxbase {
 [[nodiscard]] KXBASE_EXPORT std::string url_set_fragment(std::string_view url, std::string_view fragment, bool encode);
 [[nodiscard]] KXBASE_EXPORT std::string url_new_fragment(std::string_view url, std::string_view fragment, bool encode);
 
-/// The URL for messages: the password is replaced by "***", the user stays. A password may hold an unencoded '@',
-/// '/', '?' or '#', so everything from the first ':' of the authority to the last '@' of the text is taken for it: a
-/// URL with a port and an '@' further on shows less than it could.
+/// The URL for messages: the password is replaced by "***", the user stays; so is the value, where there is one, of each
+/// parameter of query and fragment whose name says that it is a secret (`is_secret_parameter` of secret_names.h).
+///
+/// A password may hold an unencoded '@', '/', '?' or '#', so everything from the first ':' of the authority to the last
+/// '@' of the text is taken for it: a URL with a port and an '@' further on shows less than it could. A parameter is
+/// `name=value` behind a '?', '#', '&' or ';', and its value goes to the next '&' or '#'; a path has none.
 [[nodiscard]] KXBASE_EXPORT std::string url_protected_output(std::string_view url);
+
+/// A text for people: as `url_protected_output` when it is a URL, that is, begins with a scheme and "//", or with a scheme
+/// and is one line; and the same for every URL with a "://" in any text, which ends at a blank, a line end, a quote or
+/// an angle bracket. Everything else stays as it is. Takes time in proportion to the text.
+[[nodiscard]] KXBASE_EXPORT std::string without_url_secrets(std::string_view text);
 
 /// A URL as it is; a path as a "file:" URL: "file:/path" for an absolute one, "file:/C:/path" for one with a drive
 /// letter, "file://server/share/path" for a UNC path. A path with a drive letter, a UNC path, and one that knows no

@@ -1,12 +1,14 @@
 #pragma once
 
 /// @file
-/// Credentials in trees: which leaves are one, and the protected texts that wrapped ones carry. Protection is
+/// Credentials in trees: which leaves are one, which are shown to nobody, and the protected texts that wrapped ones carry.
+/// Documents wrap fewer leaves than are hidden, since what they wrap is part of their form. Protection is
 /// AES-256-GCM with a fresh nonce and the key of the key file that the process context names; the key is read for the
 /// occasion and wiped afterwards, nothing keeps it.
 
 #include <kxcore/export.h>
 #include <kxcore/fwd.h>
+#include <kxcore/property.h>
 
 #include <string>
 #include <string_view>
@@ -29,13 +31,20 @@ enum class e_content {
 /// @param path the path of the leaf from the root of the document, as `visit_leaves` gives it
 [[nodiscard]] KXCORE_EXPORT e_content content_to_wrap(std::string_view path, property const& value);
 
-/// What must neither be shown nor lie in a file in the clear, which is more than what documents wrap: what
-/// `content_to_wrap` finds and, wherever it stands, a string whose last key contains "password" (text) or that is a URL
-/// with a user or a password.
-[[nodiscard]] KXCORE_EXPORT e_content content_to_hide(std::string_view path, property const& value);
+/// Whether the value that stands at a path is secret as a whole: when a step of the path is called so
+/// (`kxbase::is_secret_name`), any value but a bool, which tells too little, and a special, which shows no credential.
+[[nodiscard]] KXCORE_EXPORT bool is_secret_at(std::string_view path, property const& value);
 
-/// Whether a tree holds what `content_to_hide` finds, or a wrapped credential. It doesn't look into binaries and
-/// constraints.
+/// The tree as it may be shown: asterisks for what is secret by the name of its member or of one above it, whatever its
+/// kind, and "***" for the secrets of URLs in texts (`kxbase::without_url_secrets`). Keys stay, and so does what is within
+/// binaries and constraints. Takes time in proportion to the tree, and no stack.
+[[nodiscard]] KXCORE_EXPORT properties without_secrets(properties const& tree);
+
+/// The same for a part of a tree, which stands at a path there.
+[[nodiscard]] KXCORE_EXPORT property_handle without_secrets(std::string_view path, property_handle const& value);
+
+/// Whether a tree holds what must not lie in a file in the clear: what `without_secrets` changes, unless it is an empty
+/// text or an empty binary; a URL with a user; a wrapped credential. It stops at the first.
 [[nodiscard]] KXCORE_EXPORT bool holds_credentials(properties const& tree);
 
 /// Protects the user and the password of a URL; the rest stays readable and is protected against changes. The key file

@@ -11,16 +11,13 @@
 
 namespace kxcore {
 
-/// Whether a key is named like something that holds a secret: "password", "smtp-password", "Token".
-[[nodiscard]] KXCORE_EXPORT bool is_secret_name(std::string_view key);
-
 /// Kind and value, shortened, escaped and on one line: `the string "abc"`, `the int 5`, `a tree of 3 members`. The
-/// passwords of URLs are masked; what a credential wraps is never shown.
+/// secrets of URLs are masked; what a credential wraps is never shown.
 ///
 /// @param secret shows the kind alone
 [[nodiscard]] KXCORE_EXPORT std::string found_text(property const& value, bool secret);
 
-/// The text in double quotes, shortened and escaped, so that it stays on one line; passwords of URLs in it are masked.
+/// The text in double quotes, shortened and escaped, so that it stays on one line; secrets of URLs in it are masked.
 ///
 /// @param longest the most bytes that are shown of it
 [[nodiscard]] KXCORE_EXPORT std::string shown_text(std::string_view text, std::size_t longest = 60);
