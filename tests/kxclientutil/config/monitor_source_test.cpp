@@ -133,6 +133,7 @@ TEST(monitor_source, of_a_scheme_without_plugin_is_logged_and_refused) {
         {"ftp+ssl://host/in/", "ftp+ssl://host/in/"},
         {"FTP://host/in/", "FTP://host/in/"},
         {"smb://host/in/", "smb://host/in/"},
+        {"smb://host/in/?q=1&password=secret", "smb://host/in/?q=1&password=***"},
         {"http://host/100%/%s%n", "http://host/100%/%s%n"},
     };
     for (auto const& [url, shown] : refused) {

@@ -97,6 +97,37 @@ TEST_F(job_file, is_encrypted_for_credentials_in_urls) {
     EXPECT_EQ(*read_job_file(path), submission);
 }
 
+TEST_F(job_file, is_encrypted_for_what_is_shown_to_nobody_when_there_is_something_of_it) {
+    struct {
+        char const* key;
+        kxcore::property_handle value;
+        bool is_encrypted;
+    } const rows[] = {
+        {"api-token", text("word"), true},
+        {"API_KEY", kx_test::bytes("word"), true},
+        {"passcode", kx_test::number(4711), true},
+        {"secrets", tree({{"smtp", list({tree({{"value", text("word")}})})}}), true},
+        {"api-token", text(""), false},
+        {"password", text(""), false},
+        {"use-password", kx_test::flag(true), false},
+        {"author", text("word"), false},
+        {"keywords", text("word"), false},
+        {"server", text("http://host/?q=1&Access%5FToken=word"), true},
+        {"server", text("see http://host/#sig=word"), true},
+        {"server", text("http://host/?token=&q=word"), false},
+        {"server", text("ftp://user@host/"), true},
+        {"server", text("ftp://host/"), false},
+    };
+    for (auto const& [key, value, is_encrypted] : rows) {
+        submission = *tree({{"name", text("S")}});
+        save(tree({{key, value}}));
+        EXPECT_EQ(content().find("Submission") == std::string::npos && content().find("workflow") == std::string::npos,
+                  is_encrypted)
+            << key << ' ' << value->to_string();
+        EXPECT_EQ(*read_job_file(path), submission);
+    }
+}
+
 TEST_F(job_file, is_encrypted_for_a_wrapped_credential) {
     save(tree({{"word", kxcore::property_special::create_wrapped_encrypted("a secret word")}}));
     EXPECT_EQ(content().find("Submission"), std::string::npos);
