@@ -284,7 +284,7 @@ std::string called(account_task const& task) {
 /// As it is where that is safe, else in quotes and escaped.
 std::string one_line(std::string_view text) {
     constexpr std::size_t longest = 400;
-    bool const is_plain = text.size() <= longest && text.find('@') == std::string_view::npos &&
+    bool const is_plain = text.size() <= longest && text.find_first_of("@=") == std::string_view::npos &&
                           std::ranges::all_of(text, [](unsigned char byte) { return byte >= 0x20 && byte != 0x7f; });
     return is_plain ? std::string(text) : kxcore::shown_text(text, longest);
 }

@@ -1,9 +1,9 @@
 #include "account_json.h"
 
-#include "shown.h"
 #include "tree_json.h"
 #include "tree_text.h"
 
+#include <kxbase/urls.h>
 #include <kxclientutil/explanation.h>
 #include <kxcore/credentials.h>
 
@@ -16,8 +16,10 @@ using kxclientutil::finalization_event;
 
 json task_json(std::string const& wtid, finalization_account const& account) {
     auto const task = account.tasks.find(wtid);
-    if (task == account.tasks.end()) return {{"id", without_password(wtid)}};
-    return {{"id", without_password(wtid)}, {"name", without_password(task->second.name)}, {"kind", task->second.kind}};
+    if (task == account.tasks.end()) return {{"id", kxbase::without_url_secrets(wtid)}};
+    return {{"id", kxbase::without_url_secrets(wtid)},
+            {"name", kxbase::without_url_secrets(task->second.name)},
+            {"kind", task->second.kind}};
 }
 
 json tasks_json(std::vector<std::string> const& wtids, finalization_account const& account) {
@@ -28,14 +30,14 @@ json tasks_json(std::vector<std::string> const& wtids, finalization_account cons
 }
 
 void add_text(json& object, char const* key, std::string const& text) {
-    if (!text.empty()) object[key] = without_password(text);
+    if (!text.empty()) object[key] = kxbase::without_url_secrets(text);
 }
 
 void add_value(json& object, char const* key, finalization_event const& event, kxcore::property_handle const& value) {
     if (!value) return;
     object[key] = kxclientutil::hides(event, *value)
                       ? json("********")
-                      : to_json(*kxcore::credentials::without_secrets(event.path, value));
+                      : with_sizes_of_binaries(to_json(*kxcore::credentials::without_secrets(event.path, value)));
 }
 
 json event_json(finalization_event const& event, std::string words, finalization_account const& account) {

@@ -3,6 +3,7 @@
 #include "shown.h"
 
 #include <kxbase/errors.h>
+#include <kxbase/urls.h>
 #include <kxcore/process_context.h>
 
 #include <cerrno>
@@ -63,7 +64,7 @@ void application::tell_error(std::string_view subject, std::string_view what) {
 }
 
 void application::tell_warning(std::string_view subject, std::string_view what) {
-    log_.write_line("warning: " + shown(subject) + ": " + on_one_line(what));
+    log_.write_line("warning: " + shown(subject) + ": " + on_one_line(kxbase::without_url_secrets(what)));
 }
 
 int application::finish() {

@@ -74,24 +74,10 @@ std::string value_text(property_handle const& value, bool with_kind) {
     return is_plain && !with_kind ? value->to_string() : kxcore::found_text(*value, false);
 }
 
-// As deep as a document may be.
-nlohmann::ordered_json with_sizes_of_binaries(nlohmann::ordered_json value) {
-    auto const bytes = value.is_object() ? value.find("$binary") : value.end();
-    if (value.is_object() && bytes != value.end()) {
-        std::string decoded;
-        static_cast<void>(kxbase::base64_decode(bytes->get_ref<std::string const&>(), decoded));
-        return {{"$binary-size", decoded.size()}};
-    }
-    if (value.is_structured())
-        for (auto& each : value)
-            each = with_sizes_of_binaries(std::move(each));
-    return value;
-}
-
 } // namespace
 
 std::string_view difference::change() const {
-    if (path.empty()) return "type";
+    if (is_type) return "type";
     if (!before) return "added";
     if (!after) return "removed";
     return before->kind() == after->kind() ? "changed" : "kind";
@@ -110,11 +96,11 @@ std::vector<difference> differences_of(kxcore::properties const& before, kxcore:
 
 difference difference_of_types(std::string_view before, std::string_view after) {
     return {"", kxbase::make_refcount<kxcore::property_string>(before),
-            kxbase::make_refcount<kxcore::property_string>(after)};
+            kxbase::make_refcount<kxcore::property_string>(after), true};
 }
 
 std::string to_line(difference const& each) {
-    if (each.path.empty()) return "~ (type of document): " + each.before->to_string() + arrow + each.after->to_string();
+    if (each.is_type) return "~ (type of document): " + each.before->to_string() + arrow + each.after->to_string();
     std::string const path = on_one_line(each.path);
     if (!each.before) return "+ " + path + ": " + value_text(each.after, false);
     if (!each.after) return "- " + path + ": " + value_text(each.before, false);

@@ -15,9 +15,10 @@ namespace kx {
 
 /// A place where two trees differ.
 struct difference {
-    std::string path;               ///< empty for the documents themselves, whose types differ
+    std::string path;
     kxcore::property_handle before; ///< empty where only the second has the place; passwords are hidden
     kxcore::property_handle after;  ///< empty where only the first has it
+    bool is_type = false;           ///< what differs are the types of the documents, not a place in them
 
     /// "added", "removed", "kind" for a value of another kind, "type" for a document of another type, "changed".
     [[nodiscard]] std::string_view change() const;

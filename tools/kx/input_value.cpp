@@ -7,6 +7,7 @@
 
 #include <kxbase/limits.h>
 #include <kxbase/secret_names.h>
+#include <kxbase/urls.h>
 #include <kxcore/properties.h>
 #include <kxcore/property_list.h>
 #include <kxcore/property_values.h>
@@ -14,16 +15,20 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+
 namespace kx {
 namespace {
 
 kxcore::property_handle value_of(nlohmann::json const& json, std::string const& option, std::size_t depth);
 
-// An option may be long; its beginning tells which it is. What follows the name of a secret is one.
+// An option may be long; its beginning tells which it is. Where there may be a secret in it, only what comes before any
+// value is shown.
 [[noreturn]] void refuse(std::string const& option, std::string const& expected) {
     constexpr std::size_t most = 200;
-    bool const is_secret = kxbase::is_secret_name(option.substr(0, option.find('=')));
-    std::string shown = is_secret ? option.substr(0, option.find('=')) : option;
+    bool const may_be_secret = kxbase::is_secret_name(option) || kxbase::without_url_secrets(option) != option;
+    auto const equals = option.find('=');
+    std::string shown = may_be_secret ? option.substr(0, std::min(equals, option.find(':'))) : option;
     if (shown.size() > most) shown.resize(most);
     if (shown != option) shown += "...";
     throw CLI::ValidationError("'" + shown + "'", expected);

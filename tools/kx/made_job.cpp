@@ -28,7 +28,9 @@ namespace {
 kxcore::property_handle value_of(input_value const& given, application& app) {
     if (given.file.empty()) return given.value;
     auto const text = first_line_of(given.file, "file");
-    if (kxbase::is_secret_name(given.input)) warn_of_readers(app, given.file);
+    bool const is_secret = kxbase::is_secret_name(given.input);
+    if (is_secret || kxbase::without_url_secrets(text) != text) warn_of_readers(app, given.file);
+    if (is_secret && text.empty()) app.tell_warning(given.file, "there is nothing in its first line");
     return kxbase::make_refcount<kxcore::property_string>(text);
 }
 

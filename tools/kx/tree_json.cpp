@@ -64,4 +64,18 @@ json to_json(kxcore::property const& value) {
     return nullptr;
 }
 
+// As deep as a document may be.
+nlohmann::ordered_json with_sizes_of_binaries(nlohmann::ordered_json value) {
+    auto const bytes = value.is_object() ? value.find("$binary") : value.end();
+    if (value.is_object() && bytes != value.end()) {
+        std::string decoded;
+        static_cast<void>(kxbase::base64_decode(bytes->get_ref<std::string const&>(), decoded));
+        return {{"$binary-size", decoded.size()}};
+    }
+    if (value.is_structured())
+        for (auto& each : value)
+            each = with_sizes_of_binaries(std::move(each));
+    return value;
+}
+
 } // namespace kx

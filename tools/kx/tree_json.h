@@ -16,4 +16,8 @@ namespace kx {
 /// The value as JSON, the members of trees in byte order of their keys.
 [[nodiscard]] nlohmann::ordered_json to_json(kxcore::property const& value);
 
+/// The same with {"$binary-size": NUMBER} for every binary: it may hold a whole job, with its secrets, in a form that nobody
+/// recognizes.
+[[nodiscard]] nlohmann::ordered_json with_sizes_of_binaries(nlohmann::ordered_json value);
+
 } // namespace kx

@@ -48,7 +48,7 @@ bool is_secret_name(std::string_view name) noexcept {
 bool is_secret_parameter(std::string_view name) {
     std::string const decoded = percent_decoded_wholly(name);
     if (is_secret_name(decoded)) return true;
-    std::string const letters = letters_of(decoded);
+    std::string const letters = letters_of(std::string_view(decoded).substr(0, decoded.find('[')));
     return letters.ends_with("signature") ||
            std::find(secret_parameters.begin(), secret_parameters.end(), letters) != secret_parameters.end();
 }

@@ -12,9 +12,11 @@ namespace kxbase {
 namespace {
 
 constexpr std::string_view mask = "***";
+constexpr std::string_view blanks = " \t\r\n";
 
 bool may_hold_url_secret(std::string_view text);
 bool is_url_whole(std::string_view text);
+std::string words_without_secrets(std::string_view text);
 void append_without_password(std::string_view text, std::size_t slashes, std::string& out);
 void append_without_secret_parameters(std::string_view text, std::string& out);
 void append_word(std::string_view word, std::string& out);
@@ -30,25 +32,12 @@ std::string url_protected_output(std::string_view url) {
     if (slashes == std::string_view::npos && !split_url(url).is_url()) return without_password;
     std::string safe;
     append_without_secret_parameters(without_password, safe);
-    return safe;
+    return words_without_secrets(safe);
 }
 
 std::string without_url_secrets(std::string_view text) {
     if (!may_hold_url_secret(text)) return std::string(text);
-    std::string whole;
-    if (is_url_whole(text)) text = whole = url_protected_output(text);
-    constexpr std::string_view ends = " \t\r\n\"'<>";
-    std::string out;
-    out.reserve(text.size());
-    while (!text.empty()) {
-        std::size_t const size = std::min(text.find_first_of(ends), text.size());
-        append_word(text.substr(0, size), out);
-        text.remove_prefix(size);
-        std::size_t const blanks = std::min(text.find_first_not_of(ends), text.size());
-        out += text.substr(0, blanks);
-        text.remove_prefix(blanks);
-    }
-    return out;
+    return is_url_whole(text) ? url_protected_output(text) : words_without_secrets(text);
 }
 
 namespace {
@@ -58,9 +47,26 @@ bool may_hold_url_secret(std::string_view text) {
     return text.find("//") != std::string_view::npos || text.find_first_of("?#") != std::string_view::npos;
 }
 
+/// A password may hold a blank, a line end none.
 bool is_url_whole(std::string_view text) {
-    url_parts const parts = split_url(text);
-    return parts.is_url() && (parts.has_authority || text.find_first_of("\r\n") == std::string_view::npos);
+    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+    text = text.substr(0, text.find_last_not_of(blanks) + 1);
+    return split_url(text).is_url() && text.find_first_of("\r\n") == std::string_view::npos;
+}
+
+std::string words_without_secrets(std::string_view text) {
+    constexpr std::string_view ends = " \t\r\n\"'<>";
+    std::string out;
+    out.reserve(text.size());
+    while (!text.empty()) {
+        std::size_t const size = std::min(text.find_first_of(ends), text.size());
+        append_word(text.substr(0, size), out);
+        text.remove_prefix(size);
+        std::size_t const between = std::min(text.find_first_not_of(ends), text.size());
+        out += text.substr(0, between);
+        text.remove_prefix(between);
+    }
+    return out;
 }
 
 /// Where a password was typed with an '@', '/', '?' or '#' in it, nothing tells its end but the last '@' of all; better to

@@ -58,7 +58,7 @@ std::string found_text(property const& value, bool secret) {
 }
 
 std::string shown_text(std::string_view text, std::size_t longest) {
-    std::string const safe = kxbase::without_url_secrets(kxbase::url_protected_output(text));
+    std::string const safe = kxbase::url_protected_output(text);
     std::string out;
     if (safe.size() <= longest) {
         words::append_shown(out, safe);

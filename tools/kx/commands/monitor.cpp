@@ -85,9 +85,10 @@ void write(application& app, std::string const& out, monitor_source const& sourc
     auto const name = text_at(source.tree, "name");
     auto const url = text_at(source.tree, "manager-configuration{url}");
     auto const plugin_id = text_at(source.tree, "manager-configuration{plugin-id}");
-    write_made_document(app, out, kxclientutil::config_monitor_source, source.format, source.tree,
-                        fmt::format("monitor source {}of {}", name.empty() ? "" : in_quotes(name) + " ", shown(url)),
-                        {{"plugin-id", plugin_id}, {"name", without_password(name)}, {"url", without_password(url)}});
+    write_made_document(
+        app, out, kxclientutil::config_monitor_source, source.format, source.tree,
+        fmt::format("monitor source {}of {}", name.empty() ? "" : in_quotes(name) + " ", shown(url)),
+        {{"plugin-id", plugin_id}, {"name", kxbase::without_url_secrets(name)}, {"url", without_password(url)}});
 }
 
 json as_json(kxclientutil::watched_file const& file, std::optional<kxclientutil::filter_obstacle> const& obstacle) {

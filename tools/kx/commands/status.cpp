@@ -66,12 +66,13 @@ void tell(application& app, std::vector<kxcapi::job> const& jobs) {
             all.push_back(to_json(kxcore::credentials::without_secrets(*job.announced)));
         return application::print_json({{"jobs", all}});
     }
+    auto const visible = [](std::string const& text) { return on_one_line(kxbase::without_url_secrets(text)); };
     std::size_t widest = 0;
     for (auto const& job : jobs)
-        widest = std::max(widest, job.status.size());
+        widest = std::max(widest, visible(job.status).size());
     for (auto const& job : jobs)
-        application::print(fmt::format("{}  {:{}}  {}\n", on_one_line(job.id), on_one_line(job.status), widest,
-                                       on_one_line(kxbase::without_url_secrets(job.name))));
+        application::print(
+            fmt::format("{}  {:{}}  {}\n", visible(job.id), visible(job.status), widest, visible(job.name)));
 }
 
 void run(application& app, node_options chosen) {

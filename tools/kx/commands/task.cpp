@@ -5,6 +5,8 @@
 #include "../workflow_file.h"
 #include "commands.h"
 
+#include <kxbase/urls.h>
+
 #include <CLI/CLI.hpp>
 
 #include <array>
@@ -35,9 +37,10 @@ void make_task(application& app, char const* kind, task_options const& options, 
     app.run_on(out, [&] {
         auto const task = make(app.installation().get_plugins(), extra);
         auto const name = task->get_string_value("name", "");
-        write_made_document(app, out, kxclientutil::config_task, kxcore::configuration::format_xml, *task,
-                            std::string(kind) + " task " + in_quotes(name),
-                            {{"plugin-id", task->get_string_value("plugin-id")}, {"name", without_password(name)}});
+        write_made_document(
+            app, out, kxclientutil::config_task, kxcore::configuration::format_xml, *task,
+            std::string(kind) + " task " + in_quotes(name),
+            {{"plugin-id", task->get_string_value("plugin-id")}, {"name", kxbase::without_url_secrets(name)}});
     });
 }
 

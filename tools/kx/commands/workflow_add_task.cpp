@@ -82,10 +82,11 @@ void run(application& app, options const& chosen) {
     app.run_on(out, [&] {
         write_document(app, workflow, out);
         if (app.wants_json) {
-            application::print_json(json{{"path", without_password(out)},
-                                         {"format", workflow.format},
-                                         {"wtid", wtid},
-                                         {"name", without_password(task.tree.get_string_value("name", ""))}});
+            application::print_json(
+                json{{"path", without_password(out)},
+                     {"format", workflow.format},
+                     {"wtid", wtid},
+                     {"name", kxbase::without_url_secrets(task.tree.get_string_value("name", ""))}});
         } else {
             application::print(on_one_line(wtid) + "\n");
         }

@@ -5,6 +5,7 @@
 #include "workflow.h"
 
 #include <kxbase/errors.h>
+#include <kxbase/urls.h>
 #include <kxclientutil/graph.h>
 #include <kxclientutil/wf_connection.h>
 #include <kxcore/nearest_text.h>
@@ -113,8 +114,8 @@ void tell(application const& app, std::string const& out, document const& workfl
     if (app.wants_json) {
         json told = {{"path", without_password(out)},
                      {"format", workflow.format},
-                     {"from", without_password(from.wtid)},
-                     {"to", without_password(to.wtid)}};
+                     {"from", kxbase::without_url_secrets(from.wtid)},
+                     {"to", kxbase::without_url_secrets(to.wtid)}};
         if (!chosen.output.empty()) told.update({{"from-output", chosen.output}, {"to-input", chosen.input}});
         if (!chosen.result.empty()) told.update({{"result", chosen.result}});
         application::print_json(told);

@@ -5,6 +5,7 @@
 #include "workflow.h"
 
 #include <kxbase/errors.h>
+#include <kxbase/urls.h>
 #include <kxclientutil/config.h>
 #include <kxcore/constraint_db.h>
 #include <kxcore/property_list.h>
@@ -84,7 +85,7 @@ void tell(application const& app, options const& chosen, std::string const& out,
         application::print_json(json{{"path", without_password(out)},
                                      {"format", is_preset(chosen.file) ? "xml" : read.format},
                                      {"changed", what.is_changed ? json(what.in_words) : json(nullptr)},
-                                     {"tag", without_password(chosen.tag)},
+                                     {"tag", kxbase::without_url_secrets(chosen.tag)},
                                      {"required", required}});
     } else if (what.is_changed) {
         application::print(fmt::format("{}: the {} {} nodes with the tag {}\n", shown(out), what.in_words,
