@@ -36,7 +36,7 @@ using testing::SizeIs;
 
 constexpr char const* may_be_there =
     "; the job was sent whole, and the node may have it \\(see kx status\\): to send it "
-    "again, repeat the command with --submission one\n";
+    "again, repeat the command with --id one\n";
 
 /// Submits a job of one file as "one".
 strings submitting(scratch_folder const& folder, std::string const& address, std::string const& password_file) {
@@ -46,7 +46,7 @@ strings submitting(scratch_folder const& folder, std::string const& address, std
             "--file",
             folder.write("clip.mov", "a"),
             "--as-resources",
-            "--submission",
+            "--id",
             "one",
             "--to",
             address,
@@ -153,7 +153,7 @@ TEST(kx_submit, makes_no_second_attempt_once_it_was_interrupted) {
     run.signal(SIGTERM);
     EXPECT_EQ(run.wait(), 128 + SIGTERM);
     EXPECT_THAT(run.err(), HasSubstr("no reply to \"cluster.job.submit\""));
-    EXPECT_THAT(run.err(), HasSubstr("repeat the command with --submission one\n"));
+    EXPECT_THAT(run.err(), HasSubstr("repeat the command with --id one\n"));
     EXPECT_EQ(line.proxy.connections(), 1U);
 }
 

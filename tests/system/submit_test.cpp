@@ -45,10 +45,18 @@ strings with_tls(std::string const& ca) {
     return {"--tls", "--ca", ca};
 }
 
+TEST(kx_submit, takes_a_submission_document) {
+    devnode_process const node;
+    auto const submission = std::string(KX_SOURCE_DIR) + "/share/installation/examples/submission-remote.xml";
+    auto const sent = run_kx(strings{"submit", "--submission", submission} + access_to(node));
+    ASSERT_EQ(sent.exit_code, 0) << sent.err;
+    EXPECT_THAT(node.spooled(), SizeIs(1));
+}
+
 TEST(kx_submit, delivers_the_job_that_finalize_makes) {
     devnode_process const node;
     clip_job const job;
-    auto const sent = run_kx(strings{"submit", "--submission", "one"} + job.options + access_to(node));
+    auto const sent = run_kx(strings{"submit", "--id", "one"} + job.options + access_to(node));
     ASSERT_EQ(sent.exit_code, 0) << sent.err << node.log();
     EXPECT_EQ(sent.out, node.address() + ": the job \"Evening news\", 7 tasks, id one\n" + fetched(job));
 
@@ -151,9 +159,9 @@ TEST(kx_submit, takes_a_host_or_an_address_and_a_port) {
     }
     for (char const* const seconds : {"0", "86401", "-1", "1.5", "soon"})
         EXPECT_EQ(run_kx(strings{"status", "--to", "host:1", "--timeout", seconds} + login).exit_code, 2) << seconds;
-    auto const bad_id = run_kx(strings{"submit", "--to", "host:1", "--submission", "a b"} + login + clip_job().options);
+    auto const bad_id = run_kx(strings{"submit", "--to", "host:1", "--id", "a b"} + login + clip_job().options);
     EXPECT_EQ(bad_id.exit_code, 2);
-    EXPECT_THAT(bad_id.err, HasSubstr("a submission has 1 to 64 characters of A-Z, a-z, 0-9 and -"));
+    EXPECT_THAT(bad_id.err, HasSubstr("an id has 1 to 64 characters of A-Z, a-z, 0-9 and -"));
 }
 
 /// A workflow that is larger than what the sockets between a client and a node keep.

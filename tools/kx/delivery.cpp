@@ -131,7 +131,7 @@ void delivery::give_up(std::string const& why) {
 
 std::string delivery::with_what_to_do(std::string const& why) const {
     return why + "; the job was sent whole, and the node may have it (see kx status): to send it again, repeat the " +
-           "command with --submission " + submission_;
+           "command with --id " + submission_;
 }
 
 } // namespace kx

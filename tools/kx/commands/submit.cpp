@@ -19,15 +19,15 @@ namespace {
 struct options {
     job_options what;
     node_options node;
-    std::string submission;
+    std::string id;
     bool dry_run = false;
 };
 
-std::string refuse_no_submission(std::string const& id) {
+std::string refuse_bad_id(std::string const& id) {
     constexpr std::size_t most = 64;
     constexpr char const* allowed = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-";
     bool const fits = !id.empty() && id.size() <= most && id.find_first_not_of(allowed) == std::string::npos;
-    return fits ? "" : "a submission has 1 to 64 characters of A-Z, a-z, 0-9 and -";
+    return fits ? "" : "an id has 1 to 64 characters of A-Z, a-z, 0-9 and -";
 }
 
 void tell(application& app, options const& chosen, making const& made, std::string const& id) {
@@ -46,8 +46,8 @@ void deliver(application& app, options chosen, making const& made) {
     node_access node;
     if (!app.run_on(chosen.node.to, [&] { node = access_to(app, chosen.node); })) return;
     run_on_node(app, chosen.node, [&] {
-        bool const is_fresh = chosen.submission.empty();
-        delivery job(app, node, made.submission, is_fresh ? kxbase::string_uuid(true) : chosen.submission);
+        bool const is_fresh = chosen.id.empty();
+        delivery job(app, node, made.submission, is_fresh ? kxbase::string_uuid(true) : chosen.id);
         tell(app, chosen, made, job.run());
     });
 }
@@ -71,11 +71,11 @@ void add_submit_command(CLI::App& parser, application& app) {
     command->add_flag("--dry-run", chosen->dry_run, "Make the job, but do not connect to the node");
     command
         ->add_option(
-            "--submission", chosen->submission,
+            "--id", chosen->id,
             "The id under which the job is sent; without it a fresh one. A node takes the same job under the same "
             "id once")
         ->type_name("ID")
-        ->check(refuse_no_submission);
+        ->check(refuse_bad_id);
     add_job_settings(*command, chosen->what);
     command->footer(
         "The node has stored the job when this is done; kx status shows what becomes of it. Ctrl-C while it "
