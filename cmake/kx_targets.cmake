@@ -96,13 +96,14 @@ function(kx_precompile_headers name)
   endif()
 endfunction()
 
-# Compiling the tests takes longer than running them: with sanitizers only what is tested is optimised.
+# Compiling the tests takes longer than running them: only what is tested is optimised as the build says.
 function(kx_apply_test_flags name)
   kx_apply_flags(${name})
   if(KX_SANITIZE)
-    target_compile_options(${name} PRIVATE -O0)
+    target_compile_options(${name} PRIVATE -O0 -g1)
+  else()
+    target_compile_options(${name} PRIVATE "$<$<CONFIG:Release,RelWithDebInfo>:-O1>" -g1)
   endif()
-  target_compile_options(${name} PRIVATE -g1)
   # Optimising across files once more for every test executable would take longer than the tests.
   if(CMAKE_INTERPROCEDURAL_OPTIMIZATION)
     set_target_properties(${name} PROPERTIES INTERPROCEDURAL_OPTIMIZATION OFF)
@@ -136,10 +137,7 @@ function(kx_add_test name)
   endif()
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} kx_test_support GTest::gmock_main)
-  # Optimising, GCC 12 gives false alarms about library code that comes out of a precompiled header.
-  if(KX_SANITIZE)
-    kx_precompile_test_framework(${name})
-  endif()
+  kx_precompile_test_framework(${name})
   # A test may name private headers of the library that its folder is called after, as the library's sources do.
   cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME library)
   set(private "${PROJECT_SOURCE_DIR}/core/${library}/src")

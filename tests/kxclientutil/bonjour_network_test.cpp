@@ -18,7 +18,6 @@ using kx_test::holds_soon;
 using kx_test::host_process;
 using kxclientutil::bonjour_browser;
 using kxclientutil::bonjour_node;
-using testing::IsEmpty;
 using e_link = dnssd_network::e_link;
 
 using node_table = std::map<std::string, bonjour_node>;

@@ -36,7 +36,6 @@ using kx_test::text_of;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
-using testing::SizeIs;
 using testing::StartsWith;
 
 kxp::packet login(std::string const& command = "cluster.client.login", std::string const& user = kx_test::node_user,

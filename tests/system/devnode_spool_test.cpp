@@ -27,7 +27,6 @@ using kx_test::run_program;
 using kx_test::scratch_folder;
 using kx_test::strings;
 using kx_test::submitted;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;

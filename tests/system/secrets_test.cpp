@@ -15,7 +15,7 @@
 
 namespace {
 
-using kx_test::operator+;
+using kx_test::operator+; // NOLINT(misc-unused-using-decls): it is used; the check does not know operators
 using kx_test::run_kx;
 using kx_test::scratch_folder;
 using kx_test::strings;

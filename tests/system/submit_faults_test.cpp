@@ -70,11 +70,17 @@ struct bad_line {
     lossy_line proxy;
 };
 
+std::string text_of(std::size_t size) {
+    std::string text;
+    text.resize(size, 'x');
+    return text;
+}
+
 /// A workflow that is larger than what a line holds.
 std::string large_workflow(scratch_folder const& folder) {
     std::string text = kx_test::read_file(kx_test::example("workflow.xml"));
     std::string const before = "<string key=\"comment\">";
-    text.insert(text.find(before) + before.size(), std::string(12'000'000, 'x'));
+    text.insert(text.find(before) + before.size(), text_of(12'000'000));
     return folder.write("large.xml", text);
 }
 
@@ -231,7 +237,7 @@ TEST(kx_submit, says_which_limit_a_job_breaks_that_is_too_large_to_send) {
     std::string const before = "<string key=\"comment\">";
     std::string filling;
     for (char const* const key : {"a", "b", "c", "d", "e"})
-        filling += std::string(14'000'000, 'x') + "</string><string key=\"" + key + "\">";
+        filling += text_of(14'000'000) + "</string><string key=\"" + key + "\">";
     text.insert(text.find(before) + before.size(), filling);
     strings command = submitting(folder, node.address(), node.password_file());
     command[2] = folder.write("large.xml", text);
