@@ -47,7 +47,7 @@ std::string users::add_file(std::string const& file) {
         if (line.ends_with('\r')) line.pop_back();
         if (line.empty() || line.front() == '#') continue;
         std::string const complaint = add(line);
-        if (!complaint.empty()) return file + ":" + std::to_string(number) + ": " + complaint;
+        if (!complaint.empty()) return (file + ':').append(std::to_string(number)).append(": ").append(complaint);
     }
     return in.bad() ? "cannot read " + file : "";
 }
