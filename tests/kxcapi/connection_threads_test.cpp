@@ -31,14 +31,14 @@ using connection_handle = kxbase::ptr_refcount<connection>;
 
 connection_handle connected(std::string const& port, kxcapi::handler* handler) {
     auto made = kxbase::make_refcount<connection>(handler);
-    EXPECT_EQ(made->connect("127.0.0.1", port, 5000), result_code::success) << made->failure();
+    EXPECT_EQ(made->connect("127.0.0.1", port, 20'000), result_code::success) << made->failure();
     return made;
 }
 
 std::string answer(connection& asked, std::string const& text) {
     kxp::packet request(2, text.size() % 2 == 0 ? "say even" : "x");
     request.set_property("text", text);
-    return asked.request(request, 10'000)->get_properties().get_string_value("text");
+    return asked.request(request, 60'000)->get_properties().get_string_value("text");
 }
 
 std::size_t entries(char const* folder) {
@@ -112,7 +112,7 @@ TEST(connection_threads, are_ended_by_a_close_whatever_the_peer_does) {
                       "the connection was closed by this side");
         });
     EXPECT_TRUE(soon([&] { return asked == 3; }));
-    EXPECT_LT(milliseconds_of([&] { made->close(); }), 1000);
+    EXPECT_LT(milliseconds_of([&] { made->close(); }), 10'000);
     waiting.clear();
     EXPECT_EQ(told.count(), 0u);
 }
@@ -205,7 +205,7 @@ TEST(connection_threads, may_call_back_from_a_handler) {
     auto const made = kxbase::make_refcount<connection>(&told);
     std::promise<std::string> answered;
     told.then = [&](std::string const&) { answered.set_value(answer(*made, "odd")); };
-    ASSERT_EQ(made->connect("127.0.0.1", node.port(), 5000), result_code::success);
+    ASSERT_EQ(made->connect("127.0.0.1", node.port(), 20'000), result_code::success);
     EXPECT_EQ(answer(*made, "even"), "even");
     EXPECT_EQ(answered.get_future().get(), "odd");
 }
@@ -215,7 +215,7 @@ TEST(connection_threads, may_close_from_a_handler) {
     recording_handler told;
     auto const made = kxbase::make_refcount<connection>(&told);
     told.then = [&](std::string const&) { made->close(); };
-    ASSERT_EQ(made->connect("127.0.0.1", node.port(), 5000), result_code::success);
+    ASSERT_EQ(made->connect("127.0.0.1", node.port(), 20'000), result_code::success);
     EXPECT_TRUE(soon([&] { return !made->is_connected(); }));
     made->close();
     EXPECT_THAT(told.lines(), ElementsAre("event e"));
@@ -237,7 +237,7 @@ TEST(connection_threads, may_give_up_the_last_handle_in_a_handler) {
         {
             auto made = kxbase::make_refcount<connection>(&told);
             std::lock_guard const lock(guard);
-            EXPECT_EQ(made->connect("127.0.0.1", node.port(), 5000), result_code::success);
+            EXPECT_EQ(made->connect("127.0.0.1", node.port(), 20'000), result_code::success);
             held = std::move(made);
         }
         EXPECT_TRUE(soon([&] {
@@ -256,9 +256,9 @@ TEST(connection_threads, may_connect_again_when_told_of_the_end) {
     std::atomic<bool> is_back = false;
     told.then = [&](std::string const& line) {
         if (!line.starts_with("closed")) return;
-        is_back = made->connect("127.0.0.1", node.port(), 5000) == result_code::success;
+        is_back = made->connect("127.0.0.1", node.port(), 20'000) == result_code::success;
     };
-    ASSERT_EQ(made->connect("127.0.0.1", leaving.port(), 5000), result_code::success);
+    ASSERT_EQ(made->connect("127.0.0.1", leaving.port(), 20'000), result_code::success);
     ASSERT_TRUE(soon([&] { return is_back.load(); }));
     EXPECT_EQ(answer(*made, "again"), "again");
     made->close();
@@ -270,7 +270,7 @@ public:
     lingering_handler(connection_handle const& held, std::string port) {
         told.then = [this, held = held.get(), port = std::move(port)](std::string const& line) {
             if (!line.starts_with("closed")) return;
-            EXPECT_EQ(held->connect("127.0.0.1", port, 5000), result_code::success);
+            EXPECT_EQ(held->connect("127.0.0.1", port, 20'000), result_code::success);
             is_back = true;
             let_go.get_future().wait();
             has_left = true;
@@ -292,7 +292,7 @@ TEST(connection_threads, wait_in_a_close_for_a_handler_that_has_connected_again)
     auto made = kxbase::make_refcount<connection>(&outer);
     lingering = std::make_unique<lingering_handler>(made, node.port());
     outer.then = [&](std::string const& line) { lingering->told.then(line); };
-    ASSERT_EQ(made->connect("127.0.0.1", leaving.port(), 5000), result_code::success);
+    ASSERT_EQ(made->connect("127.0.0.1", leaving.port(), 20'000), result_code::success);
     ASSERT_TRUE(soon([&] { return lingering->is_back.load(); }));
     EXPECT_EQ(answer(*made, "again"), "again");
 
@@ -320,7 +320,7 @@ TEST(connection_threads, tell_nothing_of_a_new_connection_while_the_handler_is_b
     told.then = [&](std::string const& line) {
         EXPECT_EQ(++inside, 1);
         if (line.starts_with("closed")) {
-            EXPECT_EQ(made->connect("127.0.0.1", node.port(), 5000), result_code::success);
+            EXPECT_EQ(made->connect("127.0.0.1", node.port(), 20'000), result_code::success);
             // The reply comes behind the event, which therefore is there.
             EXPECT_EQ(answer(*made, "even"), "even");
             is_back = true;
@@ -328,7 +328,7 @@ TEST(connection_threads, tell_nothing_of_a_new_connection_while_the_handler_is_b
         }
         --inside;
     };
-    ASSERT_EQ(made->connect("127.0.0.1", leaving.port(), 5000), result_code::success);
+    ASSERT_EQ(made->connect("127.0.0.1", leaving.port(), 20'000), result_code::success);
     ASSERT_TRUE(soon([&] { return is_back.load(); }));
     EXPECT_EQ(answer(*made, "even"), "even");
     EXPECT_EQ(told.count(), 1u);
@@ -347,13 +347,13 @@ TEST(connection_threads, end_a_new_connection_that_waits_for_the_handler_of_the_
     told.then = [&](std::string const& line) {
         if (!line.starts_with("closed")) return;
         for (int i = 0; i != 3; ++i) {
-            EXPECT_EQ(made->connect("127.0.0.1", node.port(), 5000), result_code::success);
+            EXPECT_EQ(made->connect("127.0.0.1", node.port(), 20'000), result_code::success);
             EXPECT_EQ(answer(*made, "even"), "even");
             made->close();
         }
         is_done = true;
     };
-    ASSERT_EQ(made->connect("127.0.0.1", leaving.port(), 5000), result_code::success);
+    ASSERT_EQ(made->connect("127.0.0.1", leaving.port(), 20'000), result_code::success);
     EXPECT_TRUE(soon([&] { return is_done.load(); }));
     made->close();
     EXPECT_EQ(told.count(), 1u);
@@ -368,7 +368,7 @@ TEST(connection_threads, may_log_in_while_others_ask) {
     for (int t = 0; t != 4; ++t)
         all.emplace_back([&, t] {
             for (int i = 0; i != 100; ++i)
-                static_cast<void>(t % 2 == 0 ? made->login_sync(request, 5000) : made->send_sync(request, 5000));
+                static_cast<void>(t % 2 == 0 ? made->login_sync(request, 20'000) : made->send_sync(request, 20'000));
         });
     all.clear();
     EXPECT_TRUE(made->is_logged_in());

@@ -43,8 +43,8 @@ fault_server::behaviour announcing() {
 }
 
 void log_in(state_connection& made, std::string const& port) {
-    ASSERT_EQ(made.connect("127.0.0.1", port, 2000), result_code::success) << made.failure();
-    static_cast<void>(made.login_sync(kxp::packet(2, "cluster.client.login"), 2000));
+    ASSERT_EQ(made.connect("127.0.0.1", port, 20'000), result_code::success) << made.failure();
+    static_cast<void>(made.login_sync(kxp::packet(2, "cluster.client.login"), 20'000));
 }
 
 std::size_t count_of_ends(recording_handler const& told) {

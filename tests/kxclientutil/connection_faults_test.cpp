@@ -26,7 +26,8 @@ using kxbase::es::call;
 using kxclientutil::get_client_connection_to_node;
 using e_direction = line_cut::e_direction;
 
-constexpr unsigned int patience = 5000;
+/// For what answers, however busy the machine is.
+constexpr unsigned int patience = 20'000;
 
 kxnet::transport_options trusting(bool is_tls) {
     if (!is_tls) return {};
@@ -171,6 +172,7 @@ TEST(connection_faults, of_a_node_that_sends_wrong_frames) {
 /// Wants the whole time-out, and not much more, of each function that waits.
 TEST(connection_faults, of_a_silent_node_end_with_the_time_out) {
     kx_test::captured_report const log;
+    static_cast<void>(certificates::get()); // which takes a while the first time
     fault_server const deaf(kx_test::silent());
     fault_server const mute([](fault_connection& client) {
         kx_test::greet(client);
@@ -179,29 +181,33 @@ TEST(connection_faults, of_a_silent_node_end_with_the_time_out) {
     struct silence {
         fault_server const& node;
         bool is_tls;
+        unsigned int timeout; ///< in which the mute one has to greet
         std::string error;
     };
     silence const silences[] = {
-        {deaf, false, "Failed to connect to node at 127.0.0.1:" + deaf.port() + " (timeout)"},
-        {deaf, true, "Failed to connect to node at 127.0.0.1:" + deaf.port() + " (timeout)"},
-        {mute, false, "no reply to \"cluster.client.login\" from 127.0.0.1:" + mute.port() + " within the time-out"},
+        {deaf, false, 150, "Failed to connect to node at 127.0.0.1:" + deaf.port() + " (timeout)"},
+        {deaf, true, 150, "Failed to connect to node at 127.0.0.1:" + deaf.port() + " (timeout)"},
+        {mute, false, 1000,
+         "no reply to \"cluster.client.login\" from 127.0.0.1:" + mute.port() + " within the time-out"},
     };
     for (silence const& each : silences) {
         long long const took = milliseconds_of([&] {
             EXPECT_EQ(kx_test::error_of<call>([&] {
                           static_cast<void>(get_client_connection_to_node("127.0.0.1", each.node.port(), "ann", "s", "",
-                                                                          "", nullptr, 150, trusting(each.is_tls)));
+                                                                          "", nullptr, each.timeout,
+                                                                          trusting(each.is_tls)));
                       }),
                       each.error);
         });
-        EXPECT_GE(took, 150);
-        EXPECT_LT(took, 1000);
+        EXPECT_GE(took, each.timeout);
+        EXPECT_LT(took, 10'000);
     }
 }
 
 /// Sends a byte at a time, as long as the client is there.
 TEST(connection_faults, of_a_node_of_a_byte_at_a_time_end_with_the_time_out) {
     kx_test::captured_report const log;
+    static_cast<void>(certificates::get()); // which takes a while the first time
     for (bool const is_tls : {false, true}) {
         fault_server const node([&](fault_connection& client) {
             // The beginning of a handshake of TLS, or of a hello.
@@ -209,7 +215,7 @@ TEST(connection_faults, of_a_node_of_a_byte_at_a_time_end_with_the_time_out) {
                 is_tls ? std::string("\x16\3\3\x10", 4) + std::string(1000, '\2') : kx_test::hello_text();
             for (char const c : bytes) {
                 if (!client.send(std::string(1, c))) return;
-                std::this_thread::sleep_for(std::chrono::milliseconds(40));
+                std::this_thread::sleep_for(std::chrono::milliseconds(500));
             }
         });
         long long const took = milliseconds_of([&] {
@@ -220,7 +226,7 @@ TEST(connection_faults, of_a_node_of_a_byte_at_a_time_end_with_the_time_out) {
                       "Failed to connect to 127.0.0.1:" + node.port() + " (timeout)");
         });
         EXPECT_GE(took, 200);
-        EXPECT_LT(took, 1500);
+        EXPECT_LT(took, 5000);
     }
 }
 

@@ -23,7 +23,7 @@ using kxnet::packet_stream;
 using testing::HasSubstr;
 
 std::unique_ptr<packet_stream> connected(std::string const& port, std::string const& host = "localhost") {
-    return packet_stream::connect(host, port, {true, certificates::get().ca()}, 3000);
+    return packet_stream::connect(host, port, {true, certificates::get().ca()}, 20'000);
 }
 
 std::string text_of_file(std::string const& path) {
@@ -35,7 +35,7 @@ std::string text_of_file(std::string const& path) {
 /// All that a node sends until it ends the connection, to one who sends some bytes and stays.
 std::string answer_of(test_node const& node, std::string const& sent) {
     int const socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    timeval const patience = {5, 0};
+    timeval const patience = {20, 0};
     ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     sockaddr_in address = {};
     address.sin_family = AF_INET;
@@ -123,7 +123,7 @@ TEST(packet_stream_certificates, are_asked_for_by_the_name_of_the_host_and_never
             kx_test::read_from(client, kxnet::hello_size);
             asked.set_value(name == nullptr ? "" : name);
         });
-        EXPECT_TRUE(packet_stream::connect(host, node.port(), {true, certificates::get().ca()}, 3000));
+        EXPECT_TRUE(packet_stream::connect(host, node.port(), {true, certificates::get().ca()}, 20'000));
         EXPECT_EQ(asked.get_future().get(), host == std::string("localhost") ? "localhost" : "");
     }
 }

@@ -24,7 +24,10 @@ using kxnet::packet_stream;
 using kxnet::timed_out;
 using testing::HasSubstr;
 
-std::unique_ptr<packet_stream> connected(std::string const& port, unsigned int timeout_ms = 2000) {
+/// For what answers, however busy the machine is.
+constexpr unsigned int patience = 20'000;
+
+std::unique_ptr<packet_stream> connected(std::string const& port, unsigned int timeout_ms = patience) {
     return packet_stream::connect("127.0.0.1", port, {}, timeout_ms);
 }
 
@@ -47,9 +50,9 @@ TEST(packet_stream, carries_packets_both_ways) {
     for (std::uint32_t number = 1; number != 50; ++number) {
         kxp::packet request = request_of("say it", number);
         request.set_property("n", kxcore::property_int::create(number));
-        client->send(request, 2000);
-        auto const event = client->receive(kxnet::deadline_after(2000));
-        auto const reply = client->receive(kxnet::deadline_after(2000));
+        client->send(request, patience);
+        auto const event = client->receive(kxnet::deadline_after(patience));
+        auto const reply = client->receive(kxnet::deadline_after(patience));
         ASSERT_TRUE(event && reply);
         EXPECT_EQ(event->get_name(), "it");
         EXPECT_EQ(reply->get_request_number(), number);
@@ -65,11 +68,11 @@ TEST(packet_stream, carries_a_large_packet_and_tells_how_far_it_is) {
     std::uint64_t last = 0;
     std::uint64_t total = 0;
     std::jthread reader([&] {
-        auto const reply = client->receive(kxnet::deadline_after(10'000));
+        auto const reply = client->receive(kxnet::deadline_after(patience));
         ASSERT_TRUE(reply);
         EXPECT_TRUE(reply->get_properties() == request.get_properties());
     });
-    client->send(request, 5000, [&](std::uint64_t sent, std::uint64_t all) {
+    client->send(request, patience, [&](std::uint64_t sent, std::uint64_t all) {
         EXPECT_GT(sent, last);
         last = sent;
         total = all;
@@ -82,11 +85,12 @@ TEST(packet_stream, is_of_no_use_after_its_sender_gave_up_on_a_frame) {
     test_node const node(echo);
     auto const client = connected(node.port());
     struct gave_up {};
-    EXPECT_THROW(client->send(large_request(20'000'000), 2000, [](std::uint64_t, std::uint64_t) { throw gave_up(); }),
-                 gave_up);
+    EXPECT_THROW(
+        client->send(large_request(20'000'000), patience, [](std::uint64_t, std::uint64_t) { throw gave_up(); }),
+        gave_up);
     EXPECT_FALSE(client->is_open());
     std::string const reason = "a packet to " + client->peer() + " was given up while it was sent";
-    EXPECT_EQ(error_of<connection_lost>([&] { client->send(request_of("x", 2), 2000); }), reason);
+    EXPECT_EQ(error_of<connection_lost>([&] { client->send(request_of("x", 2), patience); }), reason);
     EXPECT_EQ(error_of<connection_lost>([&] { static_cast<void>(client->receive(kxnet::no_deadline)); }), reason);
     EXPECT_TRUE(kx_test::soon([&] { return !node.endings().empty(); }));
     EXPECT_THAT(node.endings().at(0), HasSubstr("in the middle of a frame"));
@@ -98,24 +102,24 @@ TEST(packet_stream, gives_nothing_at_the_deadline_and_goes_on) {
     EXPECT_FALSE(client->receive(kxnet::deadline_after(20)));
     // Beyond the time that a receive call blocks on its own.
     EXPECT_GE(milliseconds_of([&] { EXPECT_FALSE(client->receive(kxnet::deadline_after(150))); }), 150);
-    client->send(request_of("x", 1), 2000);
-    EXPECT_TRUE(client->receive(kxnet::deadline_after(2000)));
+    client->send(request_of("x", 1), patience);
+    EXPECT_TRUE(client->receive(kxnet::deadline_after(patience)));
 }
 
 TEST(packet_stream, sends_nothing_of_a_packet_that_is_refused) {
     test_node const node(echo);
     auto const client = connected(node.port());
-    EXPECT_THROW(client->send(kxp::packet(2, "unnumbered"), 2000), kxbase::es::arg);
-    client->send(request_of("x", 1), 2000);
-    EXPECT_EQ(client->receive(kxnet::deadline_after(2000))->get_name(), "x");
+    EXPECT_THROW(client->send(kxp::packet(2, "unnumbered"), patience), kxbase::es::arg);
+    client->send(request_of("x", 1), patience);
+    EXPECT_EQ(client->receive(kxnet::deadline_after(patience))->get_name(), "x");
 }
 
 // What goes wrong while connecting.
 
 TEST(packet_stream, is_refused_where_nobody_listens) {
-    unsigned int const port = kxnet::listener("127.0.0.1", 0).port();
-    EXPECT_THAT(error_of<connection_lost>([&] { static_cast<void>(connected(std::to_string(port))); }),
-                HasSubstr("127.0.0.1:" + std::to_string(port)));
+    kx_test::deaf_port const nobody;
+    EXPECT_EQ(error_of<connection_lost>([&] { static_cast<void>(connected(nobody.port())); }),
+              "127.0.0.1:" + nobody.port() + ": Connection refused");
 }
 
 /// A node that sends a text to each client, and then nothing.
@@ -134,14 +138,14 @@ TEST(packet_stream, waits_for_a_hello_no_longer_than_it_may) {
                         HasSubstr("does not greet in time"));
         });
         EXPECT_GE(took, 100);
-        EXPECT_LT(took, 1500);
+        EXPECT_LT(took, 10'000);
     }
 }
 
 TEST(packet_stream, is_not_held_by_a_hello_of_a_byte_at_a_time) {
     fault_server const node([](fault_connection& client) {
         for (char const c : hello_text()) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(60));
+            std::this_thread::sleep_for(std::chrono::milliseconds(500));
             if (!client.send(std::string(1, c))) return;
         }
     });
@@ -229,7 +233,7 @@ TEST(packet_stream, gives_up_on_a_frame_that_does_not_go_on) {
 TEST(packet_stream, gives_up_on_a_frame_that_comes_too_slowly) {
     fault_server const node([](fault_connection& client) {
         if (!kx_test::greet(client)) return;
-        for (char const c : event_text("a name that takes its time")) {
+        for (char const c : event_text(std::string(200, 'n'))) {
             if (!client.send(std::string(1, c))) return;
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
         }
@@ -261,11 +265,11 @@ TEST(packet_stream, does_not_blame_its_peer_for_the_time_in_which_nobody_receive
     std::string const event = event_text("e");
     hesitant_node node(event.substr(0, 6), event.substr(6));
     auto const client = connected(node.port());
-    EXPECT_FALSE(client->receive(kxnet::deadline_after(30), 100));
-    std::this_thread::sleep_for(std::chrono::milliseconds(150)); // longer than a frame may stand still
-    EXPECT_FALSE(client->receive(kxnet::deadline_after(10), 100));
+    EXPECT_FALSE(client->receive(kxnet::deadline_after(100), 1000));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500)); // longer than a frame may stand still
+    EXPECT_FALSE(client->receive(kxnet::deadline_after(10), 1000));
     node.go_on();
-    EXPECT_TRUE(client->receive(kxnet::no_deadline, 2000));
+    EXPECT_TRUE(client->receive(kxnet::no_deadline, patience));
 }
 
 TEST(packet_stream, knows_of_a_reply_as_soon_as_its_first_bytes_have_come) {
@@ -278,7 +282,7 @@ TEST(packet_stream, knows_of_a_reply_as_soon_as_its_first_bytes_have_come) {
     }));
     EXPECT_EQ(client->reply_under_way(8), 0u);
     node.go_on();
-    EXPECT_TRUE(client->receive(kxnet::deadline_after(2000)));
+    EXPECT_TRUE(client->receive(kxnet::deadline_after(patience)));
     EXPECT_EQ(client->reply_under_way(7), 0u);
 }
 
@@ -295,7 +299,7 @@ TEST(packet_stream, keeps_to_its_deadline_while_bytes_come_all_the_time) {
     long long const took = milliseconds_of([&] { EXPECT_FALSE(client->receive(kxnet::deadline_after(50))); });
     is_over = true;
     EXPECT_GE(took, 50);
-    EXPECT_LT(took, 500);
+    EXPECT_LT(took, 10'000);
 }
 
 TEST(packet_stream, goes_on_with_a_frame_after_a_deadline_in_its_middle) {
@@ -304,7 +308,7 @@ TEST(packet_stream, goes_on_with_a_frame_after_a_deadline_in_its_middle) {
     auto const client = connected(node.port());
     EXPECT_FALSE(client->receive(kxnet::deadline_after(20)));
     node.go_on();
-    auto const late = client->receive(kxnet::deadline_after(2000));
+    auto const late = client->receive(kxnet::deadline_after(patience));
     ASSERT_TRUE(late);
     EXPECT_EQ(late->get_name(), "e");
 }
@@ -326,21 +330,21 @@ TEST(packet_stream, of_a_server_allows_strangers_less_until_it_knows_them) {
         for (;;) {
             auto const request = client.receive(kxnet::no_deadline);
             if (request->get_name() == "login") client.set_frame_limit(0);
-            client.send(request->make_reply(), 2000);
+            client.send(request->make_reply(), patience);
         }
     });
     auto const stranger = connected(node.port());
-    stranger->send(large_request(2000), 2000);
+    stranger->send(large_request(2000), patience);
     EXPECT_THAT(error_of<connection_lost>([&] { static_cast<void>(stranger->receive(kxnet::no_deadline)); }),
                 HasSubstr(node.port()));
     ASSERT_TRUE(kx_test::soon([&] { return node.endings().size() == 1; }));
     EXPECT_THAT(node.endings().at(0), HasSubstr("at most 1000 are allowed (limit frame)"));
 
     auto const known = connected(node.port());
-    known->send(request_of("login", 1), 2000);
-    known->send(large_request(2000), 2000);
-    EXPECT_EQ(known->receive(kxnet::deadline_after(2000))->get_name(), "login");
-    EXPECT_EQ(known->receive(kxnet::deadline_after(2000))->get_name(), "large");
+    known->send(request_of("login", 1), patience);
+    known->send(large_request(2000), patience);
+    EXPECT_EQ(known->receive(kxnet::deadline_after(patience))->get_name(), "login");
+    EXPECT_EQ(known->receive(kxnet::deadline_after(patience))->get_name(), "large");
 }
 
 /// A node that greets, and reads nothing as long as it lives.
@@ -370,11 +374,12 @@ TEST(packet_stream, lets_others_wait_for_their_turn_no_longer_than_they_may) {
     std::atomic<bool> has_begun = false;
     std::jthread sender([&] {
         EXPECT_THROW(
-            client->send(large_request(50'000'000), 200, [&](std::uint64_t, std::uint64_t) { has_begun = true; }),
-            timed_out);
+            client->send(large_request(50'000'000), 0, [&](std::uint64_t, std::uint64_t) { has_begun = true; }),
+            connection_lost);
     });
     ASSERT_TRUE(kx_test::soon([&] { return has_begun.load(); }));
     EXPECT_THAT(error_of<timed_out>([&] { client->send(request_of("x", 2), 20); }), HasSubstr("others take the time"));
+    client->close();
 }
 
 TEST(packet_stream, is_closed_by_another_thread_while_it_receives_and_sends) {

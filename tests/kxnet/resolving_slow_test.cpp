@@ -101,13 +101,13 @@ TEST(resolving_slow, ends_with_the_time_out_and_has_one_thread_however_often_it_
                       "the look-up of 'slow.example' takes too long");
         });
         EXPECT_GE(took, 40);
-        EXPECT_LT(took, 1000);
+        EXPECT_LT(took, 10'000);
     }
-    EXPECT_EQ(name_server().count(), before + 1);
+    EXPECT_TRUE(soon([&] { return name_server().count() == before + 1; }));
     EXPECT_EQ(count_threads(), threads + 1);
     name_server().set(true);
     EXPECT_TRUE(soon([&] { return count_threads() == threads; }));
-    EXPECT_TRUE(connected("slow.example", node.port(), 5000)) << "the next one is to work";
+    EXPECT_TRUE(connected("slow.example", node.port(), 20'000)) << "the next one is to work";
     EXPECT_EQ(name_server().count(), before + 2) << "what was found is not kept";
 }
 
@@ -121,7 +121,7 @@ TEST(resolving_slow, gives_all_who_wait_what_was_found) {
     for (int i = 0; i != 4; ++i)
         all.emplace_back([&] {
             ++waiting;
-            if (connected("slow.example", node.port(), 10'000)) ++found;
+            if (connected("slow.example", node.port(), 20'000)) ++found;
         });
     EXPECT_TRUE(soon([&] { return waiting == 4 && name_server().count() > before; }));
     name_server().set(true);
@@ -144,14 +144,14 @@ TEST(resolving_slow, is_stopped_at_once) {
 
 TEST(resolving_slow, tries_the_next_address_where_nobody_takes_a_connection) {
     kx_test::test_node const node(kx_test::echo, {}, "127.0.0.1");
-    auto const made = connected("two.example", node.port(), 5000);
+    auto const made = connected("two.example", node.port(), 20'000);
     EXPECT_EQ(made->peer(), "127.0.0.1:" + node.port());
 }
 
 TEST(resolving_slow, tells_of_the_last_address_when_none_takes_a_connection) {
-    std::string const port = std::to_string(kxnet::listener("127.0.0.1", 0).port());
-    EXPECT_EQ(error_of<connection_lost>([&] { static_cast<void>(connected("two.example", port, 5000)); }),
-              "127.0.0.1:" + port + ": Connection refused");
+    kx_test::deaf_port const nobody;
+    EXPECT_EQ(error_of<connection_lost>([&] { static_cast<void>(connected("two.example", nobody.port(), 20'000)); }),
+              "127.0.0.1:" + nobody.port() + ": Connection refused");
 }
 
 /// A stranger on the first address is there and is wrong: the second one would hide it.
@@ -159,17 +159,17 @@ TEST(resolving_slow, stays_with_the_address_that_takes_a_connection) {
     kxnet::listener good("127.0.0.1", 0);
     kxnet::listener stranger("127.0.0.2", good.port());
     std::jthread const serving([&] {
-        auto const client = stranger.accept(kxnet::deadline_after(5000));
+        auto const client = stranger.accept(kxnet::deadline_after(20'000));
         EXPECT_TRUE(client);
     });
     EXPECT_EQ(error_of<connection_lost>(
-                  [&] { static_cast<void>(connected("two.example", std::to_string(good.port()), 5000)); }),
+                  [&] { static_cast<void>(connected("two.example", std::to_string(good.port()), 20'000)); }),
               "127.0.0.2:" + std::to_string(good.port()) + " has closed the connection before its hello was complete");
     EXPECT_FALSE(good.accept(kxnet::deadline_after(1)));
 }
 
 TEST(resolving_slow, refuses_a_name_that_the_system_does_not_know) {
-    EXPECT_EQ(error_of<connection_lost>([] { static_cast<void>(connected("no.example", "4711", 5000)); }),
+    EXPECT_EQ(error_of<connection_lost>([] { static_cast<void>(connected("no.example", "4711", 20'000)); }),
               "'no.example' port '4711': Name or service not known");
 }
 

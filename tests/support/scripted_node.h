@@ -10,6 +10,10 @@
 #include <kxnet/listener.h>
 #include <kxnet/packet_stream.h>
 
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -19,6 +23,7 @@
 #include <list>
 #include <memory>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -124,7 +129,7 @@ private:
     void serve(kxnet::packet_stream& client) {
         std::string ending = "done";
         try {
-            client.greet(2000);
+            client.greet(20'000);
             act_(client);
         } catch (kxbase::es::base const& error) {
             ending = error.what();
@@ -164,10 +169,33 @@ inline void echo(kxnet::packet_stream& client) {
     }
 }
 
-/// Waits until the condition holds; false after five seconds.
+/// A port of this host at which nobody listens, and which nobody else is given meanwhile.
+class deaf_port {
+public:
+    deaf_port() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        socklen_t size = sizeof address;
+        if (::bind(socket_, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
+            ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size) != 0)
+            throw std::runtime_error("no free port on this machine");
+        port_ = std::to_string(ntohs(address.sin_port));
+    }
+    ~deaf_port() { ::close(socket_); }
+    deaf_port(deaf_port const&) = delete;
+    deaf_port& operator=(deaf_port const&) = delete;
+
+    [[nodiscard]] std::string const& port() const { return port_; }
+
+private:
+    int socket_;
+    std::string port_;
+};
+
+/// Waits until the condition holds; false after twenty seconds.
 template <class Condition>
 [[nodiscard]] bool soon(Condition const& condition) {
-    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -80,8 +80,8 @@ unsigned int free_port() {
 
 std::string received_from(unsigned int port, std::size_t size, std::string_view sent) {
     int const socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    timeval const second = {1, 0};
-    ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &second, sizeof second);
+    timeval const patience = {20, 0};
+    ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     sockaddr_in address = loopback(port);
     std::string text(size, '\0');
     ssize_t received = -1;

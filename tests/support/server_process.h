@@ -16,8 +16,8 @@ namespace kx_test {
 /// A port of this machine's loopback address that was free a moment ago.
 [[nodiscard]] unsigned int free_port();
 
-/// What a client receives from a port of the loopback address within a second, after sending `text`: the first `size` bytes
-/// at most, empty when there is nobody.
+/// What a client receives from a port of the loopback address within twenty seconds, after sending `text`: the first `size`
+/// bytes at most, empty when there is nobody.
 [[nodiscard]] std::string received_from(unsigned int port, std::size_t size, std::string_view text = "");
 
 /// From now on clients in this process, and in those that it starts, use no proxy for servers of the loopback address: one

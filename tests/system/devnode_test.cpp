@@ -46,7 +46,7 @@ TEST(kx_devnode, takes_the_three_logins_and_no_others) {
     auto const log_in = [&](std::string const& user, std::string const& password) {
         return error_of([&] {
             (void)kxclientutil::get_client_connection_to_node("localhost", node.port(), user, password, "", "", nullptr,
-                                                              5000);
+                                                              20'000);
         });
     };
     EXPECT_EQ(log_in(name, kx_test::node_password), "no error");
@@ -54,21 +54,21 @@ TEST(kx_devnode, takes_the_three_logins_and_no_others) {
     EXPECT_EQ(log_in("bob", kx_test::node_password), "Failed to login to node: wrong user or password");
     EXPECT_EQ(log_in("", ""), "Failed to login to node: wrong user or password");
     std::string const password = kx_test::node_password;
-    EXPECT_TRUE(kxclientutil::get_admin_connection_to_node("localhost", node.port(), name, password, nullptr, 5000));
+    EXPECT_TRUE(kxclientutil::get_admin_connection_to_node("localhost", node.port(), name, password, nullptr, 20'000));
     EXPECT_TRUE(
-        kxclientutil::get_admin_connection_to_ioserver("localhost", node.port(), name, password, nullptr, 5000));
+        kxclientutil::get_admin_connection_to_ioserver("localhost", node.port(), name, password, nullptr, 20'000));
     EXPECT_THAT(node.log(), Not(HasSubstr(kxbase::string_hash_SHA1_hex(password))));
 }
 
 TEST(kx_devnode, answers_echoes_to_anybody_and_all_else_to_those_who_logged_in) {
     devnode_process const node;
-    auto const stranger = kxclientutil::get_connection("localhost", node.port(), nullptr, 5000);
+    auto const stranger = kxclientutil::get_connection("localhost", node.port(), nullptr, 20'000);
     kxp::packet echo(kxp::e_packet_type::request, "node.echo");
     echo.set_property("said", "hello");
     EXPECT_EQ(answer(*stranger, echo, "said"), "hello");
     EXPECT_EQ(answer(*stranger, submission(properties(), "a"), "error"), "not logged in");
     auto const administrator = kxclientutil::get_admin_connection_to_node("localhost", node.port(), kx_test::node_user,
-                                                                          kx_test::node_password, nullptr, 5000);
+                                                                          kx_test::node_password, nullptr, 20'000);
     EXPECT_EQ(answer(*administrator, submission(properties(), "a"), "error"),
               "only clients of the cluster submit jobs");
     EXPECT_EQ(answer(*logged_in(node), kxp::packet(kxp::e_packet_type::request, "dance"), "error"),
@@ -135,15 +135,10 @@ TEST(kx_devnode, announces_the_jobs_there_are_and_those_that_come) {
     EXPECT_EQ(answer(*client, submission(*job, "a"), "id"), "a");
     counting_handler told;
     auto const watching = kxclientutil::get_state_connection_to_node(
-        &told, "localhost", node.port(), kx_test::node_user, kx_test::node_password, "", "", false, 0, nullptr, 5000);
-    auto const soon = [](auto const& condition) {
-        for (int i = 0; i != 2000 && !condition(); ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        return condition();
-    };
-    EXPECT_TRUE(soon([&] { return told.states == 1 && told.jobs == 1; }));
+        &told, "localhost", node.port(), kx_test::node_user, kx_test::node_password, "", "", false, 0, nullptr, 20'000);
+    EXPECT_TRUE(kx_test::eventually([&] { return told.states == 1 && told.jobs == 1; }));
     EXPECT_EQ(answer(*client, submission(*job, "b"), "id"), "b");
-    EXPECT_TRUE(soon([&] { return told.jobs == 2; }));
+    EXPECT_TRUE(kx_test::eventually([&] { return told.jobs == 2; }));
     EXPECT_THAT(watching->get_jobs(), SizeIs(2));
     watching->close();
 }
@@ -152,7 +147,7 @@ TEST(kx_devnode, serves_on_beside_peers_that_are_silent_or_speak_something_else)
     devnode_process node;
     std::vector<ptr_refcount<kxcapi::connection>> silent;
     for (int i = 0; i != 50; ++i)
-        silent.push_back(kxclientutil::get_connection("localhost", node.port(), nullptr, 5000));
+        silent.push_back(kxclientutil::get_connection("localhost", node.port(), nullptr, 20'000));
     unsigned int const port = static_cast<unsigned int>(std::stoul(node.port()));
     EXPECT_THAT(kx_test::received_from(port, 100, "GET / HTTP/1.0\r\n\r\n"), testing::StartsWith("KXNET"));
     EXPECT_TRUE(logged_in(node)->is_logged_in());
