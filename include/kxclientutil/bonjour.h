@@ -78,7 +78,8 @@ public:
 
     /// Where a cluster is reached: always at the first of its nodes by name, not at each in turn. The host is the node's
     /// address on the interface with the highest index that has one, or else its host name, with the dot at its end as the
-    /// network tells it, which not every system can look up. An empty cluster name finds a private node, also one of which neither host nor port is known yet, whose texts are empty.
+    /// network tells it, which not every system can look up. An empty cluster name finds a private node, also one of which
+    /// neither host nor port is known yet, whose texts are empty.
     ///
     /// @return whether there is a node of that cluster; if not, `host` and `port` stay as they are
     [[nodiscard]] bool get_host_port_for_cluster(std::string const& cluster, std::string& host, std::string& port);

@@ -1,6 +1,7 @@
 #include <kxnet/service_announcement.h>
 
 #include "kxnet/support/scripted_dnssd.h"
+#include "kxnet/support/shortage.h"
 #include "support/captured_report.h"
 #include "support/dnssd_symbols.h"
 #include "support/waiting.h"
@@ -11,6 +12,7 @@
 
 #include <chrono>
 #include <string>
+#include <thread>
 #include <utility>
 
 namespace {
@@ -95,6 +97,65 @@ TEST(service_announcement, is_announced_anew_when_the_daemon_does_not_take_the_n
     kxnet::service_announcement announced(type, "node", 9000, {{"uc", "1"}});
     ASSERT_TRUE(announced.wait_until_announced(std::chrono::seconds(20)));
     dnssd.refuse("update ", scripted_dnssd::unknown_error);
+    kx_test::captured_report const report;
     announced.update_txt({{"uc", "2"}});
+    EXPECT_TRUE(dnssd.wait_for_asked("record \4uc=2"));
     EXPECT_TRUE(dnssd.wait_for_asked("announce node", 2));
+    EXPECT_TRUE(dnssd.wait_for_open("announce ", 1));
+    EXPECT_TRUE(kx_test::holds_soon([&] { return announced.get_name() == "node"; }));
+    EXPECT_THAT(report.messages(), testing::IsEmpty()) << "a daemon takes it";
+}
+
+TEST(service_announcement, begins_anew_when_something_failed_that_was_not_foreseen) {
+    scripted_dnssd dnssd;
+    kx_test::captured_report const report;
+    dnssd.raise("announce ", true);
+    dnssd.always_give("announce node", scripted_dnssd::name("node"));
+    kxnet::service_announcement announced(type, "node", 9000, {{"uc", "1"}});
+    ASSERT_TRUE(dnssd.wait_for_asked("announce node", 2));
+    dnssd.raise("announce ", false);
+    ASSERT_TRUE(announced.wait_until_announced(std::chrono::seconds(20)));
+    dnssd.raise("update ", true);
+    announced.update_txt({{"uc", "2"}});
+    ASSERT_TRUE(dnssd.wait_for_asked("record \4uc=2"));
+    ASSERT_TRUE(kx_test::holds_soon([&] { return report.messages().size() == 4; }));
+    EXPECT_EQ(announced.get_name(), "node");
+    auto const failed = std::string(R"("node" of _vostrel-node._tcp is not announced: std::bad_alloc)");
+    auto const goes_on = std::string(R"("node" of _vostrel-node._tcp is announced now)");
+    EXPECT_THAT(report.messages(), ElementsAre(failed, goes_on, failed, goes_on));
+}
+
+TEST(service_announcement, pauses_where_it_cannot_even_wait) {
+    scripted_dnssd dnssd;
+    kxnet::service_announcement announced(type, "node", 9000, {{"uc", "1"}});
+    ASSERT_TRUE(dnssd.wait_for_open("announce node", 1));
+    std::size_t waits = 0;
+    {
+        kx_test::descriptor_limit const none(0);
+        dnssd.give("announce node", scripted_dnssd::name("node"));
+        auto const before = dnssd.waits();
+        std::this_thread::sleep_for(std::chrono::milliseconds(200)); // as long as one of its pauses
+        waits = dnssd.waits() - before;
+    }
+    EXPECT_LT(waits, 20U);
+    ASSERT_TRUE(announced.wait_until_announced(std::chrono::seconds(20)));
+    announced.update_txt({{"uc", "2"}});
+    EXPECT_TRUE(dnssd.wait_for_asked("update \4uc=2"));
+    EXPECT_EQ(dnssd.asked("announce "), 1U);
+}
+
+TEST(service_announcement, does_not_begin_without_a_pipe_or_a_thread_and_says_so) {
+    kx_test::other_dnssd_library const nothing({});
+    auto const why = [](auto const& run_short) -> std::string {
+        try {
+            [[maybe_unused]] auto const shortage = run_short();
+            kxnet::service_announcement const announced(type, "node", 9000, {});
+            return "";
+        } catch (kxbase::es::call const& error) {
+            return error.message();
+        }
+    };
+    EXPECT_EQ(why([] { return kx_test::descriptor_limit(0); }), "cannot make a pipe: Too many open files");
+    EXPECT_EQ(why([] { return kx_test::no_threads(); }), "cannot start a thread: Resource temporarily unavailable");
+    EXPECT_EQ(why([] { return 0; }), "");
 }

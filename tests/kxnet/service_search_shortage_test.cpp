@@ -1,16 +1,19 @@
 // A search whose daemon is short of everything, hangs, or is flooded.
 #include "kxnet/support/searching.h"
+#include "kxnet/support/shortage.h"
 #include "support/captured_report.h"
 #include "support/waiting.h"
 
+#include <kxbase/errors.h>
+
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 
 #include <future>
 #include <thread>
 
 namespace {
 
+using kx_test::descriptor_limit;
 using kx_test::no_haste;
 using kx_test::one_entry;
 using kx_test::scripted_dnssd;
@@ -23,22 +26,6 @@ protected:
         come(name);
         expect("resolved " + name + " on 1: " + name + ".local. 9000 10.0.0.1 t");
     }
-};
-
-/// The soft limit of descriptors, put back at the end.
-class descriptor_limit {
-public:
-    explicit descriptor_limit(rlim_t most) {
-        ::getrlimit(RLIMIT_NOFILE, &before_);
-        rlimit const lower = {most, before_.rlim_max};
-        ::setrlimit(RLIMIT_NOFILE, &lower);
-    }
-    descriptor_limit(descriptor_limit const&) = delete;
-    descriptor_limit& operator=(descriptor_limit const&) = delete;
-    ~descriptor_limit() { ::setrlimit(RLIMIT_NOFILE, &before_); }
-
-private:
-    rlimit before_ = {};
 };
 
 } // namespace
@@ -213,6 +200,85 @@ TEST_F(search_in_need, looks_at_so_many_instances_and_says_when_there_are_more) 
                 testing::ElementsAre("there are more than 10000 instances of _t._tcp: others are not looked at"));
     come("n" + std::to_string(most));
     expect("seen n" + std::to_string(most) + " on 1");
+}
+
+TEST_F(search_in_need, looks_for_those_that_found_no_room_once_there_is_some) {
+    constexpr auto most = kxnet::service_search::most_instances;
+    kx_test::captured_report const report;
+    auto timing = no_haste();
+    timing.recheck = 1ms;
+    search(timing);
+    come_placed("known");
+    for (std::size_t i = 1; i != most; ++i)
+        come("pest " + std::to_string(i));
+    come("late");
+    // Each of these is told once to whoever browses.
+    dnssd_.always_give(browsing, scripted_dnssd::all({scripted_dnssd::instance("late", true),
+                                                      scripted_dnssd::instance("known", true)}));
+    for (std::size_t i = 1; i != most / 10; ++i)
+        go("pest " + std::to_string(i));
+    expect("gone pest 999 on 1");
+    ASSERT_TRUE(dnssd_.wait_for_asked("resolve known", dnssd_.asked("resolve known") + 2));
+    EXPECT_EQ(dnssd_.asked(browsing), 1U) << "there is room for 999 others, which is not enough for a look at all";
+    go("pest 1000");
+    expect("seen late on 1");
+    settle();
+    EXPECT_EQ(dnssd_.asked(browsing), 2U);
+    for (char const* const name : {"known", "pest 5000", "late"})
+        EXPECT_EQ(handler_.log.count(std::string("seen ") + name + " on 1"), 1U) << name;
+    EXPECT_EQ(handler_.log.count("gone pest 5000 on 1"), 0U) << "it has time to be seen again";
+    EXPECT_THAT(report.messages(),
+                testing::ElementsAre("there are more than 10000 instances of _t._tcp: others are not looked at",
+                                     "there is room for other instances of _t._tcp again, browsing begins anew"));
+}
+
+TEST_F(search_in_need, takes_for_gone_what_is_not_seen_again_when_it_looks_for_others) {
+    constexpr auto most = kxnet::service_search::most_instances;
+    auto timing = no_haste();
+    timing.recheck = timing.return_grace = 1ms;
+    search(timing);
+    for (std::size_t i = 0; i != most + 1; ++i)
+        come("n" + std::to_string(i));
+    dnssd_.always_give(browsing, scripted_dnssd::instance("n10000", true));
+    for (std::size_t i = 0; i != most / 10; ++i)
+        go("n" + std::to_string(i));
+    expect("seen n10000 on 1");
+    expect("gone n9999 on 1");
+    settle();
+    EXPECT_EQ(handler_.log.count("gone n10000 on 1"), 0U);
+}
+
+TEST_F(search_in_need, pauses_where_it_cannot_even_wait) {
+    auto timing = no_haste();
+    timing.first_retry = timing.longest_retry = 10ms; // for it may have asked in vain, too
+    search(timing);
+    come_placed("n1");
+    std::size_t waits = 0;
+    {
+        descriptor_limit const none(0);
+        come("n2");
+        auto const before = dnssd_.waits();
+        std::this_thread::sleep_for(200ms); // it pauses 10 ms each time
+        waits = dnssd_.waits() - before;
+    }
+    EXPECT_LT(waits, 200U);
+    expect("seen n2 on 1");
+    come_placed("n3");
+}
+
+TEST_F(search_in_need, does_not_begin_without_a_pipe_or_a_thread_and_says_so) {
+    auto const why = [this](auto const& run_short) -> std::string {
+        try {
+            [[maybe_unused]] auto const shortage = run_short();
+            kxnet::service_search const begun("_other._tcp", handler_);
+            return "";
+        } catch (kxbase::es::call const& error) {
+            return error.message();
+        }
+    };
+    EXPECT_EQ(why([] { return descriptor_limit(0); }), "cannot make a pipe: Too many open files");
+    EXPECT_EQ(why([] { return kx_test::no_threads(); }), "cannot start a thread: Resource temporarily unavailable");
+    EXPECT_EQ(why([] { return 0; }), "");
 }
 
 TEST_F(search_in_need, leaves_most_descriptors_to_others_of_its_process) {

@@ -4,6 +4,7 @@
 
 #include <poll.h>
 
+#include <cerrno>
 #include <chrono>
 #include <utility>
 
@@ -21,7 +22,7 @@ bool wait_until(std::chrono::steady_clock::time_point end, int descriptor) {
         pollfd waited = {descriptor, POLLIN, 0};
         int const ready = ::poll(&waited, 1, static_cast<int>(left.count()));
         if (ready > 0) return true;
-        if (ready == 0) return false;
+        if (ready == 0 || errno != EINTR) return false;
     }
 }
 

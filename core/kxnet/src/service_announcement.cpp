@@ -16,7 +16,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <condition_variable>
+#include <exception>
 #include <mutex>
 #include <system_error>
 #include <thread>
@@ -26,6 +28,7 @@ namespace {
 
 constexpr std::size_t longest_name = 63;
 constexpr std::chrono::milliseconds pause_between_attempts{1000};
+constexpr std::chrono::milliseconds pause_after_failed_wait{250}; // for want of memory, say
 constexpr std::chrono::hours longest_wait{24 * 365};
 
 void report_notice(std::string const& message, kxbase::source_position where = kxbase::source_position::current()) {
@@ -83,15 +86,34 @@ public:
 private:
     void run() {
         for (dnssd_operation operation; !is_stopped();) {
-            if (!operation) operation = announce();
-            if (operation) renew_txt(operation);
-            if (!wait_and_take(operation)) {
-                operation = {};
-                set_name({});
-                tell_obstacle();
-                wait_for_wake(pause_between_attempts);
+            try {
+                keep_announced(operation);
+            } catch (std::exception const& error) {
+                begin_anew(operation, error.what());
+            } catch (...) {
+                begin_anew(operation, "what was raised is no exception");
             }
         }
+    }
+
+    void keep_announced(dnssd_operation& operation) {
+        if (!operation) operation = announce();
+        if (operation) renew_txt(operation);
+        if (!wait_and_take(operation))
+            begin_anew(operation,
+                       has_dnssd_library() ? "no DNS-SD daemon takes it" : "there is no DNS-SD client library");
+    }
+
+    /// Most likely for want of memory or of a daemon: after a pause.
+    void begin_anew(dnssd_operation& operation, char const* reason) noexcept {
+        operation = {};
+        set_name({});
+        try {
+            tell_obstacle(reason);
+        } catch (std::exception const&) {
+            has_told_obstacle_ = false; // with the next attempt, then
+        }
+        wait_for_wake(pause_between_attempts);
     }
 
     /// Some daemons take another record only once they have agreed on the name with the network: then it waits for that.
@@ -101,16 +123,15 @@ private:
             std::lock_guard const lock(guard_);
             is_changed_ = true;
         } else {
-            operation = {};
+            operation = {}; // first: the daemon would take it for another one of the same name
+            set_name({});
+            operation = announce();
         }
     }
 
-    void tell_obstacle() {
+    void tell_obstacle(char const* reason) {
         if (is_stopped() || std::exchange(has_told_obstacle_, true)) return;
-        report_notice(has_dnssd_library()
-                          ? "\"" + wanted_name_ + "\" of " + type_ + " is not announced: no DNS-SD daemon takes it"
-                          : "\"" + wanted_name_ + "\" of " + type_ +
-                                " is not announced: there is no DNS-SD client library");
+        report_notice("\"" + wanted_name_ + "\" of " + type_ + " is not announced: " + reason);
     }
 
     dnssd_operation announce() {
@@ -125,14 +146,20 @@ private:
     bool wait_and_take(dnssd_operation& operation) {
         if (!operation) return false;
         std::array<pollfd, 2> waited = {{{wake_.descriptor(), POLLIN, 0}, {operation.descriptor(), POLLIN, 0}}};
-        if (::poll(waited.data(), waited.size(), -1) <= 0) return true;
+        if (int const ready = ::poll(waited.data(), waited.size(), -1); ready <= 0) {
+            if (ready < 0 && errno != EINTR) wait_for_wake(pause_after_failed_wait);
+            return true;
+        }
         if (waited[0].revents != 0) wake_.drain();
         return waited[1].revents == 0 || operation.process();
     }
 
     void wait_for_wake(std::chrono::milliseconds longest) {
         pollfd waited = {wake_.descriptor(), POLLIN, 0};
-        if (!is_stopped() && ::poll(&waited, 1, static_cast<int>(longest.count())) > 0) wake_.drain();
+        if (is_stopped()) return;
+        int const ready = ::poll(&waited, 1, static_cast<int>(longest.count()));
+        if (ready > 0) wake_.drain();
+        if (ready < 0 && errno != EINTR) std::this_thread::sleep_for(pause_after_failed_wait);
     }
 
     bool is_stopped() const {

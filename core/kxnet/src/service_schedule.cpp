@@ -21,10 +21,11 @@ void service_schedule::take_out(searched_service& each) {
     for (auto& lane : to_begin_)
         lane.erase({each.scheduled, &each});
     to_end_.erase({each.scheduled, &each});
+    each.scheduled = {};
 }
 
 searched_service* service_schedule::find_due(clock::time_point now) const {
-    for (auto const lane : {newcomers, known, repeated})
+    for (auto const lane : in_turn)
         if (auto* const first = first_of(lane); first != nullptr && first->scheduled <= now) return first;
     return nullptr;
 }
@@ -35,7 +36,7 @@ searched_service* service_schedule::find_overdue(clock::time_point now) const {
 
 service_schedule::clock::time_point service_schedule::next_due() const {
     auto next = clock::time_point::max();
-    for (auto const lane : {newcomers, known, repeated})
+    for (auto const lane : in_turn)
         if (auto const* const first = first_of(lane)) next = std::min(next, first->scheduled);
     return next;
 }
@@ -45,7 +46,8 @@ service_schedule::clock::time_point service_schedule::next_overdue() const {
 }
 
 service_schedule::e_lane service_schedule::lane_of(searched_service const& each) {
-    if (each.was_ever_resolved) return known;
+    if (each.is_resolved) return known;
+    if (each.was_ever_resolved) return silent;
     return each.failures == 0 ? newcomers : repeated;
 }
 

@@ -1,6 +1,6 @@
 // The instances that a search knows, and when each is looked at. Those that never could be resolved are kept apart from the
-// others, and of these those that were tried from those that were not: anybody may announce any number of instances that do
-// not exist, which is not to hold up the others.
+// others, and of these those that were tried from those that were not, and of the others those that fell silent: anybody may
+// announce any number of instances that do not exist, or answer for them once, which is not to hold up the others.
 #pragma once
 
 #include "dnssd_operation.h"
@@ -55,6 +55,8 @@ public:
     /// It is on its way; its step ends then, with an answer or without.
     void end_at(searched_service& each, clock::time_point when);
     void take_out(searched_service& each);
+    /// Whether it has a time, at rest or on its way.
+    [[nodiscard]] static bool holds(searched_service const& each) { return each.scheduled != clock::time_point(); }
 
     /// The one whose turn it is; null when there is none, or too many are on their way.
     [[nodiscard]] searched_service* find_due(clock::time_point now) const;
@@ -69,8 +71,9 @@ public:
     [[nodiscard]] order const& on_their_way() const noexcept { return to_end_; }
 
 private:
-    enum e_lane : std::size_t { newcomers, known, repeated, lanes };
-    static constexpr std::array<std::size_t, lanes> most_of_lane = {8, 6, 2};
+    enum e_lane : std::size_t { newcomers, known, silent, repeated, lanes };
+    static constexpr std::array<e_lane, lanes> in_turn = {newcomers, known, silent, repeated};
+    static constexpr std::array<std::size_t, lanes> most_of_lane = {8, 4, 2, 2};
 
     [[nodiscard]] static e_lane lane_of(searched_service const& each);
     [[nodiscard]] searched_service* first_of(e_lane lane) const;

@@ -28,6 +28,12 @@ constexpr std::size_t descriptors_of_question = 5;
 constexpr std::size_t share_of_descriptors = 3;
 constexpr std::size_t watches_dropped_at_once = 8;
 
+// The daemon's answers want to be taken, too, while it refuses one question after the other.
+constexpr std::size_t most_begun_at_once = 16;
+
+// To look for those that found no room takes a look at all.
+constexpr std::size_t instances_with_room_for_others = service_search::most_instances / 10 * 9;
+
 // A host with several addresses may answer first with another one than last time.
 constexpr std::chrono::milliseconds patience_for_known_address{200};
 
@@ -97,6 +103,7 @@ service_search::~service_search() {
 void service_search::run() {
     while (!is_stopped_) {
         try {
+            look_again_at_crowd();
             keep_browsing();
             forget_missing();
             end_overdue();
@@ -130,11 +137,28 @@ void service_search::keep_browsing() {
     browse_ = dnssd_operation::browse(type_, [this](browse_answer const& seen) { sightings_.push_back(seen); });
     if (!browse_) return lose_daemon();
     browse_change_ = clock::now();
+    is_crowded_ = false;
     begin_again_ = {};
     shortage_pause_ = timing_.first_retry;
     most_watched_ = watches_among(most_questions_);
     if (!services_.empty()) grace_end_ = browse_change_ + timing_.return_grace;
     if (std::exchange(has_told_obstacle_, false)) report(severity_notice, "browsing for " + type_ + " goes on");
+}
+
+/// Nobody remembers those that found no room, and the daemon tells of each once to whoever browses: another one begins to.
+void service_search::look_again_at_crowd() {
+    if (clock::now() < next_look_at_crowd()) return;
+    browse_ = {};
+    browse_change_ = {};
+    sightings_.clear();
+    for (auto const& [key, each] : services_)
+        each->sightings = 0;
+    report(severity_notice, "there is room for other instances of " + type_ + " again, browsing begins anew");
+}
+
+service_search::clock::time_point service_search::next_look_at_crowd() const {
+    bool const has_room = is_crowded_ && services_.size() <= instances_with_room_for_others;
+    return has_room && browse_ ? browse_change_ + timing_.recheck : clock::time_point::max();
 }
 
 /// What is known stays known: the nodes may well be there while nobody on this machine can say so.
@@ -168,19 +192,20 @@ void service_search::take_sightings() {
 
 void service_search::add(browse_answer const& seen) {
     service_key const key = {{seen.name, seen.domain}, seen.interface_index};
-    if (services_.size() >= most_instances && !services_.contains(key)) {
-        if (!std::exchange(has_told_crowd_, true))
+    auto which = services_.find(key);
+    if (which == services_.end() && services_.size() >= most_instances) {
+        if (!std::exchange(is_crowded_, true))
             report(severity_warning, "there are more than " + std::to_string(most_instances) + " instances of " +
                                          type_ + ": others are not looked at");
         return;
     }
-    auto& known = services_[key];
-    if (!known) known = std::make_unique<service>();
-    auto& each = *known;
+    // The service first: what fails for want of memory leaves nothing behind.
+    if (which == services_.end()) which = services_.emplace(key, std::make_unique<service>()).first;
+    auto& each = *which->second;
     each.instance = seen;
-    if (++each.sightings > 1) return;
+    if (++each.sightings > 1 || service_schedule::holds(each)) return;
     if (!each.is_listed) tell_seen(each, true, seen.more_coming);
-    if (each.step == service::e_step::none) schedule_.begin_at(each, clock::now());
+    schedule_.begin_at(each, clock::now());
 }
 
 void service_search::remove(browse_answer const& gone) {
@@ -218,7 +243,7 @@ void service_search::forget_missing() {
 
 void service_search::begin_due() {
     auto const now = clock::now();
-    while (!is_stopped_ && begin_again_ <= now) {
+    for (std::size_t begun = 0; begun != most_begun_at_once && !is_stopped_ && begin_again_ <= now; ++begun) {
         auto* const each = schedule_.find_due(now);
         if (each == nullptr) return;
         // Others of this process may have taken all; one question is always asked.
@@ -366,7 +391,7 @@ void service_search::drop_some_watches() {
 
 /// In milliseconds, as poll() wants it; -1 for as long as nothing comes.
 int service_search::next_wait() const {
-    auto next = grace_end_;
+    auto next = std::min(grace_end_, next_look_at_crowd());
     if (!browse_) next = std::min(next, browse_change_);
     next = std::min({next, schedule_.next_overdue(), std::max(schedule_.next_due(), begin_again_)});
     if (next == clock::time_point::max()) return -1;
@@ -376,7 +401,8 @@ int service_search::next_wait() const {
 
 void service_search::wait_for_wake() const {
     pollfd waited = {wake_.descriptor(), POLLIN, 0};
-    ::poll(&waited, 1, static_cast<int>(timing_.least_pause.count()));
+    if (::poll(&waited, 1, static_cast<int>(timing_.least_pause.count())) < 0 && errno != EINTR)
+        std::this_thread::sleep_for(timing_.least_pause);
 }
 
 void service_search::wait_and_take() {

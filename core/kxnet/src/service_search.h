@@ -47,7 +47,8 @@ public:
     service_search& operator=(service_search const&) = delete;
     ~service_search();
 
-    /// How many instances a search looks at. Those that come when there are so many are not.
+    /// How many instances a search looks at. Those that come when there are so many are looked at once a tenth of these have
+    /// gone.
     static constexpr std::size_t most_instances = 10'000;
 
 private:
@@ -60,6 +61,8 @@ private:
     void recover(char const* reason) noexcept;
 
     void keep_browsing();
+    void look_again_at_crowd();
+    [[nodiscard]] clock::time_point next_look_at_crowd() const;
     void lose_daemon();
     void take_sightings();
     void add(browse_answer const& seen);
@@ -100,7 +103,7 @@ private:
     bool has_told_obstacle_ = false;
 
     service_map services_;
-    bool has_told_crowd_ = false;
+    bool is_crowded_ = false; ///< some came when there was no room for them
     service_schedule schedule_;
     clock::time_point begin_again_ = {}; ///< before, nothing new is asked: there was no room
     clock::duration shortage_pause_;

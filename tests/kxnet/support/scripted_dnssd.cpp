@@ -103,13 +103,14 @@ DNSServiceErrorType query(DNSServiceRef* ref, DNSServiceFlags, std::uint32_t int
 }
 
 DNSServiceErrorType announce(DNSServiceRef* ref, DNSServiceFlags, std::uint32_t, char const* name, char const* type,
-                             char const*, char const*, std::uint16_t, std::uint16_t, void const*,
+                             char const*, char const*, std::uint16_t, std::uint16_t length, void const* data,
                              DNSServiceRegisterReply callback, void* context) {
     auto made = std::make_unique<question>();
     made->name = name;
     made->type = type;
     made->on_announce = callback;
     made->context = context;
+    current->note("record " + std::string(static_cast<char const*>(data), length));
     return start(ref, std::string("announce ") + name, std::move(made));
 }
 
@@ -119,6 +120,7 @@ DNSServiceErrorType update(DNSServiceRef, DNSRecordRef, DNSServiceFlags, std::ui
 }
 
 int descriptor(DNSServiceRef ref) {
+    current->note_wait();
     return ref->asked->ends[0];
 }
 
@@ -158,11 +160,12 @@ scripted_dnssd::~scripted_dnssd() {
 // --- answers ----------------------------------------------------------------------------------------------------
 
 scripted_dnssd::answer scripted_dnssd::instance(std::string name, bool added, unsigned int interface_index,
-                                                std::string domain) {
+                                                std::string domain, bool more_coming) {
     return [=](question& asked) {
         if (asked.on_browse == nullptr) throw std::logic_error(asked.text + " wants no instance");
-        asked.on_browse(&asked.handle, added ? kDNSServiceFlagsAdd : 0, interface_index, 0, name.c_str(),
-                        asked.type.c_str(), domain.c_str(), asked.context);
+        auto const flags = (added ? kDNSServiceFlagsAdd : 0) | (more_coming ? kDNSServiceFlagsMoreComing : 0);
+        asked.on_browse(&asked.handle, flags, interface_index, 0, name.c_str(), asked.type.c_str(), domain.c_str(),
+                        asked.context);
     };
 }
 
@@ -176,12 +179,13 @@ scripted_dnssd::answer scripted_dnssd::place(std::string host, unsigned short po
     };
 }
 
-scripted_dnssd::answer scripted_dnssd::record(std::string bytes) {
+scripted_dnssd::answer scripted_dnssd::record(std::string bytes, std::uint32_t time_to_live, bool more_coming) {
     return [=](question& asked) {
         if (asked.on_record == nullptr) throw std::logic_error(asked.text + " wants no record");
-        asked.on_record(&asked.handle, kDNSServiceFlagsAdd, asked.interface_index, 0, asked.name.c_str(),
-                        asked.record_type, kDNSServiceClass_IN, static_cast<std::uint16_t>(bytes.size()), bytes.data(),
-                        120, asked.context);
+        auto const flags = kDNSServiceFlagsAdd | (more_coming ? kDNSServiceFlagsMoreComing : 0);
+        asked.on_record(&asked.handle, flags, asked.interface_index, 0, asked.name.c_str(), asked.record_type,
+                        kDNSServiceClass_IN, static_cast<std::uint16_t>(bytes.size()), bytes.data(), time_to_live,
+                        asked.context);
     };
 }
 
@@ -199,6 +203,13 @@ scripted_dnssd::answer scripted_dnssd::error(std::int32_t code) {
         if (asked.on_resolve != nullptr) asked.on_resolve(ref, 0, 0, code, "", "", 0, 0, nullptr, asked.context);
         if (asked.on_record != nullptr) asked.on_record(ref, 0, 0, code, "", 0, 0, 0, nullptr, 0, asked.context);
         if (asked.on_announce != nullptr) asked.on_announce(ref, 0, code, "", "", "", asked.context);
+    };
+}
+
+scripted_dnssd::answer scripted_dnssd::all(std::vector<answer> answers) {
+    return [=](question& asked) {
+        for (auto const& each : answers)
+            each(asked);
     };
 }
 
@@ -272,7 +283,7 @@ void scripted_dnssd::die() {
 
 std::size_t scripted_dnssd::asked_so_far(std::string const& beginning) const {
     return static_cast<std::size_t>(std::count_if(
-        asked_.begin(), asked_.end(), [&](std::string const& text) { return begins_with(text, beginning); }));
+        asked_.begin(), asked_.end(), [&](auto const& each) { return begins_with(each.first, beginning); }));
 }
 
 std::size_t scripted_dnssd::open_now(std::string const& beginning) const {
@@ -283,6 +294,14 @@ std::size_t scripted_dnssd::open_now(std::string const& beginning) const {
 std::size_t scripted_dnssd::asked(std::string const& beginning) const {
     std::lock_guard const lock(guard_);
     return asked_so_far(beginning);
+}
+
+std::vector<std::chrono::steady_clock::time_point> scripted_dnssd::times_asked(std::string const& beginning) const {
+    std::lock_guard const lock(guard_);
+    std::vector<std::chrono::steady_clock::time_point> times;
+    for (auto const& [text, when] : asked_)
+        if (begins_with(text, beginning)) times.push_back(when);
+    return times;
 }
 
 bool scripted_dnssd::wait_for_asked(std::string const& beginning, std::size_t times) const {
@@ -309,7 +328,7 @@ std::size_t scripted_dnssd::most_open() const {
 
 std::int32_t scripted_dnssd::note(std::string const& text) {
     std::unique_lock lock(guard_);
-    asked_.push_back(text);
+    asked_.emplace_back(text, std::chrono::steady_clock::now());
     changed_.notify_all();
     changed_.wait(lock, [&] { return !begins_with(text, held_); });
     for (auto const& [beginning, is_raising] : raising_)
@@ -328,7 +347,7 @@ std::int32_t scripted_dnssd::ask(question** asked, std::string const& text, std:
     *asked = made.get();
     open_.push_back(std::move(made));
     most_open_ = std::max(most_open_, open_.size());
-    if (auto const given = always_.find(text); given != always_.end()) push(**asked, given->second);
+    if (auto const given = always_.find(text); given != always_.end() && given->second) push(**asked, given->second);
     changed_.notify_all();
     return kDNSServiceErr_NoError;
 }

@@ -3,6 +3,8 @@
 
 #include "support/dnssd_symbols.h"
 
+#include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -11,6 +13,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kx_test {
@@ -18,7 +21,8 @@ namespace kx_test {
 /// In the place of the system's library for the length of its life; one at a time. Any thread may call what is here.
 ///
 /// Questions are known by texts: "browse TYPE", "resolve NAME on INTERFACE", "address of HOST on INTERFACE",
-/// "txt of NAME on INTERFACE" (the instance's own name), "announce NAME". Announcements also "update", with each new record.
+/// "txt of NAME on INTERFACE" (the instance's own name), "announce NAME" (and "record RECORD" with it). Announcements also
+/// "update RECORD".
 class scripted_dnssd {
 public:
     struct question;
@@ -34,18 +38,20 @@ public:
 
     // What answers there are.
     [[nodiscard]] static answer instance(std::string name, bool added, unsigned int interface_index = 1,
-                                         std::string domain = "local.");
+                                         std::string domain = "local.", bool more_coming = false);
     [[nodiscard]] static answer place(std::string host, unsigned short port, std::string txt);
-    [[nodiscard]] static answer record(std::string bytes);
+    [[nodiscard]] static answer record(std::string bytes, std::uint32_t time_to_live = 120, bool more_coming = false);
     [[nodiscard]] static answer name(std::string name);
     [[nodiscard]] static answer error(std::int32_t code);
+    /// All of them, in one go.
+    [[nodiscard]] static answer all(std::vector<answer> answers);
     /// Given again and again: there is always one more.
     [[nodiscard]] static answer without_end(answer each);
 
     /// Answers each question of this text that is open.
     /// @return how many there were
     std::size_t give(std::string const& text, answer const& given);
-    /// Answers each question of this text as soon as it is asked from now on.
+    /// Answers each question of this text as soon as it is asked from now on; null for no answer any more.
     void always_give(std::string const& text, answer given);
     /// Questions whose texts begin with this get an error from now on; 0 for none any more.
     void refuse(std::string const& beginning, std::int32_t error);
@@ -59,6 +65,8 @@ public:
 
     /// How often questions whose texts begin with this were asked, also in vain.
     [[nodiscard]] std::size_t asked(std::string const& beginning) const;
+    /// When they were asked.
+    [[nodiscard]] std::vector<std::chrono::steady_clock::time_point> times_asked(std::string const& beginning) const;
     /// Waits until they were asked so often; false when they aren't within a while.
     [[nodiscard]] bool wait_for_asked(std::string const& beginning, std::size_t times = 1) const;
     /// How many are open now, and waits until there are so many.
@@ -66,12 +74,15 @@ public:
     [[nodiscard]] bool wait_for_open(std::string const& beginning, std::size_t count) const;
     /// How many were open at a time at most.
     [[nodiscard]] std::size_t most_open() const;
+    /// How often anybody asked for a descriptor to wait on.
+    [[nodiscard]] std::size_t waits() const { return waits_; }
 
     // For the functions of the library.
     std::int32_t ask(question** asked, std::string const& text, std::unique_ptr<question> made);
     std::int32_t note(std::string const& text);
     void close(question* closed);
     std::int32_t process(question* asked);
+    void note_wait() { ++waits_; }
 
 private:
     [[nodiscard]] std::size_t asked_so_far(std::string const& beginning) const;
@@ -82,7 +93,8 @@ private:
     std::mutex mutable guard_;
     std::condition_variable mutable changed_;
     std::vector<std::unique_ptr<question>> open_;
-    std::vector<std::string> asked_;
+    std::vector<std::pair<std::string, std::chrono::steady_clock::time_point>> asked_;
+    std::atomic<std::size_t> waits_ = 0;
     std::size_t most_open_ = 0;
     std::map<std::string, answer> always_;
     std::map<std::string, std::int32_t> refused_;

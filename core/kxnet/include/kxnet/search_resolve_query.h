@@ -46,8 +46,9 @@ public:
 /// Browses for a service as long as it lives, on all network interfaces. It has a thread, which waits on the DNS-SD client
 /// library's sockets. Without that library nothing is ever found; without its daemon the search begins when there is one.
 /// A daemon that goes away is noticed; when it is back, the search goes on, and what is gone since is told within ten
-/// seconds of that. At most 10,000 instances are looked at, which a line in the log tells. An instance whose host fell silent is told as gone after a few minutes, long before DNS-SD itself gives up on
-/// it, and as new when it answers again.
+/// seconds of that. At most 10,000 instances are looked at; of more, a line in the log tells, and they are found when a
+/// tenth of these have gone. An instance whose host fell silent is told as gone after a few minutes, long before DNS-SD
+/// itself gives up on it, and as new when it answers again.
 class KXNET_EXPORT search_resolve_query {
 public:
     /// Starts to search.
