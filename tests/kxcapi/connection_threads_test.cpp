@@ -2,6 +2,7 @@
 
 #include "kxcapi/recording_handler.h"
 #include "support/captured_report.h"
+#include "support/certificates.h"
 #include "support/scripted_node.h"
 
 #include <gmock/gmock.h>
@@ -117,25 +118,104 @@ TEST(connection_threads, are_ended_by_a_close_whatever_the_peer_does) {
     EXPECT_EQ(told.count(), 0u);
 }
 
-TEST(connection_threads, end_an_attempt_to_connect) {
+/// What a process has while nothing is under way, to be compared with what it has afterwards.
+class belongings {
+public:
+    belongings() {
+        std::thread([] {}).join(); // with the first thread the thread sanitizer starts one of its own, which stays
+        threads_ = entries("/proc/self/task");
+        files_ = entries("/proc/self/fd");
+    }
+    [[nodiscard]] bool are_the_same() const {
+        return soon([this] { return entries("/proc/self/task") == threads_ && entries("/proc/self/fd") == files_; });
+    }
+
+private:
+    std::size_t threads_ = 0;
+    std::size_t files_ = 0;
+};
+
+kxnet::transport_options with_tls() {
+    return {true, kx_test::certificates::get().ca()};
+}
+
+TEST(connection_threads, end_an_attempt_to_connect_at_the_hello_and_at_the_handshake_of_tls) {
     kx_test::captured_report const log;
-    std::promise<void> has_come;
-    fault_server const node([&](fault_connection& client) {
-        has_come.set_value();
-        client.stall();
-    });
-    connection made(nullptr);
-    std::jthread const closing([&] {
-        has_come.get_future().wait();
-        EXPECT_EQ(error_of<call>([&] { static_cast<void>(made.connect("127.0.0.1", node.port(), 0)); }),
-                  "an attempt to connect is under way already");
-        EXPECT_EQ(error_of<call>([&] { static_cast<void>(answer(made, "x")); }), "there is no connection");
-        EXPECT_EQ(made.failure(), "");
-        made.close();
-    });
-    EXPECT_EQ(made.connect("127.0.0.1", node.port(), 0), result_code::failed);
-    EXPECT_EQ(made.failure(), "closed by this side");
-    EXPECT_FALSE(made.is_connected());
+    for (auto const& options : {kxnet::transport_options(), with_tls()}) {
+        belongings const before;
+        {
+            std::promise<void> has_come;
+            fault_server const node([&](fault_connection& client) {
+                // The first bytes of the client, who waits for those of the node from then on.
+                client.read(1);
+                has_come.set_value();
+                client.stall();
+            });
+            connection made(nullptr, options);
+            std::jthread const closing([&] {
+                has_come.get_future().wait();
+                EXPECT_EQ(error_of<call>([&] { static_cast<void>(made.connect("127.0.0.1", node.port(), 0)); }),
+                          "an attempt to connect is under way already");
+                EXPECT_EQ(error_of<call>([&] { static_cast<void>(answer(made, "x")); }), "there is no connection");
+                EXPECT_EQ(made.failure(), "");
+                made.close();
+            });
+            EXPECT_LT(milliseconds_of(
+                          [&] { EXPECT_EQ(made.connect("127.0.0.1", node.port(), 60'000), result_code::failed); }),
+                      20'000);
+            EXPECT_EQ(made.failure(), "closed by this side");
+            EXPECT_FALSE(made.is_connected());
+        }
+        EXPECT_TRUE(before.are_the_same());
+    }
+}
+
+TEST(connection_threads, end_an_attempt_to_connect_to_a_host_that_never_answers) {
+    kx_test::captured_report const log;
+    kx_test::full_port const nobody;
+    belongings const before;
+    {
+        connection made(nullptr);
+        std::atomic<bool> is_over = false;
+        std::jthread const connecting([&] {
+            EXPECT_EQ(made.connect("127.0.0.1", nobody.port(), 60'000), result_code::failed);
+            is_over = true;
+        });
+        // One that comes before the attempt has nothing to end.
+        EXPECT_TRUE(soon([&] {
+            made.close();
+            return is_over.load();
+        }));
+        EXPECT_EQ(made.failure(), "closed by this side");
+    }
+    EXPECT_TRUE(before.are_the_same());
+}
+
+TEST(connection_threads, are_not_held_longer_than_the_time_out_by_a_host_that_never_answers_or_a_peer_without_a_word) {
+    kx_test::captured_report const log;
+    kx_test::full_port const nobody;
+    fault_server const silent(kx_test::silent());
+    struct attempt {
+        std::string port;
+        kxnet::transport_options options;
+        std::string reason;
+    };
+    attempt const attempts[] = {
+        {nobody.port(), {}, " does not answer in time"},
+        {nobody.port(), with_tls(), " does not answer in time"},
+        {silent.port(), {}, " does not greet in time"},
+        {silent.port(), with_tls(), " does not answer in time"},
+    };
+    belongings const before;
+    for (attempt const& each : attempts) {
+        connection made(nullptr, each.options);
+        long long const took =
+            milliseconds_of([&] { EXPECT_EQ(made.connect("127.0.0.1", each.port, 300), result_code::timeout); });
+        EXPECT_GE(took, 300);
+        EXPECT_LT(took, 10'000);
+        EXPECT_EQ(made.failure(), "127.0.0.1:" + each.port + each.reason);
+    }
+    EXPECT_TRUE(before.are_the_same());
 }
 
 TEST(connection_threads, go_on_asking_while_a_handler_blocks) {
@@ -222,9 +302,7 @@ TEST(connection_threads, may_close_from_a_handler) {
 }
 
 TEST(connection_threads, may_give_up_the_last_handle_in_a_handler) {
-    std::thread([] {}).join(); // with the first thread the thread sanitizer starts one of its own, which stays
-    std::size_t const threads = entries("/proc/self/task");
-    std::size_t const files = entries("/proc/self/fd");
+    belongings const before;
     {
         recording_handler told;
         std::mutex guard;
@@ -245,7 +323,7 @@ TEST(connection_threads, may_give_up_the_last_handle_in_a_handler) {
             return !held;
         }));
     }
-    EXPECT_TRUE(soon([&] { return entries("/proc/self/task") == threads && entries("/proc/self/fd") == files; }));
+    EXPECT_TRUE(before.are_the_same());
 }
 
 TEST(connection_threads, may_connect_again_when_told_of_the_end) {

@@ -104,6 +104,10 @@ TEST(packet_stream_certificates, go_with_their_key_or_are_refused_at_once) {
                   kxnet::listener const made("127.0.0.1", 0, {all.good(), all.foreign_key()});
               }),
               "key '" + all.foreign_key() + "': key values mismatch");
+    EXPECT_EQ(error_of<kxbase::es::arg>([&] {
+                  kxnet::listener const made("127.0.0.1", 0, {all.good(), all.key_of_another_kind()});
+              }),
+              "key '" + all.key_of_another_kind() + "': different key types");
     EXPECT_THAT(error_of<kxbase::es::arg>([&] {
                     kxnet::listener const made("127.0.0.1", 0, {all.good(), all.encrypted_key()});
                 }),

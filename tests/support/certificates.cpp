@@ -21,6 +21,7 @@ certificates::certificates() {
     make_authority("ca");
     make_authority("foreign-ca");
     run(std::string("req ") + new_key + " -subj /CN=node -keyout key.pem -out request.pem");
+    run("genpkey -algorithm ed25519 -out ed25519.key");
     run("pkey -in key.pem -aes128 -passout pass:secret -out encrypted.key");
     static_cast<void>(made("good", own_names));
     static_cast<void>(made("expired", own_names, "-days -1"));

@@ -34,8 +34,9 @@ public:
     [[nodiscard]] std::string made(std::string const& name, std::string const& extensions,
                                    std::string const& validity = "-days 2", std::string const& by = "ca",
                                    std::string const& subject = "node") const;
-    /// The key of another certificate, and the usual one under a password.
+    /// The key of another certificate, one of another kind than theirs, and the usual one under a password.
     [[nodiscard]] std::string foreign_key() const { return folder_.file("foreign-ca.key"); }
+    [[nodiscard]] std::string key_of_another_kind() const { return folder_.file("ed25519.key"); }
     [[nodiscard]] std::string encrypted_key() const { return folder_.file("encrypted.key"); }
 
 private:

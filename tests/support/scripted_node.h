@@ -11,6 +11,7 @@
 #include <kxnet/packet_stream.h>
 
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -189,6 +190,48 @@ public:
 
 private:
     int socket_;
+    std::string port_;
+};
+
+/// A port of the loopback address that answers nobody, as a host does that is not there: more have come to it than it has
+/// room for, and none of them is taken.
+class full_port {
+public:
+    full_port() : listening_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        auto* const at = reinterpret_cast<sockaddr*>(&address);
+        if (::bind(listening_, at, size) != 0 || ::listen(listening_, 0) != 0 ||
+            ::getsockname(listening_, at, &size) != 0)
+            throw std::runtime_error("no free port on this machine");
+        port_ = std::to_string(ntohs(address.sin_port));
+        for (bool is_full = false; !is_full;) {
+            if (come_.size() == 20) throw std::runtime_error("a port cannot be filled on this machine");
+            come_.push_back(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+            is_full = ::connect(come_.back(), at, size) != 0 && !is_answered(come_.back());
+        }
+    }
+    ~full_port() {
+        for (int const each : come_)
+            ::close(each);
+        ::close(listening_);
+    }
+    full_port(full_port const&) = delete;
+    full_port& operator=(full_port const&) = delete;
+
+    [[nodiscard]] std::string const& port() const { return port_; }
+
+private:
+    /// On this host an answer comes at once or never.
+    static bool is_answered(int socket) {
+        pollfd polled = {socket, POLLOUT, 0};
+        return ::poll(&polled, 1, 300) == 1;
+    }
+
+    int listening_;
+    std::vector<int> come_;
     std::string port_;
 };
 

@@ -221,15 +221,40 @@ TEST(kx_devnode_attacks, tells_one_short_line_whatever_a_client_asks_for) {
 }
 
 /// Echoes asked for and never read, until nothing more is taken: this side's part of it.
-void ask_without_reading(raw_client const& client) {
+/// @return how many bytes were taken; no more than `most` are sent
+std::size_t ask_without_reading(raw_client const& client, std::size_t most) {
     int const small = 4096;
     ::setsockopt(client.descriptor(), SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
     timeval const moment = {0, 100'000};
     ::setsockopt(client.descriptor(), SOL_SOCKET, SO_SNDTIMEO, &moment, sizeof moment);
     kxp::packet echo(kxp::e_packet_type::request, "node.echo");
     echo.set_property("said", std::string(60'000, 'x'));
-    while (client.send(bytes_of(echo))) {
+    std::string const bytes = bytes_of(echo);
+    std::size_t taken = 0;
+    while (taken < most && client.send(bytes))
+        taken += bytes.size();
+    return taken;
+}
+
+/// The system's buffers hold a few MB in each direction.
+constexpr std::size_t much_more_than_sockets_hold = 200'000'000;
+
+TEST(kx_devnode_attacks, takes_no_more_from_a_client_that_reads_nothing_and_serves_the_others) {
+    devnode_process const node;
+    footprint const before(node);
+    {
+        std::vector<std::unique_ptr<raw_client>> deaf;
+        for (int i = 0; i != 4; ++i) {
+            deaf.push_back(greeted(node));
+            ASSERT_TRUE(deaf.back()->send(bytes_of(login())));
+            // What is taken and not answered yet would lie in the node.
+            EXPECT_LT(ask_without_reading(*deaf.back(), much_more_than_sockets_hold), 40'000'000U);
+        }
+        auto const job = finalized_job();
+        for (int i = 0; i != 20; ++i)
+            EXPECT_EQ(submitted(*logged_in(node), *job, "job-" + std::to_string(i)), "job-" + std::to_string(i));
     }
+    before.expect_same();
 }
 
 TEST(kx_devnode_attacks, gives_nobody_more_than_ten_seconds_to_log_in) {
@@ -240,7 +265,7 @@ TEST(kx_devnode_attacks, gives_nobody_more_than_ten_seconds_to_log_in) {
     auto const silent = greeted(node);
     auto const trickling = greeted(node);
     auto const deaf = greeted(node);
-    ask_without_reading(*deaf);
+    static_cast<void>(ask_without_reading(*deaf, much_more_than_sockets_hold));
     EXPECT_TRUE(logged_in(node)->is_logged_in());
     // A byte a second, of a login that would be right.
     std::string const slow = bytes_of(login());

@@ -64,7 +64,10 @@ tls_context::tls_context(server_options const& options) : state_(std::make_uniqu
     ERR_clear_error();
     if (SSL_CTX_use_certificate_chain_file(context, options.certificate_file.c_str()) != 1)
         kxbase::es::arg::raise("certificate '" + options.certificate_file + "': " + pending_reason());
-    if (SSL_CTX_use_PrivateKey_file(context, options.key_file.c_str(), SSL_FILETYPE_PEM) != 1)
+    X509* const certificate = SSL_CTX_get0_certificate(context);
+    // A key of another kind than the certificate's would be taken, and fail with every client.
+    if (SSL_CTX_use_PrivateKey_file(context, options.key_file.c_str(), SSL_FILETYPE_PEM) != 1 ||
+        X509_check_private_key(certificate, SSL_CTX_get0_privatekey(context)) != 1)
         kxbase::es::arg::raise("key '" + options.key_file + "': " + pending_reason());
 }
 
