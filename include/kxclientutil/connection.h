@@ -8,8 +8,8 @@
 /// owned, may be null, and must outlive the connection. The time-out, in milliseconds, 0 for 30 seconds, is given to each
 /// blocking step: connecting, and the exchange of the login. Connecting takes no longer. A login that is being sent and a
 /// reply whose first bytes have come in time may, as long as they go on at 1,000 bytes a second and never stand still for the
-/// time-out. Errors of other kinds, such as a lack of memory, pass as they are. Passwords travel as SHA-1 hex digests, which is no protection: over a network that others
-/// share, want TLS. No function retries, and none returns an empty handle.
+/// time-out. Errors of other kinds, such as a lack of memory, pass as they are. Passwords travel as SHA-1 hex digests, which
+/// is no protection: over a network that others share, want TLS. No function retries, and none returns an empty handle.
 
 #include <kxbase/ptr_refcount.h>
 #include <kxcapi/connection.h>

@@ -8,6 +8,7 @@
 #include <kxbase/errors.h>
 
 #include <mutex>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -49,7 +50,7 @@ struct connection::state {
     void end_sessions() const noexcept;
     [[nodiscard]] std::shared_ptr<session> next_to_end() const;
     result_code establish(std::unique_ptr<kxnet::packet_stream> stream);
-    result_code fail(result_code code, std::string const& reason);
+    result_code fail(result_code code, std::string_view reason);
     void replace_current(std::shared_ptr<session> by);
     kxp::packet const& keep(kxbase::ptr_refcount<kxp::packet const> reply);
 };
@@ -87,6 +88,9 @@ result_code connection::connect(std::string const& host, std::string const& port
         return state_->fail(result_code::failed, error.what());
     } catch (std::system_error const& error) {
         return state_->fail(result_code::failed, error.what());
+    } catch (std::exception const& error) {
+        state_->fail(result_code::failed, error.what());
+        throw;
     }
 }
 
@@ -182,11 +186,13 @@ result_code connection::state::establish(std::unique_ptr<kxnet::packet_stream> s
     return result_code::success;
 }
 
-result_code connection::state::fail(result_code code, std::string const& reason) {
-    report(e_report_kind_connection, e_report_severity_notice, "not connected: " + reason);
-    std::lock_guard const lock(guard);
-    replace_current({});
-    failure = reason;
+result_code connection::state::fail(result_code code, std::string_view reason) {
+    {
+        std::lock_guard const lock(guard);
+        replace_current({});
+        failure = reason;
+    }
+    report(e_report_kind_connection, e_report_severity_notice, "not connected: " + std::string(reason));
     return code;
 }
 

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <new>
 #include <utility>
 
 namespace kxcapi {
@@ -159,7 +160,7 @@ void session::send(kxp::packet const& request, std::uint32_t number, unsigned in
 }
 
 /// A frame that was begun and not finished ends the connection; nobody may be reading who would notice.
-void session::end_if_closed(std::string const& reason) {
+void session::end_if_closed(std::string_view reason) {
     if (stream_->is_open()) return;
     guard_lock const lock(guard_);
     end(lock, reason);
@@ -170,11 +171,12 @@ void session::wait_for_reply(pending& mine, unsigned int timeout_ms, std::string
     guard_lock lock(guard_);
     ++waiting_;
     bool is_in_time = true;
+    std::exception_ptr shortage;
     while (!mine.reply && !has_ended_ && is_in_time) {
         if (is_reading_) {
             callers_.wait_until(lock, limit.until());
         } else {
-            read_one(lock, limit.until());
+            shortage = read_one(lock, limit.until());
         }
         if (!mine.reply) is_in_time = limit.goes_on(stream_->reply_under_way(mine.number));
     }
@@ -183,26 +185,38 @@ void session::wait_for_reply(pending& mine, unsigned int timeout_ms, std::string
     if (waiting_ != 0) callers_.notify_all();
     if (waiting_ == 0 && is_network_asleep_) network_.notify_one();
     if (mine.reply) return;
+    if (shortage) std::rethrow_exception(shortage);
     if (has_ended_) kxbase::es::call::raise(end_reason_);
     kxbase::es::call::raise("no reply to \"" + name + "\" from " + stream_->peer() + " within the time-out");
 }
 
-/// Reads a packet, or what comes of it by then, and passes it on. Nobody else may be reading.
-void session::read_one(guard_lock& lock, time_point until) {
+/// Reads a packet, or what comes of it by then, and passes it on; what cannot be read ends the connection. Nobody else may be
+/// reading.
+/// @return a lack of memory, for a caller to pass on; empty else
+std::exception_ptr session::read_one(guard_lock& lock, time_point until) {
     is_reading_ = true;
     lock.unlock();
     kxbase::ptr_refcount<kxp::packet> packet;
-    std::string failure;
+    std::exception_ptr failure;
     try {
         packet = stream_->receive(until);
-    } catch (std::exception const& error) {
-        failure = error.what();
+    } catch (std::exception const&) {
+        failure = std::current_exception();
     }
     std::size_t const size = stream_->received_size();
     lock.lock();
     is_reading_ = false;
-    if (packet) take(lock, packet, size);
-    if (!failure.empty()) end(lock, failure);
+    try {
+        if (failure) std::rethrow_exception(failure);
+        if (packet) take(lock, packet, size);
+    } catch (std::bad_alloc const& error) {
+        // A packet is lost, and nobody knows whose.
+        end(lock, error.what());
+        return std::current_exception();
+    } catch (std::exception const& error) {
+        end(lock, error.what());
+    }
+    return {};
 }
 
 void session::take(guard_lock const& lock, kxbase::ptr_refcount<kxp::packet> const& packet, std::size_t size) {
@@ -235,10 +249,14 @@ void session::take_event(guard_lock const& lock, kxbase::ptr_refcount<kxp::packe
     network_.notify_one();
 }
 
-void session::end(guard_lock const& /*lock*/, std::string const& reason) noexcept {
+/// The reason does not change from then on.
+void session::end(guard_lock const& /*lock*/, std::string_view reason) noexcept {
     if (has_ended_) return;
     has_ended_ = true;
-    end_reason_ = reason;
+    try {
+        end_reason_ = reason;
+    } catch (std::bad_alloc const&) { // NOLINT(bugprone-empty-catch): it ends for a reason that is lost
+    }
     stream_->close();
     callers_.notify_all();
     network_.notify_all();
@@ -286,13 +304,12 @@ void session::run() noexcept {
         if (!events_.empty()) {
             deliver_first(lock);
         } else if (has_ended_) {
-            std::string const reason = end_reason_;
-            if (sink_) call_sink(lock, [&] { sink_->closed(reason); });
+            if (sink_) call_sink(lock, [&] { sink_->closed(end_reason_); });
             return;
         } else if (is_reading_ || waiting_ != 0 || requests_ != requests_seen_) {
             stand_by(lock);
         } else {
-            read_one(lock, kxnet::no_deadline);
+            static_cast<void>(read_one(lock, kxnet::no_deadline));
             // Whoever has come to wait meanwhile reads from here on.
             if (waiting_ != 0) callers_.notify_all();
         }

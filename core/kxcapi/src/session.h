@@ -14,9 +14,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <exception>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -87,12 +89,12 @@ private:
     void send(kxp::packet const& request, std::uint32_t number, unsigned int timeout_ms,
               kxnet::progress_function const& progress);
     void wait_for_reply(pending& mine, unsigned int timeout_ms, std::string const& name);
-    void read_one(guard_lock& lock, kxnet::time_point until);
+    [[nodiscard]] std::exception_ptr read_one(guard_lock& lock, kxnet::time_point until);
     void take(guard_lock const& lock, kxbase::ptr_refcount<kxp::packet> const& packet, std::size_t size);
     void take_reply(kxbase::ptr_refcount<kxp::packet> const& reply);
     void take_event(guard_lock const& lock, kxbase::ptr_refcount<kxp::packet> const& packet, std::size_t size);
-    void end(guard_lock const& lock, std::string const& reason) noexcept;
-    void end_if_closed(std::string const& reason);
+    void end(guard_lock const& lock, std::string_view reason) noexcept;
+    void end_if_closed(std::string_view reason);
 
     void run() noexcept;
     void deliver_first(guard_lock& lock);

@@ -65,6 +65,8 @@ public:
     /// @throws es::call in clear words when there is no connection, it ends meanwhile, or no reply comes in time. After a
     ///         reply that did not come in time the connection goes on.
     /// @throws es::arg for a packet that cannot be sent; nothing has been sent then
+    /// @throws std::bad_alloc as it is. When it was a packet of the node that there was no memory for, the connection has
+    ///         ended, since nobody knows what it said.
     [[nodiscard]] kxbase::ptr_refcount<kxp::packet const> request(kxp::packet const& request, unsigned int timeout_ms,
                                                                   kxnet::progress_function const& progress = {});
 
