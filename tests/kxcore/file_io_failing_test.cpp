@@ -1,5 +1,6 @@
 // Writes that fail half way, and writers that are killed: the file is the old or the new one, whole, every time.
 #include "document_samples.h"
+#include "support/own_mounts.h"
 #include "support/scratch_folder.h"
 
 #include <kxbase/errors.h>
@@ -9,7 +10,6 @@
 #include <gmock/gmock.h>
 
 #include <fcntl.h>
-#include <sched.h>
 #include <signal.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
@@ -19,7 +19,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <random>
 
 namespace {
@@ -41,42 +40,6 @@ std::string failure(std::string const& path, std::string_view content) {
     } catch (kxbase::es::call const& error) {
         return error.what();
     }
-}
-
-void give(fs::path const& file, std::string const& text) {
-    std::ofstream(file) << text;
-}
-
-/// A name space of mounts of this process's own, where nothing that is mounted is seen by others. Rights for that come
-/// from root, or from a name space of users that everybody may make.
-bool enter_own_mounts() {
-    uid_t const user = ::geteuid();
-    gid_t const group = ::getegid();
-    if (user != 0) {
-        if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
-        give("/proc/self/setgroups", "deny");
-        give("/proc/self/uid_map", "0 " + std::to_string(user) + " 1");
-        give("/proc/self/gid_map", "0 " + std::to_string(group) + " 1");
-    } else if (::unshare(CLONE_NEWNS) != 0) {
-        return false;
-    }
-    return ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-}
-
-/// Runs in a child with mounts of its own; what it finds wrong it prints and tells by how it ends. A machine that does
-/// not allow such a child fails the test: what is not tried here is not known to work.
-void in_own_mounts(std::function<std::string()> const& work) {
-    pid_t const child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        std::string wrong = "this machine lets no process have mounts of its own (unshare), which the test needs";
-        if (enter_own_mounts()) wrong = work();
-        if (!wrong.empty()) std::fprintf(stderr, "%s\n", wrong.c_str());
-        ::_exit(wrong.empty() ? 0 : 1);
-    }
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the child above says why";
 }
 
 std::string names_in(fs::path const& folder) {

@@ -2,17 +2,23 @@
 
 #include "devnode_client.h"
 
+#include "support/own_mounts.h"
+
 #include <kxbase/hash.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/mount.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <set>
+#include <stdexcept>
+#include <utility>
 
 namespace {
 
@@ -151,6 +157,72 @@ TEST(kx_devnode_spool, answers_an_error_when_a_job_cannot_be_stored_and_names_no
     EXPECT_THAT(jobs_of(node), IsEmpty());
     EXPECT_EQ(submitted(*client, *job, "b"), "b");
     EXPECT_THAT(names_in(node.spool()), UnorderedElementsAre("a.note", "b.job", "b.note"));
+}
+
+/// A folder as a disk of half a MB in memory, until the end of its life.
+class small_disk {
+public:
+    explicit small_disk(std::string folder) : folder_(std::move(folder)) {
+        if (::mount("tmpfs", folder_.c_str(), "tmpfs", 0, "size=512k,mode=0700") != 0)
+            throw std::runtime_error("cannot mount a tmpfs");
+    }
+    ~small_disk() { ::umount2(folder_.c_str(), MNT_DETACH); }
+    small_disk(small_disk const&) = delete;
+    small_disk& operator=(small_disk const&) = delete;
+
+private:
+    std::string folder_;
+};
+
+/// Leaves so many pages of memory of a disk of memory, on which a file takes whole ones.
+void fill_but(std::string const& folder, std::size_t pages) {
+    std::string const file = folder + "/filler";
+    {
+        std::ofstream filler(file, std::ios::binary);
+        std::string const page(static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)), 'x');
+        while (filler.write(page.data(), static_cast<std::streamsize>(page.size())).flush()) {
+        }
+    }
+    std::size_t const page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    fs::resize_file(file, fs::file_size(file) / page * page - pages * page);
+}
+
+/// What a node makes of a disk that gets full after none, one, two ... pages of what it stores.
+std::string stored_on_full_disk() {
+    devnode_process node;
+    node.end(SIGTERM);
+    small_disk const spool(node.spool());
+    node.start();
+    auto const job = finalized_job();
+    auto const client = logged_in(node);
+    std::size_t pages = 0;
+    for (bool is_refused = true; is_refused; ++pages) {
+        fill_but(node.spool(), pages);
+        std::string const said = submitted(*client, *job, "a");
+        fs::remove(node.spool() + "/filler");
+        is_refused = said != "a";
+        if (!is_refused) break;
+        if (said != "the job cannot be stored") return "the client is told: " + said;
+        if (!fs::is_empty(node.spool())) return "left behind with " + std::to_string(pages) + " pages";
+        if (node.log().find("job a cannot be stored: ") == std::string::npos) return "not told: " + node.log();
+    }
+    // One at least for the note, and one for the job.
+    if (pages < 2) return "the disk was never full";
+    if (node.log().find("No space left on device") == std::string::npos) return "the log says: " + node.log();
+    if (*kxclientutil::read_job_file(node.spool() + "/a.job") != *job) return "another job";
+    if (jobs_of(node).size() != 1) return "announced: " + jobs_of(node).dump();
+    node.end(SIGKILL);
+    node.start();
+    return jobs_of(node).size() == 1 ? "" : "gone after a kill";
+}
+
+TEST(kx_devnode_spool, has_no_half_of_a_job_when_the_disk_gets_full_and_takes_it_when_there_is_room) {
+    {
+        // What the runs of kx and of the node share is made here, and so removed at the end.
+        devnode_process const first;
+        static_cast<void>(finalized_job());
+    }
+    kx_test::in_own_mounts(&stored_on_full_disk);
 }
 
 TEST(kx_devnode_spool, keeps_its_folder_and_its_files_to_their_owner) {

@@ -135,7 +135,8 @@ void add_nodes_command(CLI::App& parser, application& app) {
         "A line for each node: its name, where it is, its cluster and its id. These are the nodes' own words: "
         "anybody on the local network may announce one.\nWith --watch, --json writes a document on each "
         "line. Nodes that keep their cluster to themselves have none.\n\nThe exit code is 3 when none is "
-        "found, or none can be searched for.\n\nExamples:\n  kx nodes\n  kx nodes --watch --cluster "
+        "found, or none can be searched for. With --json a search that finds none ends with 0 and an empty list, and "
+        "with --watch it is no failure either.\n\nExamples:\n  kx nodes\n  kx nodes --watch --cluster "
         "news\n");
     command->callback([&app, chosen] { run(app, *chosen); });
 }
