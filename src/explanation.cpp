@@ -3,6 +3,7 @@
 #include "submission/workflow_variable_values.h"
 
 #include <kxbase/secret_names.h>
+#include <kxbase/urls.h>
 #include <kxcore/credentials.h>
 #include <kxcore/properties.h>
 #include <kxcore/property_special.h>
@@ -109,6 +110,7 @@ std::string called(account_task const& task);
 std::string one_line(std::string_view text);
 std::string value_text(property_handle const& value, finalization_event const& event);
 std::string becomes(finalization_event const& event);
+std::string reason_of(finalization_event const& event);
 std::string with_reason(std::string sentence, finalization_event const& event);
 } // namespace
 
@@ -182,7 +184,7 @@ std::string narrator::value_unused(finalization_event const& event) const {
 }
 
 std::string narrator::task_added(finalization_event const& event) const {
-    std::string text = "new task " + task(event.task) + ": it " + event.why;
+    std::string text = "new task " + task(event.task) + ": it " + reason_of(event);
     if (event.after) text += ' ' + value_text(event.after, event);
     return text;
 }
@@ -237,8 +239,8 @@ std::string narrator::source_feeds(finalization_event const& event) const {
 }
 
 std::string narrator::each_task(finalization_event const& event) const {
-    if (event.others.size() == 1) return task(event.others.front()) + ' ' + event.why;
-    return "each of the " + std::to_string(event.others.size()) + " tasks " + event.why;
+    if (event.others.size() == 1) return task(event.others.front()) + ' ' + reason_of(event);
+    return "each of the " + std::to_string(event.others.size()) + " tasks " + reason_of(event);
 }
 
 std::string narrator::resource(finalization_event const& event) const {
@@ -308,8 +310,13 @@ std::string becomes(finalization_event const& event) {
     return " is now " + value_text(event.after, event);
 }
 
+/// A variable of any text may be in it.
+std::string reason_of(finalization_event const& event) {
+    return kxbase::without_url_secrets(event.why);
+}
+
 std::string with_reason(std::string sentence, finalization_event const& event) {
-    if (!event.why.empty()) sentence += ": " + event.why;
+    if (!event.why.empty()) sentence += ": " + reason_of(event);
     return sentence;
 }
 

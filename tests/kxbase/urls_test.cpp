@@ -301,6 +301,11 @@ TEST(without_url_secrets, hides_them_in_any_text) {
              {"a: is it so? token=5", "a: is it so? token=5"}, // a drive letter is no scheme
              {"http://h/a:b@c", "http://h/a:b@c"},
              {"mailto:ann@host", "mailto:ann@host"},
+             // a sentence, though it begins as a URL could
+             {"Note: see http://host:80/a and write to ann@host", "Note: see http://host:80/a and write to ann@host"},
+             {"Note: see http://b:c@d/ and http://e:f@g", "Note: see http://b:***@d/ and http://e:***@g"},
+             {"file:/a b/?token=x", "file:/a b/?token=***"},
+             {"xy:z?u=//a:b@c", "xy:z?u=//a:***@c"},
              {"\xff http://a:\xff@b", "\xff http://a:***@b"},
          })
         EXPECT_EQ(without_url_secrets(text), expected) << text;

@@ -119,7 +119,7 @@ int main(int argc, char** argv) {
     try {
         return run(argc, argv);
     } catch (std::exception const& error) {
-        std::fprintf(stderr, "kx: %s\n", error.what());
+        std::fprintf(stderr, "kx: %s\n", kx::on_one_line(kxbase::without_url_secrets(error.what())).c_str());
         return static_cast<int>(kx::e_exit::bad_input);
     }
 }

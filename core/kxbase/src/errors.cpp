@@ -1,5 +1,7 @@
 #include <kxbase/errors.h>
 
+#include <kxbase/urls.h>
+
 namespace kxbase::es {
 
 struct base::details {
@@ -22,7 +24,7 @@ template <class error>
 } // namespace
 
 base::base(std::string_view file, unsigned int line, std::string_view message)
-    : details_(std::make_shared<details const>(details{std::string(file), line, std::string(message)})) {}
+    : details_(std::make_shared<details const>(details{std::string(file), line, without_url_secrets(message)})) {}
 
 base::~base() = default;
 

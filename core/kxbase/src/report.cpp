@@ -1,6 +1,7 @@
 #include <kxbase/report.h>
 
 #include <kxbase/one_line.h>
+#include <kxbase/urls.h>
 
 #include <memory>
 #include <mutex>
@@ -39,7 +40,7 @@ void report(std::string_view file, unsigned int line, std::string_view category,
     try {
         std::string const safe_file = string_on_one_line(file);
         std::string const safe_category = string_on_one_line(category);
-        std::string const safe_message = string_on_one_line(message);
+        std::string const safe_message = string_on_one_line(without_url_secrets(message));
         report_line const safe{safe_file, line, safe_category, kind, severity, safe_message};
 
         sink_state& state = the_sink();

@@ -15,7 +15,8 @@ constexpr std::string_view mask = "***";
 constexpr std::string_view blanks = " \t\r\n";
 
 bool may_hold_url_secret(std::string_view text);
-bool is_url_whole(std::string_view text);
+std::string_view one_line_of(std::string_view text);
+bool is_url_whole(std::string_view line);
 std::string words_without_secrets(std::string_view text);
 void append_without_password(std::string_view text, std::size_t slashes, std::string& out);
 void append_without_secret_parameters(std::string_view text, std::string& out);
@@ -37,7 +38,12 @@ std::string url_protected_output(std::string_view url) {
 
 std::string without_url_secrets(std::string_view text) {
     if (!may_hold_url_secret(text)) return std::string(text);
-    return is_url_whole(text) ? url_protected_output(text) : words_without_secrets(text);
+    std::string_view const line = one_line_of(text);
+    if (!split_url(line).is_url()) return words_without_secrets(text);
+    if (is_url_whole(line)) return url_protected_output(text);
+    std::string safe;
+    append_without_secret_parameters(text, safe);
+    return words_without_secrets(safe);
 }
 
 namespace {
@@ -47,11 +53,17 @@ bool may_hold_url_secret(std::string_view text) {
     return text.find("//") != std::string_view::npos || text.find_first_of("?#") != std::string_view::npos;
 }
 
-/// A password may hold a blank, a line end none.
-bool is_url_whole(std::string_view text) {
+/// Without the blanks around it; empty when it has several lines. A password may hold a blank, a line end none.
+std::string_view one_line_of(std::string_view text) {
     text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
     text = text.substr(0, text.find_last_not_of(blanks) + 1);
-    return split_url(text).is_url() && text.find_first_of("\r\n") == std::string_view::npos;
+    return text.find_first_of("\r\n") == std::string_view::npos ? text : std::string_view();
+}
+
+/// "Note: see http://host:80/ and write to me@example.com" begins with what could be a scheme, and is a sentence: only an
+/// authority, or that there is no blank at all, tells a URL.
+bool is_url_whole(std::string_view line) {
+    return split_url(line).has_authority || line.find_first_of(blanks) == std::string_view::npos;
 }
 
 std::string words_without_secrets(std::string_view text) {

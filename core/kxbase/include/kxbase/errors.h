@@ -14,8 +14,8 @@
 
 namespace kxbase::es {
 
-/// What all errors have in common: a finished message, which is never formatted again, and the source position that
-/// raised it. Copying never throws.
+/// What all errors have in common: a finished message, which is never formatted again and shows no secret of a URL (as
+/// `without_url_secrets` of urls.h), and the source position that raised it. Copying never throws.
 class KXBASE_EXPORT base : public std::exception {
 public:
     /// An error with its message and the source position that raises it; `raise` makes and throws one.

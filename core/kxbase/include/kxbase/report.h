@@ -26,7 +26,7 @@ using report_sink = std::function<void(report_line const&)>;
 
 /// Writes one log line. Never throws: a line that can't be written is lost. Control characters (line separators, marks
 /// that turn the writing direction, and bytes that are no UTF-8 among them) are escaped as `\n`, `\t`, `\xNN` or
-/// `\u{NNNN}`, so that no input forges a line. Any thread may call it.
+/// `\u{NNNN}`, so that no input forges a line, and secrets of URLs in the message are masked. Any thread may call it.
 KXBASE_EXPORT void report(std::string_view file, unsigned int line, std::string_view category, unsigned int kind,
                           unsigned int severity, std::string_view message) noexcept;
 

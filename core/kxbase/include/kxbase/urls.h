@@ -64,9 +64,9 @@ namespace kxbase {
 /// `name=value` behind a '?', '#', '&' or ';', and its value goes to the next '&' or '#'; a path has none.
 [[nodiscard]] KXBASE_EXPORT std::string url_protected_output(std::string_view url);
 
-/// A text for people: as `url_protected_output` when it is a URL, that is, begins with a scheme and "//", or with a scheme
-/// and is one line; and the same for every URL with a "://" in any text, which ends at a blank, a line end, a quote or
-/// an angle bracket. Everything else stays as it is. Takes time in proportion to the text.
+/// A text for people: as `url_protected_output` when it is one line that begins with a scheme and "//", or with a scheme
+/// and has no blank; the same for each URL with a "://" in any text, up to a blank, a line end, a quote or an angle bracket;
+/// and secret parameters of a line with a scheme. All else stays as it is. Takes time in proportion to the text.
 [[nodiscard]] KXBASE_EXPORT std::string without_url_secrets(std::string_view text);
 
 /// A URL as it is; a path as a "file:" URL: "file:/path" for an absolute one, "file:/C:/path" for one with a drive
