@@ -1,7 +1,6 @@
 #include "validation/secrets.h"
 
 #include <kxbase/secret_names.h>
-#include <kxbase/url_parts.h>
 #include <kxbase/urls.h>
 #include <kxcore/credentials.h>
 #include <kxcore/property_values.h>
@@ -26,9 +25,6 @@ constexpr clear_secret within{"a URL with a secret in it, which is stored in the
                               "without it: only the user and the password of a text that is a URL can be protected"};
 
 clear_secret const* secret_at(std::string_view path, std::string_view text, e_content wrapped);
-bool is_no_secret(std::string_view text);
-bool has_user_or_password(std::string_view url);
-std::string without_user_info(std::string_view url);
 
 } // namespace
 
@@ -36,7 +32,7 @@ void judge_secrets(kxcore::properties const& stored, document_problems& out) {
     kxcore::visit_leaves(stored, [&out](std::string_view path, kxcore::property_handle const& value) {
         auto const* const text = kxcore::property_cast<kxcore::property_string>(value.get());
         e_content const wrapped = kxcore::credentials::content_to_wrap(path, *value);
-        if (text == nullptr || wrapped == e_content::text || is_no_secret(text->value())) return;
+        if (text == nullptr || wrapped == e_content::text || kxbase::tells_no_secret(text->value())) return;
         if (clear_secret const* const secret = secret_at(path, text->value(), wrapped))
             out.push_back({.severity = e_problem_severity::warning,
                            .path = std::string(path),
@@ -51,25 +47,9 @@ namespace {
 clear_secret const* secret_at(std::string_view path, std::string_view text, e_content wrapped) {
     bool const is_wrapped = wrapped == e_content::url;
     if (!is_wrapped && kxbase::is_secret_name(path)) return &named;
-    if (!is_wrapped && has_user_or_password(text)) return &login;
-    std::string clear(text);
-    if (is_wrapped) clear = without_user_info(text);
+    if (!is_wrapped && kxcore::credentials::holds_login(text)) return &login;
+    std::string const clear = is_wrapped ? kxcore::credentials::without_login(text) : std::string(text);
     return kxbase::without_url_secrets(clear) != clear ? &within : nullptr;
-}
-
-/// Neither is a variable that the secret is to come from.
-bool is_no_secret(std::string_view text) {
-    return text.empty() || text.starts_with("kxvar:") || (text.size() > 2 && text.front() == '$' && text.back() == '$');
-}
-
-bool has_user_or_password(std::string_view url) {
-    return !kxbase::url_user(url, true).empty() || !kxbase::url_password(url, true).empty();
-}
-
-std::string without_user_info(std::string_view url) {
-    kxbase::url_parts parts = kxbase::split_url(url);
-    parts.authority.remove_prefix(parts.authority.rfind('@') + 1);
-    return kxbase::join_url(parts);
 }
 
 } // namespace

@@ -80,5 +80,13 @@ TEST(is_secret_parameter, knows_short_names_too_and_decodes) {
         EXPECT_FALSE(is_secret_parameter(plain)) << plain;
 }
 
+TEST(tells_no_secret, of_an_empty_text_and_of_a_variable_alone) {
+    for (std::string_view const open : {"", "kxvar:/#uuid", "$encoder.name$", "$a$"})
+        EXPECT_TRUE(tells_no_secret(open)) << open;
+    for (std::string_view const told :
+         {" ", "x", "$", "$$", "$x", "x$", "a$encoder.name$", "see kxvar:/#uuid", "KXVAR:"})
+        EXPECT_FALSE(tells_no_secret(told)) << told;
+}
+
 } // namespace
 } // namespace kxbase

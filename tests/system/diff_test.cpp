@@ -7,11 +7,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 namespace {
 
+using kx_test::operator+; // NOLINT(misc-unused-using-decls): it is used; the check does not know operators
 using kx_test::example;
 using kx_test::run_kx;
 using kx_test::scratch_folder;
+using kx_test::strings;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -193,6 +197,102 @@ TEST(kx_diff, says_what_it_cannot_read_and_prints_no_difference) {
     EXPECT_EQ(result.out, "");
     EXPECT_THAT(result.err, testing::StartsWith("kx: no-such.xml: "));
     EXPECT_EQ(run_kx({"diff", example("workflow.xml")}).exit_code, 2);
+}
+
+/// A submission with these members, and these in the "ext-meta" of its workflow, where any may be.
+std::string submission_with(std::string const& in_workflow, std::string const& members = "") {
+    return R"(<?xml version="1.0" encoding="UTF-8"?>
+<document identifier="submission" version="7">
+  )" + members +
+           R"(<string key="name">S</string>
+  <properties key="workflow">
+    <properties key="ext-meta">)" +
+           in_workflow + R"(</properties>
+    <string key="name">W</string>
+    <list key="tasks"/>
+  </properties>
+</document>
+)";
+}
+
+/// The sample installation, but that its documents may hold any members.
+std::string open_installation(scratch_folder const& folder) {
+    constexpr std::string_view closed = R"(<bool key="closed">true)";
+    constexpr std::string_view opened = R"(<bool key="closed">false)";
+    auto const copy = folder.file("installation");
+    std::filesystem::copy(kx_test::source_path("share/installation"), copy, std::filesystem::copy_options::recursive);
+    for (auto const& each : std::filesystem::directory_iterator(copy + "/constraints")) {
+        auto const file = "installation/constraints/" + each.path().filename().string();
+        auto text = folder.read(file);
+        for (auto at = text.find(closed); at != std::string::npos; at = text.find(closed, at))
+            text.replace(at, closed.size(), opened);
+        folder.write(file, text);
+    }
+    return copy;
+}
+
+/// The same difference of two submissions as XML, in the binary format, and as jobs.
+void expect_told(std::string const& before, std::string const& after, std::string const& line,
+                 nlohmann::json const& told) {
+    scratch_folder const folder;
+    auto const installation = open_installation(folder);
+    auto const run = [&](strings const& arguments) {
+        return kx_test::run_kx_bare(strings{"--installation", installation} + arguments);
+    };
+    strings const pairs[] = {{folder.write("a.xml", before), folder.write("b.xml", after)},
+                             {folder.file("a.kxb"), folder.file("b.kxb")},
+                             {folder.file("a.job"), folder.file("b.job")}};
+    for (std::size_t index : {0U, 1U}) {
+        auto const& document = pairs[0][index];
+        ASSERT_EQ(run({"convert", document, pairs[1][index], "--format", "binary"}).exit_code, 0);
+        ASSERT_EQ(run({"finalize", "--submission", document, "-o", pairs[2][index]}).exit_code, 0);
+    }
+    for (auto const& files : pairs) {
+        auto const result = run({"diff", files[0], files[1]});
+        EXPECT_EQ(result.exit_code, 1) << result.err;
+        EXPECT_EQ(result.err, "");
+        EXPECT_THAT("\n" + result.out, HasSubstr("\n" + line + "\n")) << files[0];
+        EXPECT_THAT(result.out, Not(HasSubstr("(type of document)")));
+        EXPECT_THAT(run({"diff", "--json", files[0], files[1]}).json()["differences"], testing::Contains(told));
+    }
+}
+
+TEST(kx_diff, tells_of_members_whose_name_is_empty) {
+    expect_told(submission_with(R"(<int key="">5</int>)"), submission_with(R"(<int key="">6</int>)"),
+                "~ workflow{ext-meta}{}: 5 \xE2\x86\x92 6",
+                {{"path", "workflow{ext-meta}{}"}, {"change", "changed"}, {"before", 5}, {"after", 6}});
+    expect_told(
+        submission_with(R"(<properties key=""><int key="">5</int></properties>)"),
+        submission_with(R"(<properties key=""><list key=""/></properties>)"),
+        "~ workflow{ext-meta}{}{}: the int 5 \xE2\x86\x92 a list of 0 elements",
+        {{"path", "workflow{ext-meta}{}{}"}, {"change", "kind"}, {"before", 5}, {"after", nlohmann::json::array()}});
+}
+
+// Its path is empty, as is that of the difference of two types.
+TEST(kx_diff, tells_of_a_first_member_whose_name_is_empty) {
+    auto const with = [](char const* member) { return submission_with("", member); };
+    expect_told(with(""), with(R"(<string key="">x</string>)"), "+ : \"x\"",
+                {{"path", ""}, {"change", "added"}, {"after", "x"}});
+    expect_told(with(R"(<list key=""/>)"), with(""), "- : a list of 0 elements",
+                {{"path", ""}, {"change", "removed"}, {"before", nlohmann::json::array()}});
+    expect_told(with(R"(<int key="">5</int>)"), with(R"(<string key="">x</string>)"),
+                "~ : the int 5 \xE2\x86\x92 the string \"x\"",
+                {{"path", ""}, {"change", "kind"}, {"before", 5}, {"after", "x"}});
+}
+
+TEST(kx_diff, takes_members_that_are_called_as_kinds_are_for_members) {
+    expect_told(submission_with(R"(<properties key="m"><int key="$binary">5</int></properties>)"),
+                submission_with(R"(<binary key="m">YWI=</binary>)"),
+                "~ workflow{ext-meta}{m}: a tree of 1 member \xE2\x86\x92 a binary value of 2 bytes",
+                {{"path", "workflow{ext-meta}{m}"},
+                 {"change", "kind"},
+                 {"before", {{"$binary", 5}}},
+                 {"after", {{"$binary-size", 2}}}});
+    expect_told(
+        submission_with(R"(<properties key="m"><string key="$binary">YWI=</string></properties>)"),
+        submission_with(R"(<int key="m">5</int>)"),
+        "~ workflow{ext-meta}{m}: a tree of 1 member \xE2\x86\x92 the int 5",
+        {{"path", "workflow{ext-meta}{m}"}, {"change", "kind"}, {"before", {{"$binary", "YWI="}}}, {"after", 5}});
 }
 
 } // namespace

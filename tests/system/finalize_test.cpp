@@ -354,12 +354,29 @@ TEST(kx_finalize, warns_of_a_task_that_makes_the_root_folder_a_resource) {
     }
 }
 
+/// A source of one file in the root folder.
+std::string source_in_root(scratch_folder const& folder) {
+    return folder.write("files.xml", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                                     "<document identifier=\"file-source\" version=\"7\"><list "
+                                     "key=\"files\"><properties><string key=\"url\">file:/a.mov</string>"
+                                     "</properties></list></document>\n");
+}
+
+TEST(kx_finalize, names_the_task_where_the_root_folder_is_that_of_the_source_too) {
+    scratch_folder const folder;
+    auto const workflow = localizers_to(folder, {"file:/in/", "file:/"});
+    auto const result = run_kx({"finalize", "--workflow", workflow, "--source", source_in_root(folder), "-o",
+                                folder.file("a.job"), "--as-resources"});
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    EXPECT_THAT(result.err, HasSubstr("kx: warning: " + workflow +
+                                      ": task \"Fetch 1\", dest-dir-url: the root folder becomes a resource, and all "
+                                      "files of this machine with it\n"));
+    EXPECT_THAT(result.err, Not(HasSubstr("the source:")));
+}
+
 TEST(kx_finalize, warns_of_a_source_in_the_root_folder) {
     scratch_folder const folder;
-    auto const source = folder.write("files.xml", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                                                  "<document identifier=\"file-source\" version=\"7\"><list "
-                                                  "key=\"files\"><properties><string key=\"url\">file:/a.mov</string>"
-                                                  "</properties></list></document>\n");
+    auto const source = source_in_root(folder);
     auto const result = run_kx({"finalize", "--workflow", example("workflow.xml"), "--source", source, "-o",
                                 folder.file("a.job"), "--as-resources"});
     EXPECT_THAT(result.err, HasSubstr("kx: warning: " + example("workflow.xml") +

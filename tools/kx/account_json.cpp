@@ -37,7 +37,7 @@ void add_value(json& object, char const* key, finalization_event const& event, k
     if (!value) return;
     object[key] = kxclientutil::hides(event, *value)
                       ? json("********")
-                      : with_sizes_of_binaries(to_json(*kxcore::credentials::without_secrets(event.path, value)));
+                      : to_json(*kxcore::credentials::without_secrets(event.path, value), e_binaries::sizes);
 }
 
 json event_json(finalization_event const& event, std::string words, finalization_account const& account) {

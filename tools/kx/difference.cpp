@@ -114,8 +114,8 @@ std::string to_line(difference const& each) {
 
 nlohmann::ordered_json to_json(difference const& each) {
     nlohmann::ordered_json line = {{"path", each.path}, {"change", each.change()}};
-    if (each.before) line["before"] = with_sizes_of_binaries(to_json(*each.before));
-    if (each.after) line["after"] = with_sizes_of_binaries(to_json(*each.after));
+    if (each.before) line["before"] = to_json(*each.before, e_binaries::sizes);
+    if (each.after) line["after"] = to_json(*each.after, e_binaries::sizes);
     return line;
 }
 

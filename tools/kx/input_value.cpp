@@ -1,10 +1,12 @@
 #include "input_value.h"
 
+#include "application.h"
 #include "secret.h"
 #include "shown.h"
 #include "tree_text.h"
 #include "url_password.h"
 
+#include <kxbase/errors.h>
 #include <kxbase/limits.h>
 #include <kxbase/secret_names.h>
 #include <kxbase/urls.h>
@@ -20,7 +22,7 @@
 namespace kx {
 namespace {
 
-kxcore::property_handle value_of(nlohmann::json const& json, std::string const& option, std::size_t depth);
+kxcore::property_handle value_of(nlohmann::json const& given, std::string const& option, std::size_t depth);
 
 // An option may be long; its beginning tells which it is. Where there may be a secret in it, only what comes before any
 // value is shown.
@@ -48,23 +50,32 @@ kxcore::property_handle tree_of(nlohmann::json const& object, std::string const&
     return tree;
 }
 
-kxcore::property_handle value_of(nlohmann::json const& json, std::string const& option, std::size_t depth) {
+kxcore::property_handle value_of(nlohmann::json const& given, std::string const& option, std::size_t depth) {
     auto const deepest = kxbase::current_limits().nesting;
     if (depth > deepest) refuse(option, "nested deeper than " + std::to_string(deepest) + " levels (limit nesting)");
-    if (json.is_string()) return kxbase::make_refcount<kxcore::property_string>(json.get<std::string>());
-    if (json.is_boolean()) return kxbase::make_refcount<kxcore::property_bool>(json.get<bool>());
+    if (given.is_string()) return kxbase::make_refcount<kxcore::property_string>(given.get<std::string>());
+    if (given.is_boolean()) return kxbase::make_refcount<kxcore::property_bool>(given.get<bool>());
     bool const too_large =
-        json.is_number_unsigned() && json.get<std::uint64_t>() > std::numeric_limits<std::int64_t>::max();
-    if (json.is_number_integer() && !too_large)
-        return kxbase::make_refcount<kxcore::property_int>(json.get<std::int64_t>());
-    if (json.is_array()) return list_of(json, option, depth);
-    if (json.is_object()) return tree_of(json, option, depth);
+        given.is_number_unsigned() && given.get<std::uint64_t>() > std::numeric_limits<std::int64_t>::max();
+    if (given.is_number_integer() && !too_large)
+        return kxbase::make_refcount<kxcore::property_int>(given.get<std::int64_t>());
+    if (given.is_array()) return list_of(given, option, depth);
+    if (given.is_object()) return tree_of(given, option, depth);
     refuse(option, "expected a string, a bool, a whole number of 64 bits, a list or a tree");
 }
 
-/// Neither an empty text nor a variable that the secret is to come from says anything of it.
-bool is_open(std::string_view text) {
-    return text.empty() || text.starts_with("kxvar:") || (text.size() > 2 && text.front() == '$' && text.back() == '$');
+std::string first_line_for(std::string const& place, std::string const& file) {
+    try {
+        return first_line_of(file, "file");
+    } catch (kxbase::es::arg const& error) {
+        kxbase::es::arg::raise(place + ": " + error.message());
+    } catch (kxbase::es::call const& error) {
+        kxbase::es::call::raise(place + ": " + error.message());
+    }
+}
+
+std::string place_of(std::string_view option, input_value const& given) {
+    return std::string(option) + ' ' + on_one_line(kxbase::without_url_secrets(given.input));
 }
 
 } // namespace
@@ -79,9 +90,12 @@ input_value parse_input_value(std::string_view text) {
     if (text[equals - 1] != ':') {
         return {"", std::string(text.substr(0, equals)), kxbase::make_refcount<kxcore::property_string>(content), ""};
     }
-    auto const json = nlohmann::json::parse(content, nullptr, false);
-    if (json.is_discarded()) refuse(option, "what follows ':=' is not JSON");
-    return {"", std::string(text.substr(0, equals - 1)), value_of(json, option, 0), ""};
+    auto const parsed = nlohmann::json::parse(content, nullptr, false);
+    auto const input = text.substr(0, equals - 1);
+    if (parsed.is_discarded()) {
+        refuse(option, kxbase::is_secret_name(input) ? complaint_about_password() : "what follows ':=' is not JSON");
+    }
+    return {"", std::string(input), value_of(parsed, option, 0), ""};
 }
 
 input_value parse_input_value_or_file(std::string_view text) {
@@ -109,13 +123,22 @@ void refuse_secret_value(std::string_view option, input_value const& given) {
     visit_leaves_below(given.input, given.value, [&](std::string_view path, kxcore::property_handle const& leaf) {
         auto const* const text = kxcore::property_cast<kxcore::property_string>(leaf.get());
         if (text == nullptr) return;
-        bool const is_secret = kxbase::is_secret_name(path) && !is_open(text->value());
+        bool const is_secret = kxbase::is_secret_name(path) && !kxbase::tells_no_secret(text->value());
         if (!is_secret && !holds_password(text->value())) return;
-        std::string const input = on_one_line(given.input);
-        throw CLI::ValidationError(std::string(option) + ' ' + input, complaint_about_password() +
-                                                                          "; put the text into a file and give it as " +
-                                                                          input + ":@FILE");
+        throw CLI::ValidationError(place_of(option, given), complaint_about_password() +
+                                                                "; put the text into a file and give it as " +
+                                                                on_one_line(given.input) + ":@FILE");
     });
+}
+
+kxcore::property_handle given_value(application& app, std::string_view option, input_value const& given) {
+    refuse_secret_value(option, given);
+    if (given.file.empty()) return given.value;
+    auto const text = first_line_for(place_of(option, given), given.file);
+    bool const is_secret = kxbase::is_secret_name(given.input);
+    if (is_secret || kxbase::without_url_secrets(text) != text) warn_of_readers(app, given.file);
+    if (is_secret && text.empty()) app.tell_warning(given.file, "there is nothing in its first line");
+    return kxbase::make_refcount<kxcore::property_string>(text);
 }
 
 } // namespace kx

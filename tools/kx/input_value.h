@@ -11,6 +11,8 @@
 
 namespace kx {
 
+class application;
+
 /// One value for one input, and whom it is for where the option says so.
 struct input_value {
     std::string owner; ///< the task or the type; empty when the option has none
@@ -40,5 +42,11 @@ struct input_value {
 /// @param option the option, for the error: "--in"
 /// @throws CLI::ValidationError naming the option and the input, with another way to give it; never the value
 void refuse_secret_value(std::string_view option, input_value const& given);
+
+/// The value, read from the file where it is in one; warns of a file with a secret that others can read, or that has none.
+///
+/// @param option the option, for errors: "--in"
+/// @throws CLI::ValidationError as above; es::arg and es::call naming the option and the input for a file that is no good
+[[nodiscard]] kxcore::property_handle given_value(application& app, std::string_view option, input_value const& given);
 
 } // namespace kx

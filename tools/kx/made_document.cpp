@@ -4,25 +4,18 @@
 #include "document.h"
 #include "input_value.h"
 #include "shown.h"
-#include "url_password.h"
 
 #include <kxbase/buffer.h>
 #include <kxbase/errors.h>
-#include <kxbase/secret_names.h>
 #include <kxbase/urls.h>
 #include <kxclientutil/validation.h>
 #include <kxcore/ioutil.h>
-#include <kxcore/property_values.h>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 namespace kx {
 namespace {
-
-[[noreturn]] void refuse_secret(std::string_view key) {
-    throw CLI::ValidationError("--set " + on_one_line(key), complaint_about_password());
-}
 
 /// A tree goes into the one that is there; anything else takes the place of what is there.
 void put_setting(std::string_view path, kxcore::property_handle value, kxcore::properties& into) {
@@ -36,43 +29,28 @@ void put_setting(std::string_view path, kxcore::property_handle value, kxcore::p
     into.set_create_referenced_property(path, value);
 }
 
-/// Secrets by the name of their key, before the value is looked at, and by what the value is. The value itself is never
-/// shown.
-void refuse_secrets(std::string_view key, kxcore::property_handle const& value) {
-    kxcore::properties holder(false);
-    holder.set_property("value", value);
-    std::list<std::string> leaves;
-    holder.get_leaf_references(leaves);
-    for (auto const& leaf : leaves) {
-        auto const* const text = kxcore::property_cast<kxcore::property_string>(holder.find_referenced(leaf));
-        if (kxbase::is_secret_name(leaf) || (text != nullptr && holds_password(text->value()))) refuse_secret(key);
-    }
-}
-
 } // namespace
 
 void add_set_option(CLI::App& command, made_document_options& options) {
     command
         .add_option("--set", options.settings,
                     "A setting on top, given as often as needed; KEY may be a path, \"meta-data{category}\"")
-        ->type_name("KEY=TEXT|KEY:=JSON")
+        ->type_name("KEY=TEXT|KEY:=JSON|KEY:@FILE")
         ->allow_extra_args(false);
 }
 
-kxcore::properties tree_of_settings(made_document_options const& options) {
+kxcore::properties tree_of_settings(application& app, made_document_options const& options) {
     kxcore::properties tree(false);
-    put_settings(options, tree);
+    put_settings(app, options, tree);
     return tree;
 }
 
-void put_settings(made_document_options const& options, kxcore::properties& into) {
+void put_settings(application& app, made_document_options const& options, kxcore::properties& into) {
     for (auto const& text : options.settings) {
-        std::string_view const key = std::string_view(text).substr(0, text.find('='));
-        if (kxbase::is_secret_name(key)) refuse_secret(key);
-        auto const setting = parse_input_value(text);
-        refuse_secrets(setting.input, setting.value);
+        auto const setting = parse_input_value_or_file(text);
+        auto const value = given_value(app, "--set", setting);
         try {
-            put_setting(setting.input, setting.value, into);
+            put_setting(setting.input, value, into);
         } catch (kxbase::es::arg const& error) {
             throw CLI::ValidationError("--set " + on_one_line(setting.input), on_one_line(error.message()));
         }

@@ -29,13 +29,14 @@ void add_set_option(CLI::App& command, made_document_options& options);
 
 /// The settings as a tree; a key may be a path, "meta-data{category}".
 ///
-/// @throws CLI::ValidationError for what is no setting, for a path that can't be set, and for secrets
-[[nodiscard]] kxcore::properties tree_of_settings(made_document_options const& options);
+/// @throws CLI::ValidationError for what is no setting, for a path that can't be set, and for secrets; es::arg and es::call
+///         for a file that is no good
+[[nodiscard]] kxcore::properties tree_of_settings(application& app, made_document_options const& options);
 
 /// Puts the settings into a tree, each at its path; a tree is merged with the one that is there.
 ///
-/// @throws CLI::ValidationError as above
-void put_settings(made_document_options const& options, kxcore::properties& into);
+/// @throws as above
+void put_settings(application& app, made_document_options const& options, kxcore::properties& into);
 
 /// Writes the document, in the XML format where the file is new, when it has no errors; else tells all of them and writes
 /// nothing. Then tells what was made, in one line.

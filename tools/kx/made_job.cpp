@@ -3,11 +3,9 @@
 #include "arguments.h"
 #include "document.h"
 #include "input_value.h"
-#include "secret.h"
 #include "shown.h"
 
 #include <kxbase/errors.h>
-#include <kxbase/secret_names.h>
 #include <kxbase/url_parts.h>
 #include <kxbase/urls.h>
 #include <kxcore/property_values.h>
@@ -25,15 +23,6 @@
 namespace kx {
 namespace {
 
-kxcore::property_handle value_of(input_value const& given, application& app) {
-    if (given.file.empty()) return given.value;
-    auto const text = first_line_of(given.file, "file");
-    bool const is_secret = kxbase::is_secret_name(given.input);
-    if (is_secret || kxbase::without_url_secrets(text) != text) warn_of_readers(app, given.file);
-    if (is_secret && text.empty()) app.tell_warning(given.file, "there is nothing in its first line");
-    return kxbase::make_refcount<kxcore::property_string>(text);
-}
-
 kxclientutil::finalize_sub_conf settings_of(job_options const& chosen, application& app) {
     kxclientutil::finalize_sub_conf settings(chosen.origin_node);
     settings.submission_name = chosen.name;
@@ -43,18 +32,15 @@ kxclientutil::finalize_sub_conf settings_of(job_options const& chosen, applicati
     if (chosen.priority) settings.set_priority(*chosen.priority);
     for (auto const& text : chosen.in) {
         auto const given = parse_input_value_or_file(text);
-        refuse_secret_value("--in", given);
-        settings.in_values[given.input] = value_of(given, app);
+        settings.in_values[given.input] = given_value(app, "--in", given);
     }
     for (auto const& text : chosen.task_in) {
         auto const given = parse_owned_input_value(text);
-        refuse_secret_value("--task-in", given);
-        settings.task_name_in_values[given.owner][given.input] = value_of(given, app);
+        settings.task_name_in_values[given.owner][given.input] = given_value(app, "--task-in", given);
     }
     for (auto const& text : chosen.type_in) {
         auto const given = parse_owned_input_value(text);
-        refuse_secret_value("--type-in", given);
-        settings.task_type_in_values[given.owner][given.input] = value_of(given, app);
+        settings.task_type_in_values[given.owner][given.input] = given_value(app, "--type-in", given);
     }
     return settings;
 }

@@ -27,55 +27,43 @@ json special_json(kxcore::property_special const& special) {
     return {{"$special", std::move(parts)}};
 }
 
-json tree_json(kxcore::properties const& tree) {
+json tree_json(kxcore::properties const& tree, e_binaries binaries) {
     json object = json::object();
     for (auto const& member : tree)
-        object[std::string(member.key())] = to_json(*member.value());
+        object[std::string(member.key())] = to_json(*member.value(), binaries);
     return object;
 }
 
-json list_json(kxcore::property_list const& list) {
+json list_json(kxcore::property_list const& list, e_binaries binaries) {
     json array = json::array();
     for (auto const& element : list)
-        array.push_back(to_json(*element));
+        array.push_back(to_json(*element, binaries));
     return array;
+}
+
+json binary_json(kxcore::property_binary const& binary, e_binaries binaries) {
+    if (binaries == e_binaries::sizes) return {{"$binary-size", binary.value().size()}};
+    return {{"$binary", kxbase::base64_encoded(binary.value().bytes())}};
 }
 
 } // namespace
 
-json to_json(kxcore::property const& value) {
+json to_json(kxcore::property const& value, e_binaries binaries) {
     using kxcore::property_kind;
     switch (value.kind()) {
     case property_kind::string: return string_json(static_cast<kxcore::property_string const&>(value));
     case property_kind::boolean: return static_cast<kxcore::property_bool const&>(value).value();
     case property_kind::integer: return static_cast<kxcore::property_int const&>(value).value();
-    case property_kind::binary: {
-        auto const& bytes = static_cast<kxcore::property_binary const&>(value).value();
-        return {{"$binary", kxbase::base64_encoded(bytes.bytes())}};
-    }
-    case property_kind::properties: return tree_json(static_cast<kxcore::properties const&>(value));
-    case property_kind::list: return list_json(static_cast<kxcore::property_list const&>(value));
+    case property_kind::binary: return binary_json(static_cast<kxcore::property_binary const&>(value), binaries);
+    case property_kind::properties: return tree_json(static_cast<kxcore::properties const&>(value), binaries);
+    case property_kind::list: return list_json(static_cast<kxcore::property_list const&>(value), binaries);
     case property_kind::constraint: {
         auto const& constraint = static_cast<kxcore::property_constraint const&>(value).value();
-        return {{"$constraint", tree_json(*kxcore::constraint_to_tree(*constraint))}};
+        return {{"$constraint", tree_json(*kxcore::constraint_to_tree(*constraint), binaries)}};
     }
     case property_kind::special: return special_json(static_cast<kxcore::property_special const&>(value));
     }
     return nullptr;
-}
-
-// As deep as a document may be.
-nlohmann::ordered_json with_sizes_of_binaries(nlohmann::ordered_json value) {
-    auto const bytes = value.is_object() ? value.find("$binary") : value.end();
-    if (value.is_object() && bytes != value.end()) {
-        std::string decoded;
-        static_cast<void>(kxbase::base64_decode(bytes->get_ref<std::string const&>(), decoded));
-        return {{"$binary-size", decoded.size()}};
-    }
-    if (value.is_structured())
-        for (auto& each : value)
-            each = with_sizes_of_binaries(std::move(each));
-    return value;
 }
 
 } // namespace kx

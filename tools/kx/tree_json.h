@@ -13,11 +13,13 @@ class property;
 
 namespace kx {
 
-/// The value as JSON, the members of trees in byte order of their keys.
-[[nodiscard]] nlohmann::ordered_json to_json(kxcore::property const& value);
+/// What becomes of binaries.
+enum class e_binaries {
+    whole, ///< {"$binary": BASE64}
+    sizes, ///< {"$binary-size": NUMBER}: one may hold a whole job, with its secrets, in a form that nobody recognizes
+};
 
-/// The same with {"$binary-size": NUMBER} for every binary: it may hold a whole job, with its secrets, in a form that nobody
-/// recognizes.
-[[nodiscard]] nlohmann::ordered_json with_sizes_of_binaries(nlohmann::ordered_json value);
+/// The value as JSON, the members of trees in byte order of their keys.
+[[nodiscard]] nlohmann::ordered_json to_json(kxcore::property const& value, e_binaries binaries = e_binaries::whole);
 
 } // namespace kx

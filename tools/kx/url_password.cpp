@@ -38,6 +38,31 @@ std::string with_password(std::string const& url, std::string_view password) {
     return kxbase::join_url(parts);
 }
 
+// The authority of a URL and all behind it, where a password with reserved characters would go on.
+bool is_password_before(std::string_view server, std::string_view rest) {
+    auto const colon = server.rfind(':');
+    if (colon == std::string_view::npos || server.ends_with(']') || rest.find('@') == std::string_view::npos)
+        return false;
+    auto const port = server.substr(colon + 1);
+    return port.empty() || !std::ranges::all_of(port, [](char ch) { return ch >= '0' && ch <= '9'; });
+}
+
+// That of any URL in it: one may be a parameter of another.
+bool has_password(std::string_view text) {
+    constexpr std::string_view mark = "://";
+    for (auto at = text.find(mark); at != std::string_view::npos; at = text.find(mark, at)) {
+        at += mark.size();
+        auto const end = std::min(text.find_first_of("/?#", at), text.size());
+        auto server = text.substr(at, end - at);
+        auto const host = server.rfind('@') + 1;
+        auto const colon = server.substr(0, host).find(':');
+        if (colon != std::string_view::npos && colon + 2 != host) return true;
+        server.remove_prefix(host);
+        if (is_password_before(server, text.substr(end))) return true;
+    }
+    return false;
+}
+
 } // namespace
 
 std::vector<std::string> with_given_password(application& app, secret_source const& source,
@@ -74,19 +99,17 @@ std::string refuse_password_here(std::string const& text) {
     return holds_password(text) ? complaint_about_password() : "";
 }
 
-// What a message would hide counts, but for a port with an '@' further on, and an empty password.
-bool holds_password(std::string_view url) {
-    if (kxbase::url_scheme(url).empty()) return false;
-    if (!kxbase::url_password(url, false).empty()) return true;
-    auto parts = kxbase::split_url(url);
-    if (auto const user = parts.authority.rfind('@'); user != std::string_view::npos) {
-        parts.authority.remove_prefix(user + 1);
-        return holds_password(kxbase::join_url(parts));
+// What a message would hide counts, but for a port with an '@' further on, an empty password, and the secrets of queries:
+// a source may have no other URL.
+bool holds_password(std::string_view text) {
+    if (kxbase::split_url(text).has_authority) return has_password(text);
+    constexpr std::string_view ends = " \t\r\n\"'<>";
+    while (!text.empty()) {
+        auto const size = std::min(text.find_first_of(ends), text.size());
+        if (has_password(text.substr(0, size))) return true;
+        text.remove_prefix(std::min(size + 1, text.size()));
     }
-    if (kxbase::url_protected_output(url) == url) return false;
-    auto const colon = parts.authority.rfind(':');
-    auto const port = colon == std::string_view::npos ? std::string_view() : parts.authority.substr(colon + 1);
-    return port.empty() || !std::ranges::all_of(port, [](char ch) { return ch >= '0' && ch <= '9'; });
+    return false;
 }
 
 } // namespace kx

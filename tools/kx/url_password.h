@@ -29,7 +29,8 @@ namespace kx {
 /// The same for a text that gets none.
 [[nodiscard]] std::string refuse_password_here(std::string const& text);
 
-/// Whether the text is a URL with a password, also one that was typed without its reserved characters encoded.
-[[nodiscard]] bool holds_password(std::string_view url);
+/// Whether the text is a URL with a password, also one that was typed without its reserved characters encoded, or has
+/// such a URL in it.
+[[nodiscard]] bool holds_password(std::string_view text);
 
 } // namespace kx

@@ -53,6 +53,10 @@ bool is_secret_parameter(std::string_view name) {
            std::find(secret_parameters.begin(), secret_parameters.end(), letters) != secret_parameters.end();
 }
 
+bool tells_no_secret(std::string_view text) noexcept {
+    return text.empty() || text.starts_with("kxvar:") || (text.size() > 2 && text.front() == '$' && text.back() == '$');
+}
+
 namespace {
 
 /// Separators between the letters are passed over, those of a hostile name only as far as any honest one has them: each

@@ -48,7 +48,6 @@ struct protected_url_parts {
     std::string_view readable;
 };
 
-bool has_user_or_password(std::string_view url);
 bool may_be_secret(property_kind kind);
 property_handle hidden(property_handle const& value);
 property_handle shown(property_handle const& value);
@@ -86,10 +85,18 @@ e_content content_to_wrap(std::string_view path, property const& value) {
     if (text == nullptr) return e_content::none;
     for (wrap_rule const& rule : wrap_rules) {
         if (path.find(rule.in_path) == std::string_view::npos) continue;
-        bool const is_open = rule.content == e_content::url && !has_user_or_password(text->value());
+        bool const is_open = rule.content == e_content::url && !holds_login(text->value());
         return is_open ? e_content::none : rule.content;
     }
     return e_content::none;
+}
+
+bool holds_login(std::string_view url) {
+    return !kxbase::url_user(url, true).empty() || !kxbase::url_password(url, true).empty();
+}
+
+std::string without_login(std::string_view url) {
+    return without_user_info(url).readable;
 }
 
 bool is_secret_at(std::string_view path, property const& value) {
@@ -154,10 +161,6 @@ std::string readable_url(std::string_view protected_url) {
 
 namespace {
 
-bool has_user_or_password(std::string_view url) {
-    return !kxbase::url_user(url, true).empty() || !kxbase::url_password(url, true).empty();
-}
-
 bool may_be_secret(property_kind kind) {
     return kind != property_kind::boolean && kind != property_kind::special;
 }
@@ -218,7 +221,7 @@ bool is_filled(property const& value) {
 }
 
 bool holds_secret(std::string_view text) {
-    return has_user_or_password(text) || kxbase::without_url_secrets(text) != text;
+    return holds_login(text) || kxbase::without_url_secrets(text) != text;
 }
 
 std::string associated_with_url(std::string_view readable) {

@@ -85,12 +85,10 @@ void add_diff_command(CLI::App& parser, application& app) {
     command->footer(
         "A line for each difference: + only in B, - only in A, ~ in both, with the value of A and that of B. Lists are "
         "compared by index, documents as they are read, whatever version and format they are stored in. That two "
-        "documents "
-        "are of different types is a difference too. A workflow is compared with the workflow of a submission or a "
-        "job, "
-        "and of two jobs the submissions inside count as one value.\n\nThe exit code is 0 when there is no difference, "
-        "1 when there is one or a file cannot be read, which "
-        "is then told on standard error.\n\nExamples:\n  kx diff old.xml new.xml\n  kx diff news.xml news.job\n");
+        "documents are of different types is a difference too. A workflow is compared with the workflow of a "
+        "submission or a job, and of two jobs the submissions inside count as one value.\n\n"
+        "The exit code is 0 when there is no difference, 1 when there is one or a file cannot be read, which is then "
+        "told on standard error.\n\nExamples:\n  kx diff old.xml new.xml\n  kx diff news.xml news.job\n");
     command->callback([&app, chosen] { run(app, *chosen); });
 }
 

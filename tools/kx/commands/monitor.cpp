@@ -144,7 +144,7 @@ void run(application& app, options const& chosen) {
         if (chosen.sets_targets())
             kxclientutil::set_targets_on_monitor_source(source.tree, targets_of(chosen, source.tree),
                                                         chosen.workflow_id);
-        put_settings(chosen.document, source.tree);
+        put_settings(app, chosen.document, source.tree);
     });
     if (!is_there) return;
     if (!chosen.folder_to_try.empty())

@@ -70,22 +70,20 @@ void add_submit_command(CLI::App& parser, application& app) {
     add_node_options(*command, chosen->node);
     command->add_flag("--dry-run", chosen->dry_run, "Make the job, but do not connect to the node");
     command
-        ->add_option(
-            "--id", chosen->id,
-            "The id under which the job is sent; without it a fresh one. A node takes the same job under the same "
-            "id once")
+        ->add_option("--id", chosen->id,
+                     "The id under which the job is sent; without it a fresh one. A node takes the same job under the "
+                     "same id once")
         ->type_name("ID")
         ->check(refuse_bad_id);
     add_job_settings(*command, chosen->what);
     command->footer(
-        "The node has stored the job when this is done; kx status shows what becomes of it. Ctrl-C while it "
-        "is sent leaves nothing behind. When the answer is lost the job is sent once more; when that fails too, the "
-        "error "
-        "says how to send it again without making two.\nWithout --tls anybody on the network can read the job, and the "
-        "password's digest.\n\nExample:\n  kx submit --workflow news.xml --file clip.mov --as-resources "
-        "--to node7.example.com:40420 --user alice --tls\n  kx submit --workflow news.xml --file clip.mov "
-        "--as-resources "
-        "--cluster news --user alice\n");
+        "The node has stored the job when this is done; kx status shows what becomes of it. Ctrl-C while it is sent "
+        "leaves nothing behind. When the answer is lost the job is sent once more; when that fails too, the error says "
+        "how to send it again without making two.\n"
+        "Without --tls anybody on the network can read the job, and the password's digest.\n\nExample:\n"
+        "  kx submit --workflow news.xml --file clip.mov --as-resources --to node7.example.com:40420 --user alice "
+        "--tls\n"
+        "  kx submit --workflow news.xml --file clip.mov --as-resources --cluster news --user alice\n");
     command->callback([&app, chosen] { run(app, *chosen); });
 }
 

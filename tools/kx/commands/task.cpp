@@ -32,8 +32,9 @@ void add_location(CLI::App& command, char const* name, std::string& location, ch
 }
 
 void make_task(application& app, char const* kind, task_options const& options, task_maker const& make) {
-    auto const extra = tree_of_settings(options.document);
     auto const& out = options.document.out;
+    kxcore::properties extra(false);
+    if (!app.run_on("", [&] { extra = tree_of_settings(app, options.document); })) return;
     app.run_on(out, [&] {
         auto const task = make(app.installation().get_plugins(), extra);
         auto const name = task->get_string_value("name", "");

@@ -26,4 +26,8 @@ namespace kxbase {
 /// @param name as it stands in the URL, percent-encoded
 [[nodiscard]] KXBASE_EXPORT bool is_secret_parameter(std::string_view name);
 
+/// Whether a text under the name of a secret tells nothing of it: an empty one, and a variable that the secret is to come
+/// from ("$encoder.name$", "kxvar:/#uuid").
+[[nodiscard]] KXBASE_EXPORT bool tells_no_secret(std::string_view text) noexcept;
+
 } // namespace kxbase

@@ -31,6 +31,12 @@ enum class e_content {
 /// @param path the path of the leaf from the root of the document, as `visit_leaves` gives it
 [[nodiscard]] KXCORE_EXPORT e_content content_to_wrap(std::string_view path, property const& value);
 
+/// Whether there is something to protect in a URL: a user or a password.
+[[nodiscard]] KXCORE_EXPORT bool holds_login(std::string_view url);
+
+/// What a document stores of such a URL in the clear: all but the user and the password, byte for byte.
+[[nodiscard]] KXCORE_EXPORT std::string without_login(std::string_view url);
+
 /// Whether the value that stands at a path is secret as a whole: when a step of the path is called so
 /// (`kxbase::is_secret_name`), any value but a bool, which tells too little, and a special, which shows no credential.
 [[nodiscard]] KXCORE_EXPORT bool is_secret_at(std::string_view path, property const& value);
