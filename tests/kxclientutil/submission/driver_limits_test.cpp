@@ -1,4 +1,5 @@
 // What finalization makes of a submission that would become a job beyond the limits: an error, at once, and nothing else.
+#include "kxclientutil/support/encoded_size.h"
 #include "kxclientutil/support/wired_fixture.h"
 
 #include <kxbase/buffer.h>
@@ -10,6 +11,7 @@ namespace kxclientutil {
 
 namespace {
 
+using kx_test::encoded_size;
 using kx_test::encoder_plid;
 using kx_test::list;
 using kx_test::mbr_plid;
@@ -24,12 +26,6 @@ using kxcore::properties;
 namespace es = kxbase::es;
 
 constexpr std::size_t small_document = 100'000;
-
-std::size_t encoded_size(properties const& tree) {
-    kxbase::buffer bytes;
-    kxcore::encoder_network(bytes).write(tree);
-    return bytes.size();
-}
 
 [[nodiscard]] kxbase::limits with_document(std::size_t size) {
     kxbase::limits limits = kxbase::current_limits();

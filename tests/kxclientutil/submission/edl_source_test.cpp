@@ -228,6 +228,14 @@ TEST_F(finalized_edl_source, feeds_all_remote_clips_under_clips) {
               *list({remote_clip(), remote_clip(), remote_clip()}));
 }
 
+TEST_F(finalized_edl_source, feeds_a_remote_clip_also_where_the_caller_gives_the_clips) {
+    use_clips({clip("http://host/b.mov")});
+    settings.in_values["clips"] = list({clip("file:/mine.mov")});
+    finalize();
+    EXPECT_EQ(feeds(encoder), (std::vector<std::string>{"b.mov -> clips[0]{url}"}));
+    EXPECT_EQ(*configuration(encoder).get_property("clips"), *list({clip("kxrc:/mine.mov#origin")}));
+}
+
 TEST_F(finalized_edl_source, feeds_paths_in_byte_order) {
     std::vector<property_handle> clips(11, clip("ftp://host/a.mov"));
     use_clips(clips);

@@ -1,5 +1,6 @@
 #include "submission/job_size.h"
 
+#include "kxclientutil/support/encoded_size.h"
 #include "kxclientutil/support/wired_fixture.h"
 
 #include <kxclientutil/explanation.h>
@@ -15,6 +16,7 @@ namespace kxclientutil {
 
 namespace {
 
+using kx_test::encoded_size;
 using kx_test::encoder_plid;
 using kx_test::flag;
 using kx_test::list;
@@ -82,12 +84,6 @@ protected:
             (refused_at(middle) == step ? refused : passed) = middle;
         }
         return passed;
-    }
-
-    [[nodiscard]] static std::size_t encoded_size(properties const& tree) {
-        kxbase::buffer bytes;
-        kxcore::encoder_network(bytes).write(tree);
-        return bytes.size();
     }
 
     /// What the values of those names take in the job, in the tasks of a plugin, in their configurations or beside them.
@@ -280,6 +276,19 @@ TEST_F(job_size, counts_shared_parts_wherever_they_stand) {
     property_handle const part = list({text("ab"), text("c")});
     EXPECT_EQ(least_encoded_size(part, settings), 1U + 3U + 2U);
     EXPECT_EQ(least_encoded_size(tree({{"a", part}, {"b", part}}), settings), 1U + 2U + 2U * 6U);
+}
+
+// As many bytes as the network encoding takes for it, but for the four of a key that comes for the first time.
+TEST_F(job_size, counts_a_special_with_its_text) {
+    using kxcore::property_kind;
+    using kxcore::property_special;
+    for (auto const& special :
+         {property_special::create_deferred(property_kind::string),
+          property_special::create_deferred_context(property_kind::integer, "workflow.spawn-value"),
+          property_special::create_deferred_variable(property_kind::string, "dest-url")}) {
+        auto const encoded = encoded_size(*tree({{"a", special}})) - encoded_size(*tree({{"a", flag(true)}})) + 1;
+        EXPECT_EQ(least_encoded_size(special, settings), encoded) << special->value();
+    }
 }
 
 } // namespace

@@ -1,17 +1,16 @@
 #include "kxclientutil/support/finalized.h"
 
+#include "kxclientutil/support/encoded_size.h"
 #include "kxclientutil/support/trees.h"
 #include "support/captured_report.h"
 
 #include <kxclientutil/explanation.h>
 
-#include <kxbase/buffer.h>
 #include <kxbase/errors.h>
 #include <kxbase/limits.h>
 #include <kxcore/configuration.h>
 #include <kxcore/constraint_db.h>
 #include <kxcore/installation.h>
-#include <kxcore/network_encoding.h>
 
 #include <gtest/gtest.h>
 
@@ -67,12 +66,6 @@ finalized finalize_copy(properties const& submission, kxclientutil::finalize_sub
         result.reports.push_back(line.category + ' ' + std::to_string(line.kind) + ' ' + std::to_string(line.severity) +
                                  ": " + line.message);
     return result;
-}
-
-std::size_t encoded_size(properties const& tree) {
-    kxbase::buffer bytes;
-    kxcore::encoder_network(bytes).write(tree);
-    return bytes.size();
 }
 
 void expect_room_for(finalized const& job, properties const& submission,

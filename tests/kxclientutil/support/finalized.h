@@ -30,9 +30,6 @@ struct finalized {
                                       kxclientutil::finalize_sub_conf const& settings, kxcore::installation const& with,
                                       std::vector<std::string> const& before = {});
 
-/// The bytes of the network encoding.
-[[nodiscard]] std::size_t encoded_size(kxcore::properties const& tree);
-
 /// Finalizes a copy where no document may be larger than its job is, and expects that no count on the way there, before
 /// the job itself is measured, calls it too large.
 void expect_room_for(finalized const& job, kxcore::properties const& submission,
