@@ -132,6 +132,37 @@ TEST(packet_stream_certificates, are_asked_for_by_the_name_of_the_host_and_never
     }
 }
 
+TEST(packet_stream_certificates, fit_whole_names_with_a_dot_at_their_end) {
+    std::promise<std::string> asked;
+    tls_server const node(certificates::get().good(), certificates::get().key(), [&](SSL* client) {
+        kx_test::send_to(client, kx_test::hello_text());
+        kx_test::read_from(client, kxnet::hello_size);
+        asked.set_value(SSL_get_servername(client, TLSEXT_NAMETYPE_host_name));
+    });
+    auto const connected_as_whole_name = [](std::string const& port) {
+        return packet_stream::connect("127.0.0.1", port, {true, certificates::get().ca(), "localhost."}, 3000);
+    };
+    EXPECT_TRUE(connected_as_whole_name(node.port()));
+    EXPECT_EQ(asked.get_future().get(), "localhost");
+    test_node const other(echo, {certificates::get().of_another_host(), certificates::get().key()});
+    EXPECT_EQ(error_of<not_secure>([&] { static_cast<void>(connected_as_whole_name(other.port())); }),
+              "the certificate of 'localhost' is not to be trusted: hostname mismatch");
+}
+
+TEST(packet_stream_certificates, are_for_the_name_that_is_given_where_the_host_is_reached_otherwise) {
+    certificates const& all = certificates::get();
+    test_node const node(echo, {all.of_another_host(), all.key()});
+    auto const connected_as = [&](std::string const& name) {
+        return packet_stream::connect("127.0.0.1", node.port(), {true, all.ca(), name}, 3000);
+    };
+    EXPECT_TRUE(connected_as("node.example"));
+    EXPECT_TRUE(connected_as("node.example."));
+    EXPECT_EQ(error_of<not_secure>([&] { static_cast<void>(connected_as("example")); }),
+              "the certificate of 'example' is not to be trusted: hostname mismatch");
+    EXPECT_EQ(error_of<not_secure>([&] { static_cast<void>(connected_as("")); }),
+              "the certificate of '127.0.0.1' is not to be trusted: IP address mismatch");
+}
+
 TEST(packet_stream_certificates, name_no_host_that_stands_for_many) {
     EXPECT_EQ(error_of<kxbase::es::call>([] { static_cast<void>(connected("1", ".example")); }).find("'.example'"), 0u);
 }

@@ -1,7 +1,9 @@
 // kx finds nodes that announce themselves, on networks of hosts that the tests make.
 
+#include "kx_process.h"
 #include "kx_run.h"
 
+#include "support/certificates.h"
 #include "support/dnssd_network.h"
 #include "support/scratch_folder.h"
 #include "support/waiting.h"
@@ -14,6 +16,7 @@
 #include <csignal>
 #include <filesystem>
 #include <memory>
+#include <sstream>
 
 namespace {
 
@@ -45,11 +48,12 @@ protected:
 
     /// A node on the other host, with a spool of its own.
     std::unique_ptr<host_process> start_node(std::string const& name, std::string const& cluster,
-                                             std::string const& port) {
-        return network_->start(1,
-                               {KX_DEVNODE, "--port", port, "--user", "alice:" + kxbase::string_hash_SHA1_hex(password),
-                                "--spool", spool(port), "--installation", kx_test::source_path("share/installation"),
-                                "--announce", name, "--cluster", cluster, "--id", "id-" + port});
+                                             std::string const& port, strings const& more = {}) {
+        return network_->start(1, strings{KX_DEVNODE, "--port", port, "--user",
+                                          "alice:" + kxbase::string_hash_SHA1_hex(password), "--spool", spool(port),
+                                          "--installation", kx_test::source_path("share/installation"), "--announce",
+                                          name, "--cluster", cluster, "--id", "id-" + port} +
+                                      more);
     }
 
     std::unique_ptr<host_process> announce(std::string const& name, strings const& entries) {
@@ -64,10 +68,11 @@ protected:
             begin(files), end(files), [](auto const& file) { return file.path().extension() == ".job"; }));
     }
 
-    kx_test::kx_result submit(std::string const& cluster) {
-        return run_kx({"submit", "--workflow", kx_test::example("workflow.xml"), "--file",
-                       folder_.write("clip.mov", "a"), "--as-resources", "--name", "Evening news", "--cluster", cluster,
-                       "--user", "alice"});
+    kx_test::kx_result submit(std::string const& cluster, strings const& more = {}) {
+        return run_kx(strings{"submit", "--workflow", kx_test::example("workflow.xml"), "--file",
+                              folder_.write("clip.mov", "a"), "--as-resources", "--name", "Evening news", "--cluster",
+                              cluster, "--user", "alice"} +
+                      more);
     }
 
     void expect_listed(std::string const& line) {
@@ -154,6 +159,88 @@ TEST_F(discovery, watches_nodes_come_change_and_go) {
     node->write_line("id=2\tcluster=sport\tuc=3");
     EXPECT_TRUE(says("removed  Node"));
     EXPECT_TRUE(watching->is_running());
+}
+
+TEST_F(discovery, tells_by_its_exit_code_whether_it_found_any_in_every_form) {
+    if (!make()) GTEST_SKIP() << skip_reason_;
+    auto const none = run_kx({"nodes", "--json", "--timeout", "0.5"});
+    EXPECT_EQ(one_line(none), "kx: nodes: no node announced itself within 0.5 s\n");
+    EXPECT_EQ(none.json(), nlohmann::json({{"nodes", nlohmann::json::array()}}));
+    auto const watched = run_kx({"nodes", "--watch", "--timeout", "0.5"});
+    EXPECT_EQ(one_line(watched), "kx: nodes: no node announced itself within 0.5 s\n");
+    EXPECT_EQ(watched.out, "");
+    auto const node = announce("Node", {"id=1", "cluster=news", "uc=1"});
+    auto const hidden = announce("Hidden", {"id=2", "cluster=news", "uc=1", "private=yes"});
+    expect_listed("Node  10.78.0.2:9000  cluster news  id 1");
+    expect_listed("Hidden  10.78.0.2:9000  no cluster  id 2");
+    auto const found = run_kx({"nodes", "--json", "--cluster", "news", "--timeout", "2"});
+    EXPECT_EQ(found.exit_code, 0) << found.err;
+    EXPECT_THAT(found.json()["nodes"], SizeIs(1));
+    auto const others = run_kx({"nodes", "--json", "--cluster", "sport", "--timeout", "2"});
+    EXPECT_EQ(one_line(others), "kx: nodes: none of the 2 nodes found is of the cluster \"sport\"\n");
+    EXPECT_EQ(one_line(run_kx({"nodes", "--watch", "--cluster", "sport", "--timeout", "2"})),
+              "kx: nodes: none of the 2 nodes found is of the cluster \"sport\"\n");
+    auto const told = run_kx({"nodes", "--watch", "--json", "--cluster", "news", "--timeout", "2"});
+    EXPECT_EQ(told.exit_code, 0) << told.err;
+    std::istringstream lines(told.out);
+    std::size_t count = 0;
+    for (std::string line; std::getline(lines, line); ++count) {
+        auto const document = nlohmann::json::parse(line);
+        EXPECT_EQ(document["event"], count == 0 ? "added" : "updated") << line;
+        EXPECT_EQ(document["name"], "Node");
+        EXPECT_EQ(document["txt"]["id"], "1");
+    }
+    EXPECT_GE(count, 1U);
+}
+
+TEST_F(discovery, ends_to_watch_when_the_user_wants_or_nothing_can_be_written) {
+    if (!make()) GTEST_SKIP() << skip_reason_;
+    auto const node = announce("Node", {"id=1", "cluster=news", "uc=1"});
+    expect_listed("Node  10.78.0.2:9000  cluster news  id 1");
+    kx_test::kx_process watching({"nodes", "--watch"});
+    ASSERT_TRUE(kx_test::holds_soon([&] { return watching.out().find("added  Node") != std::string::npos; }));
+    watching.signal(SIGINT);
+    EXPECT_EQ(watching.wait(), 128 + SIGINT);
+    auto const full = kx_test::run_program("/bin/sh", {"-c", "exec " KX_TOOL " nodes --watch >/dev/full"});
+    EXPECT_EQ(full.exit_code, 1);
+    EXPECT_THAT(full.err, testing::MatchesRegex("kx: standard output: [^\n]+\n"));
+}
+
+TEST_F(discovery, trusts_a_certificate_that_names_the_host_of_the_node_that_was_found) {
+    if (!make()) GTEST_SKIP() << skip_reason_;
+    auto const& all = kx_test::certificates::get();
+    auto const fit =
+        start_node("Node A", "news", "40421",
+                   {"--tls-cert", all.made("of-host", "subjectAltName=DNS:kx1.local"), "--tls-key", all.key()});
+    auto const other = start_node(
+        "Node B", "sport", "40422",
+        {"--tls-cert", all.made("of-address", "subjectAltName=IP:10.77.0.2,IP:10.78.0.2"), "--tls-key", all.key()});
+    expect_listed("Node A  10.78.0.2:40421  cluster news  id id-40421");
+    expect_listed("Node B  10.78.0.2:40422  cluster sport  id id-40422");
+    strings const tls = {"--tls", "--ca", all.ca()};
+    auto const sent = submit("news", tls);
+    EXPECT_EQ(sent.exit_code, 0) << sent.err;
+    EXPECT_EQ(jobs_in("40421"), 1U);
+    EXPECT_THAT(one_line(submit("sport", tls)),
+                HasSubstr("the certificate of 'kx1.local' is not to be trusted: hostname mismatch"));
+    EXPECT_EQ(jobs_in("40422"), 0U);
+}
+
+TEST(discovery_without_network, takes_no_time_that_is_no_number) {
+    for (char const* const time : {"nan", "-nan", "NAN", "inf", "-1", "86401"}) {
+        auto const result = run_kx({"nodes", std::string("--timeout=") + time});
+        EXPECT_EQ(result.exit_code, 2) << time << result.out;
+        EXPECT_THAT(result.err, HasSubstr("--timeout")) << time;
+    }
+    EXPECT_THAT(run_kx({"nodes", "--timeout", "nan"}).err, HasSubstr("--timeout: must be 0 to 86400 seconds"));
+}
+
+TEST(discovery_without_network, says_when_the_client_library_cannot_be_loaded) {
+    kx_test::scratch_folder const folder;
+    folder.write("libdns_sd.so.1", "no library");
+    auto const result = run_kx({"nodes"}, {{"LD_LIBRARY_PATH", folder.path()}});
+    EXPECT_EQ(one_line(result), "kx: nodes cannot be searched for: the DNS-SD client library (libdns_sd.so.1) is not "
+                                "installed\n");
 }
 
 TEST_F(discovery, shows_what_strangers_say_without_obeying_it) {

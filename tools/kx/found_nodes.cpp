@@ -45,45 +45,65 @@ found_nodes::found_nodes() : browser_((require_discovery(), this)) {}
 
 std::optional<node_event> found_nodes::next(std::optional<clock::time_point> end) {
     std::unique_lock lock(guard_);
-    while (events_.empty()) {
+    for (;;) {
+        // Each time: on a busy network there always is another event.
         interruption::stop_if_asked();
         auto const now = clock::now();
         if (end && now >= *end) return std::nullopt;
+        if (!events_.empty()) break;
         happened_.wait_until(lock, end ? std::min(*end, now + moment) : now + moment);
     }
-    node_event event = std::move(events_.front());
-    events_.pop_front();
+    node_event event = std::move(events_.begin()->second);
+    events_.erase(events_.begin());
+    turns_.erase(event.name);
+    if (event.node) {
+        told_.insert(event.name);
+    } else {
+        told_.erase(event.name);
+    }
     return event;
 }
 
 void found_nodes::node_added(std::string const& name, node_table const& nodes) {
-    note({"added", name, nodes.at(name)});
+    note({name, nodes.at(name)});
 }
 
 void found_nodes::node_updated(std::string const& name, node_table const& nodes) {
-    note({"updated", name, nodes.at(name)});
+    note({name, nodes.at(name)});
 }
 
 void found_nodes::node_removed(std::string const& name, node_table const&) {
-    note({"removed", name, {}});
+    note({name, std::nullopt});
 }
 
 void found_nodes::note(node_event event) {
     {
         std::lock_guard const lock(guard_);
-        events_.push_back(std::move(event));
+        auto const waiting = turns_.find(event.name);
+        if (!event.node && !told_.contains(event.name)) {
+            if (waiting == turns_.end()) return;
+            events_.erase(waiting->second);
+            turns_.erase(waiting);
+            return;
+        }
+        auto const turn = waiting != turns_.end() ? waiting->second : next_turn_++;
+        turns_[event.name] = turn;
+        events_[turn] = std::move(event);
     }
     happened_.notify_all();
 }
 
-std::string find_cluster(std::string const& cluster) {
+node_place find_cluster(std::string const& cluster) {
     found_nodes nodes;
-    std::string host, port;
-    auto const end = found_nodes::clock::now() + cluster_patience;
-    do {
-        if (nodes.browser().get_host_port_for_cluster(cluster, host, port)) return host + ":" + port;
-    } while (nodes.next(end));
     std::map<std::string, kxclientutil::bonjour_node> seen;
+    auto const end = found_nodes::clock::now() + cluster_patience;
+    while (auto const event = nodes.next(end)) {
+        if (!event->node || event->node->cluster != cluster) continue;
+        // The first one by name, as whoever asks later gets it.
+        nodes.browser().get_nodes(seen);
+        for (auto const& [name, node] : seen)
+            if (node.cluster == cluster) return {place_of(node), node.host};
+    }
     nodes.browser().get_nodes(seen);
     kxbase::es::call::raise("no node of this cluster was found within " + std::to_string(cluster_patience.count()) +
                             " s, " + clusters_in_words(seen));

@@ -93,7 +93,10 @@ bool find_node(application& app, node_options& chosen) {
     if (!chosen.to.empty()) return true;
     interruption signals;
     try {
-        chosen.to = find_cluster(chosen.cluster);
+        auto const found = find_cluster(chosen.cluster);
+        chosen.to = found.place;
+        // Nobody makes out a certificate for an address that the network may change.
+        chosen.transport.certificate_name = found.host;
         return true;
     } catch (interrupted const&) {
         signals.end_if_asked();

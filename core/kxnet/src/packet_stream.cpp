@@ -25,7 +25,9 @@ std::unique_ptr<packet_stream> packet_stream::connect(std::string const& host, s
     std::vector<endpoint> const addresses = resolve(host, port, deadline, stop);
     std::size_t used = 0;
     tcp_socket socket = connect_any(addresses, used, deadline, stop);
-    auto parts = std::make_unique<packet_stream_parts>(std::move(socket), endpoint_text(addresses[used]), tls, host);
+    auto parts =
+        std::make_unique<packet_stream_parts>(std::move(socket), endpoint_text(addresses[used]), tls,
+                                              options.certificate_name.empty() ? host : options.certificate_name);
     parts->greet(deadline);
     parts->socket.set_stop(nullptr);
     return std::unique_ptr<packet_stream>(new packet_stream(std::move(parts)));

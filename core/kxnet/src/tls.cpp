@@ -100,22 +100,25 @@ struct tls_session::state {
 tls_session::tls_session(std::shared_ptr<tls_context const> const& context, std::string const& host)
     : state_(std::make_unique<state>(context, context->state_->context.get())) {
     SSL* const ssl = state_->ssl.get();
-    state_->host = host;
+    // DNS and DNS-SD write a whole name with a dot at its end, certificates without.
+    bool const has_dot = host.size() > 1 && host.ends_with('.');
+    std::string const name = has_dot ? host.substr(0, host.size() - 1) : host;
+    state_->host = name;
     SSL_set_connect_state(ssl);
     SSL_set_hostflags(ssl, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS | X509_CHECK_FLAG_NEVER_CHECK_SUBJECT);
     // Certificates know of no scope: it says which of this host's networks the address is on.
-    std::string const address = host.substr(0, host.find('%'));
+    std::string const address = name.substr(0, name.find('%'));
     if (is_address(address)) {
         if (X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), address.c_str()) != 1) throw std::bad_alloc();
-    } else if (host.starts_with('.')) {
+    } else if (name.starts_with('.')) {
         // For OpenSSL it would stand for every name that ends so.
-        throw not_secure(__FILE__, __LINE__, "'" + host + "' cannot be the name in a certificate");
+        throw not_secure(__FILE__, __LINE__, "'" + name + "' cannot be the name in a certificate");
     } else {
         // As the macro for it does, which casts in a way of its own.
-        void* const name = const_cast<char*>(host.c_str());
-        if (SSL_set1_host(ssl, host.c_str()) != 1 ||
-            SSL_ctrl(ssl, SSL_CTRL_SET_TLSEXT_HOSTNAME, TLSEXT_NAMETYPE_host_name, name) != 1)
-            throw not_secure(__FILE__, __LINE__, "'" + host + "' cannot be the name in a certificate");
+        void* const server_name = const_cast<char*>(name.c_str());
+        if (SSL_set1_host(ssl, name.c_str()) != 1 ||
+            SSL_ctrl(ssl, SSL_CTRL_SET_TLSEXT_HOSTNAME, TLSEXT_NAMETYPE_host_name, server_name) != 1)
+            throw not_secure(__FILE__, __LINE__, "'" + name + "' cannot be the name in a certificate");
     }
 }
 

@@ -9,7 +9,9 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 
 namespace kx {
@@ -53,7 +55,17 @@ bool is_wanted(options const& chosen, kxclientutil::bonjour_node const& node) {
     return !chosen.cluster || node.cluster == *chosen.cluster;
 }
 
-void tell_nodes(application& app, options const& chosen, node_table const& nodes) {
+/// @throws es::call that there is none, but `others` of other clusters
+[[noreturn]] void raise_none(options const& chosen, std::size_t others) {
+    if (!chosen.cluster || others == 0)
+        kxbase::es::call::raise("no node announced itself within " +
+                                fmt::format("{} s", chosen.timeout.value_or(usual_patience)));
+    kxbase::es::call::raise(
+        fmt::format("none of the {} nodes found is of the cluster \"{}\"", others, chosen.cluster.value_or("")));
+}
+
+/// @throws es::call when there is none, which JSON says, too
+void tell_nodes(application const& app, options const& chosen, node_table const& nodes) {
     json all = json::array();
     std::string lines;
     for (auto const& [name, node] : nodes) {
@@ -61,16 +73,15 @@ void tell_nodes(application& app, options const& chosen, node_table const& nodes
         all.push_back(to_json(name, node));
         lines += line_of(name, node);
     }
-    if (app.wants_json) return application::print_json({{"nodes", all}});
-    application::print(lines);
-    if (all.empty())
-        kxbase::es::call::raise(nodes.empty() ? "no node announced itself within " +
-                                                    fmt::format("{} s", chosen.timeout.value_or(usual_patience))
-                                              : fmt::format("none of the {} nodes found is of the cluster \"{}\"",
-                                                            nodes.size(), chosen.cluster.value_or("")));
+    if (app.wants_json) {
+        application::print_json({{"nodes", all}});
+    } else {
+        application::print(lines);
+    }
+    if (all.empty()) raise_none(chosen, nodes.size());
 }
 
-void list(application& app, options const& chosen) {
+void list(application const& app, options const& chosen) {
     found_nodes search;
     auto const end = found_nodes::clock::now() + milliseconds_of(chosen.timeout.value_or(usual_patience));
     while (search.next(end)) {
@@ -80,31 +91,45 @@ void list(application& app, options const& chosen) {
     tell_nodes(app, chosen, nodes);
 }
 
-void tell_event(application& app, options const& chosen, node_table& shown_nodes, node_event const& event) {
+/// @return whether it could be written
+bool tell_event(application const& app, options const& chosen, node_table& shown_nodes, node_event const& event) {
     bool const was_shown = shown_nodes.erase(event.name) != 0;
-    bool const is_gone = event.node.addresses.empty() && std::string_view(event.what) == "removed";
-    bool const is_shown = !is_gone && is_wanted(chosen, event.node);
-    if (!was_shown && !is_shown) return;
-    if (is_shown) shown_nodes[event.name] = event.node;
+    bool const is_shown = event.node && is_wanted(chosen, *event.node);
+    if (!was_shown && !is_shown) return true;
+    if (is_shown) shown_nodes[event.name] = *event.node;
     char const* const what = !is_shown ? "removed" : was_shown ? "updated" : "added";
     if (app.wants_json) {
         json told = {{"event", what}};
-        told.update(is_shown ? to_json(event.name, event.node) : json{{"name", event.name}});
+        told.update(is_shown ? to_json(event.name, *event.node) : json{{"name", event.name}});
         application::print(told.dump(-1, ' ', false, json::error_handler_t::replace) + "\n");
     } else {
         application::print(std::string(what) + "  " +
-                           (is_shown ? line_of(event.name, event.node) : on_one_line(event.name) + "\n"));
+                           (is_shown ? line_of(event.name, *event.node) : on_one_line(event.name) + "\n"));
     }
-    std::fflush(stdout);
+    return std::fflush(stdout) == 0;
 }
 
-void watch(application& app, options const& chosen) {
+/// @throws es::call when the time is over and there was none
+void watch(application const& app, options const& chosen) {
     found_nodes search;
     node_table shown_nodes;
+    bool has_shown = false;
     std::optional<found_nodes::clock::time_point> end;
     if (chosen.timeout) end = found_nodes::clock::now() + milliseconds_of(*chosen.timeout);
-    while (auto const event = search.next(end))
-        tell_event(app, chosen, shown_nodes, *event);
+    while (auto const event = search.next(end)) {
+        // What cannot be written is told of at the end of the run.
+        if (!tell_event(app, chosen, shown_nodes, *event)) return;
+        has_shown = has_shown || !shown_nodes.empty();
+    }
+    if (has_shown) return;
+    node_table nodes;
+    search.browser().get_nodes(nodes);
+    raise_none(chosen, nodes.size());
+}
+
+/// Which is in every range, as the parser sees it.
+std::string refuse_not_a_number(std::string const& text) {
+    return std::isnan(std::strtod(text.c_str(), nullptr)) ? "must be 0 to 86400 seconds" : "";
 }
 
 void run(application& app, options const& chosen) {
@@ -129,14 +154,15 @@ void add_nodes_command(CLI::App& parser, application& app) {
                       "Tell what comes, changes and goes, until Ctrl-C or for as long as --timeout says");
     command->add_option("--timeout", chosen->timeout, "How long to look, 3 when not given")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.0, longest_patience));
+        ->check(CLI::Range(0.0, longest_patience))
+        ->check(refuse_not_a_number);
     command->add_option("--cluster", chosen->cluster, "Only nodes of this cluster")->type_name("NAME");
     command->footer(
         "A line for each node: its name, where it is, its cluster and its id. These are the nodes' own words: "
         "anybody on the local network may announce one.\nWith --watch, --json writes a document on each "
         "line. Nodes that keep their cluster to themselves have none.\n\nThe exit code is 3 when none is "
-        "found, or none can be searched for. With --json a search that finds none ends with 0 and an empty list, and "
-        "with --watch it is no failure either.\n\nExamples:\n  kx nodes\n  kx nodes --watch --cluster "
+        "found, or none can be searched for, with --json and --watch, too.\n\nExamples:\n  kx nodes\n  kx nodes "
+        "--watch --cluster "
         "news\n");
     command->callback([&app, chosen] { run(app, *chosen); });
 }

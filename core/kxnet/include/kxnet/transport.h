@@ -15,12 +15,15 @@
 namespace kxnet {
 
 /// How a client reaches a server. With TLS (1.2 or later) the server's certificate must be trusted and name the host or
-/// address that was asked for; there is no way round it, and never a connection without TLS in its place.
+/// address that was asked for, a dot at the end of its name aside; there is no way round it, and never a connection without TLS in its place.
 struct transport_options {
     bool tls = false;
     /// The certificates to trust, as a PEM file; empty for those that the system trusts. Those in a file replace the
     /// system's. Without TLS it has no meaning.
     std::string ca_file;
+    /// The host name that the certificate must be for, where that is not the host that is asked for: a node that was found on
+    /// the network is reached at its address. Empty where it is.
+    std::string certificate_name = {};
 };
 
 /// How a server is reached: with TLS when a certificate is given, which then is the only way.
