@@ -203,6 +203,18 @@ TEST(kx_devnode_attacks, ends_after_three_refused_logins_and_tells_no_names_that
     EXPECT_THAT(node.log(), Not(HasSubstr("nnnn")));
 }
 
+TEST(kx_devnode_attacks, counts_logins_that_lack_something_as_refused) {
+    devnode_process const node;
+    auto const client = greeted(node);
+    for (unsigned int i = 0; i != 3; ++i) {
+        kxp::packet const empty(kxp::e_packet_type::request, "cluster.client.login");
+        ASSERT_TRUE(client->send(bytes_of(empty)));
+        EXPECT_THAT(next_packet(*client)->get_properties().get_string_value("error"), HasSubstr("username"));
+    }
+    EXPECT_THAT(client->read_to_end(), IsEmpty());
+    EXPECT_TRUE(tells(node, "too many refused logins"));
+}
+
 TEST(kx_devnode_attacks, tells_one_short_line_whatever_a_client_asks_for) {
     devnode_process const node;
     auto const client = logged_in(node);

@@ -145,6 +145,35 @@ TEST(kx_devnode_spool, tidies_up_what_a_kill_at_any_point_of_storing_leaves) {
     EXPECT_THAT(jobs_of(node), SizeIs(3));
 }
 
+TEST(kx_devnode_spool, leaves_alone_what_is_only_called_like_a_note) {
+    devnode_process node;
+    auto const job = finalized_job();
+    ASSERT_EQ(submitted(*logged_in(node), *job, "done"), "done");
+    node.end(SIGTERM);
+    scratch_folder const elsewhere;
+    std::ofstream(node.spool() + "/ideas.note") << "to buy: milk";
+    fs::copy_file(node.spool() + "/done.note", node.spool() + "/no id.note");
+    fs::create_symlink(elsewhere.write("target", read_file(node.spool() + "/done.note")), node.spool() + "/link.note");
+    fs::create_directories(node.spool() + "/folder.note/inside");
+    auto const before = names_in(node.spool());
+    node.start();
+    EXPECT_EQ(names_in(node.spool()), before);
+    EXPECT_THAT(jobs_of(node), SizeIs(1));
+}
+
+TEST(kx_devnode_spool, answers_an_error_when_its_folder_is_no_folder_any_more) {
+    devnode_process const node;
+    auto const job = finalized_job();
+    auto const client = logged_in(node);
+    fs::rename(node.spool(), node.spool() + ".moved");
+    fs::create_directory_symlink(node.spool(), node.spool());
+    EXPECT_EQ(submitted(*client, *job, "a"), "the job cannot be stored");
+    EXPECT_THAT(node.log(), HasSubstr("job a cannot be stored: "));
+    fs::remove(node.spool());
+    fs::rename(node.spool() + ".moved", node.spool());
+    EXPECT_EQ(submitted(*client, *job, "a"), "a");
+}
+
 TEST(kx_devnode_spool, answers_an_error_when_a_job_cannot_be_stored_and_names_no_file_in_it) {
     devnode_process const node;
     auto const job = finalized_job();

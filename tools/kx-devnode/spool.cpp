@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <exception>
 #include <system_error>
 #include <tuple>
 #include <utility>
@@ -54,6 +55,18 @@ bool is_for_client(kxbase::es::base const& error) {
     return dynamic_cast<kxbase::es::call const*>(&error) == nullptr && !is_about_key;
 }
 
+/// A note of ours, and nothing else that is called so.
+bool is_note(fs::path const& file, std::string const& id) {
+    if (file.extension() != note_extension || !is_id(id) || !fs::is_regular_file(fs::symlink_status(file)))
+        return false;
+    try {
+        static_cast<void>(read_note(file));
+        return true;
+    } catch (kxbase::es::base const&) {
+        return false;
+    }
+}
+
 /// The note of a job; what can be said without one when it is missing.
 job_note note_of(fs::path const& job_file) {
     fs::path note = job_file;
@@ -86,7 +99,7 @@ void spool::load() {
         files.push_back(entry.path());
     for (fs::path const& file : files) {
         fs::path const job = fs::path(file).replace_extension(job_extension);
-        bool const is_lonely_note = file.extension() == note_extension && !is_there(job);
+        bool const is_lonely_note = !is_there(job) && is_note(file, file.stem().string());
         if (is_half_written(file) || is_lonely_note) {
             fs::remove(file);
         } else if (file.extension() == job_extension) {
@@ -138,9 +151,10 @@ bool spool::store(std::string const& id, kxcore::properties const& job, std::str
         if (is_for_client(error)) throw;
         tell("job " + id + " cannot be stored", error.message());
         kxbase::es::call::raise("the job cannot be stored");
-    } catch (...) {
+    } catch (std::exception const& error) {
         end_storing(id, nullptr);
-        throw;
+        tell("job " + id + " cannot be stored", error.what());
+        kxbase::es::call::raise("the job cannot be stored");
     }
     end_storing(id, &user);
     return true;

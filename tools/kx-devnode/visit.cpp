@@ -105,8 +105,21 @@ void visit::answer(kxp::packet const& request) {
     bool const is_login = role_after(request.get_name()) != e_role::stranger;
     bool const is_welcome = is_login && !reply.get_properties().is_present("error");
     if (is_welcome) end_announcing();
-    stream_->send(reply, 0);
+    send(reply);
     if (is_welcome && role_ == e_role::client) begin_to_announce();
+}
+
+/// The state of many jobs may be on its way before a reply for longer than any time-out, as long as it keeps its pace.
+void visit::send(kxp::packet const& reply) {
+    kxnet::frame const framed(reply);
+    for (bool was_sent = false; !was_sent;) {
+        try {
+            stream_->send(framed, 0);
+            was_sent = true;
+        } catch (kxnet::timed_out const&) {
+            if (!stream_->is_open()) throw;
+        }
+    }
 }
 
 /// Empty when a stranger takes too long.
@@ -146,18 +159,23 @@ kxp::packet visit::answer_to(kxp::packet const& request) {
     } catch (kxbase::es::base const& error) {
         tell(peer_, "\"" + request.get_name() + "\" refused: " + error.message());
         return request.make_error_reply(error.message());
+    } catch (std::exception const& error) {
+        tell(peer_, "\"" + request.get_name() + "\" failed: " + error.what());
+        return request.make_error_reply("the node cannot do this now");
     }
 }
 
 /// A name that is no user's is not told: it may be a password, typed in the wrong place.
 kxp::packet visit::log_in(kxp::packet const& request, e_role role) {
     auto const& given = request.get_properties();
+    // Until it is known that it is none: one that lacks a member is refused as well.
+    ++refused_logins_;
     std::string const name = given.get_string_value("username");
     if (!from_.accounts.may_log_in(name, given.get_string_value("password"))) {
-        ++refused_logins_;
         tell(peer_, from_.accounts.is_known(name) ? "wrong password for " + in_quotes(name) : "no such user");
         return request.make_error_reply("wrong user or password");
     }
+    --refused_logins_;
     user_ = name;
     role_ = role;
     stream_->set_frame_limit(0);
@@ -192,23 +210,28 @@ void visit::announce() noexcept {
     try {
         announce_jobs();
     } catch (std::exception const& error) {
-        if (!is_ending_) tell(peer_, std::string_view("is told of no more jobs"));
+        if (!is_ending_) tell(peer_, std::string("is told of no more jobs: ") + error.what());
         stream_->close();
     }
 }
 
 void visit::announce_jobs() {
-    auto const known = from_.board.all();
-    kxp::packet state(kxp::e_packet_type::event, "cluster.state");
-    state.set_property("jobs", known);
-    stream_->send(state, 0);
-    for (std::size_t position = known->size();; ++position) {
+    for (std::size_t position = announce_state();; ++position) {
         auto const job = from_.board.wait_for(position, [this] { return is_ending_ || !is_announcing_; });
         if (!job) return;
         kxp::packet changed(kxp::e_packet_type::event, "cluster.job");
         changed.set_property("job", kxbase::make_refcount<kxcore::properties>(*job));
         stream_->send(changed, 0);
     }
+}
+
+/// All jobs so far, which are kept for this long only; how many they are.
+std::size_t visit::announce_state() {
+    auto const jobs = from_.board.all();
+    kxp::packet state(kxp::e_packet_type::event, "cluster.state");
+    state.set_property("jobs", jobs);
+    stream_->send(state, 0);
+    return jobs->size();
 }
 
 } // namespace devnode

@@ -65,6 +65,7 @@ private:
     void note_end(std::string const& error) noexcept;
     [[nodiscard]] static e_role role_after(std::string_view command) noexcept;
     void answer(kxp::packet const& request);
+    void send(kxp::packet const& reply);
     [[nodiscard]] kxbase::ptr_refcount<kxp::packet> next_request();
     [[nodiscard]] kxp::packet answer_to(kxp::packet const& request);
     [[nodiscard]] kxp::packet log_in(kxp::packet const& request, e_role role);
@@ -73,6 +74,7 @@ private:
     void end_announcing();
     void announce() noexcept;
     void announce_jobs();
+    [[nodiscard]] std::size_t announce_state();
 
     service from_;
     std::string peer_;

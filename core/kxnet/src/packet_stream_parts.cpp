@@ -195,7 +195,11 @@ kxbase::ptr_refcount<kxp::packet> packet_stream_parts::receive(time_point deadli
 /// Whether some have come by the deadline.
 bool packet_stream_parts::take_bytes(time_point deadline, unsigned int timeout_ms) {
     bool const is_under_way = reader_.under_way() != 0;
-    if (is_under_way && !coming_.is_running()) coming_.begin(steady_clock::now());
+    if (is_under_way && !coming_.is_running()) {
+        coming_.begin(steady_clock::now());
+        // What came of it with the end of the frame before it counts like the rest.
+        coming_.advance(reader_.under_way(), steady_clock::now());
+    }
     time_point const frame_deadline = is_under_way ? coming_.deadline(timeout_ms) : no_deadline;
     auto const size = receive_bytes(reader_.space(), std::min(deadline, frame_deadline));
     if (size && *size == 0) raise_ended(is_under_way ? " in the middle of a frame" : "");
