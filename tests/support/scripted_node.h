@@ -193,14 +193,17 @@ private:
     std::string port_;
 };
 
-/// A port of the loopback address that answers nobody, as a host does that is not there: more have come to it than it has
+/// A port of a loopback address that answers nobody, as a host does that is not there: more have come to it than it has
 /// room for, and none of them is taken.
 class full_port {
 public:
-    full_port() : listening_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    /// @param port  0 for one that is free
+    explicit full_port(in_addr_t host = INADDR_LOOPBACK, unsigned int port = 0)
+        : listening_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         sockaddr_in address = {};
         address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_port = htons(static_cast<in_port_t>(port));
+        address.sin_addr.s_addr = htonl(host);
         socklen_t size = sizeof address;
         auto* const at = reinterpret_cast<sockaddr*>(&address);
         if (::bind(listening_, at, size) != 0 || ::listen(listening_, 0) != 0 ||

@@ -179,7 +179,8 @@ TEST(kx_devnode_attacks, takes_small_frames_only_until_somebody_has_logged_in) {
     echo.set_property("said", std::string(70'000, 'x'));
     auto const stranger = greeted(node);
     EXPECT_TRUE(stranger->send(bytes_of(echo)));
-    EXPECT_NO_THROW(stranger->read_to_end());
+    EXPECT_THAT(stranger->read_to_end(), IsEmpty());
+    EXPECT_TRUE(tells(node, "at most 65536 are allowed (limit frame)")) << node.log();
     auto const client = greeted(node);
     ASSERT_TRUE(client->send(bytes_of(login("admin.login")) + bytes_of(echo, 2)));
     EXPECT_EQ(next_packet(*client)->get_request_number(), 1U);
@@ -294,6 +295,16 @@ TEST(kx_devnode_attacks, gives_nobody_more_than_ten_seconds_to_log_in) {
     EXPECT_NO_THROW(trickling->read_to_end());
     EXPECT_THAT(node.log(), HasSubstr("nobody logged in within 10 seconds"));
     before.expect_same();
+}
+
+TEST(kx_devnode_attacks, answers_each_login_before_it_announces_the_state) {
+    devnode_process const node;
+    auto const client = greeted(node);
+    for (std::uint32_t number = 1; number != 500; ++number) {
+        ASSERT_TRUE(client->send(bytes_of(login(), number)));
+        ASSERT_EQ(next_packet(*client)->get_request_number(), number);
+        ASSERT_EQ(next_packet(*client)->get_name(), "cluster.state");
+    }
 }
 
 TEST(kx_devnode_attacks, announces_nothing_more_to_whoever_has_logged_in_as_an_administrator_instead) {
