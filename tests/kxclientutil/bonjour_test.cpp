@@ -10,13 +10,12 @@
 
 #include <array>
 #include <atomic>
-#include <chrono>
 #include <cstddef>
 #include <cstring>
-#include <future>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -57,7 +56,10 @@ TEST(bonjour_node, is_empty_until_it_is_filled_and_is_copied_whole) {
     EXPECT_EQ(node.host + node.port + node.id + node.cluster, "");
     EXPECT_EQ(node.uc, 0U);
     node = {{{"k", "v"}}, "host", {{1, "10.0.0.1"}}, {{2, "10.0.0.2"}}, "9000", "id", "cluster", 7};
-    bonjour_node const copy = node;
+    bonjour_node copy;
+    bonjour_node const& other = node;
+    copy = other;
+    EXPECT_EQ(bonjour_node(other).txt, copy.txt);
     node = {};
     EXPECT_THAT(copy.txt, ElementsAre(Pair("k", "v")));
     EXPECT_EQ(copy.host, "host");
@@ -113,6 +115,14 @@ TEST_F(browsing, adds_a_node_once_and_updates_it_with_each_resolve_that_follows)
     resolve(2, "n1", "10.1.0.1", {});
     EXPECT_THAT(nodes().at("n1").addresses, ElementsAre(Pair(1U, "10.0.0.9"), Pair(2U, "10.1.0.1")));
     EXPECT_THAT(calls(), ElementsAre("added n1 of n1", "updated n1 of n1", "updated n1 of n1"));
+}
+
+TEST_F(browsing, takes_the_host_and_port_of_each_resolve) {
+    kx_test::resolve_at(browser(), 1, "n1", "h1.local.", "10.0.0.1", 9001, "");
+    kx_test::resolve_at(browser(), 2, "n1", "h2.local.", "", 9002, "");
+    EXPECT_EQ(nodes().at("n1").host, "h2.local.");
+    EXPECT_EQ(nodes().at("n1").port, "9002");
+    EXPECT_THAT(nodes().at("n1").addresses, ElementsAre(Pair(1U, "10.0.0.1"), Pair(2U, "")));
 }
 
 TEST_F(browsing, keeps_a_node_until_it_is_gone_from_its_last_interface) {
@@ -287,8 +297,10 @@ TEST_F(browsing, makes_a_node_of_a_change_and_adds_it_when_it_is_resolved) {
     resolve(1, "n1", "10.0.0.1", {});
     EXPECT_THAT(calls(), ElementsAre("updated n1 of n1", "added n1 of n1"));
     change("n2", {{"uc", "3"}});
+    clear_calls();
     browser().search_reply(4, "n2", false, false);
     EXPECT_THAT(nodes(), ElementsAre(Pair("n1", testing::_)));
+    EXPECT_THAT(calls(), ElementsAre("removed n2 of n1"));
 }
 
 TEST_F(browsing, leaves_empty_entries_where_a_change_has_none) {
@@ -350,6 +362,56 @@ TEST_F(browsing, takes_nothing_but_yes_for_private_in_a_change) {
     }
 }
 
+TEST_F(browsing, looks_at_nothing_but_the_name_and_the_record_of_a_change) {
+    unsigned int uc = 0;
+    for (auto const& [time_to_live, added, more] :
+         {std::tuple(0U, false, false), std::tuple(0U, false, true), std::tuple(4294967295U, true, true)}) {
+        auto const txt = record({{"uc", std::to_string(++uc)}});
+        browser().query_reply("n1", static_cast<unsigned short>(txt.size()), kx_test::bytes_of(txt), time_to_live,
+                              added, more);
+        EXPECT_EQ(nodes().at("n1").uc, uc);
+        EXPECT_EQ(calls().size(), uc);
+    }
+}
+
+TEST_F(browsing, knows_keys_of_a_change_only_as_they_are_written) {
+    resolve(1, "n1", "", {{"uc", "5"}, {"cluster", "c1"}, {"id", "i1"}});
+    clear_calls();
+    change("n1", {{"UC", "9"}, {"uc ", "9"}, {"uc2", "9"}, {"u", "9"}, {"id", "x"}});
+    EXPECT_THAT(calls(), IsEmpty());
+    EXPECT_EQ(nodes().at("n1").id, "i1");
+    change("n1",
+           {{"uc", "6"}, {"Private", "yes"}, {"private ", "yes"}, {"Cluster", "x"}, {"ID", "x"}, {"cluster", "c2"}});
+    EXPECT_EQ(nodes().at("n1").cluster, "c2");
+    EXPECT_EQ(nodes().at("n1").id, "");
+    EXPECT_EQ(nodes().at("n1").txt, (txt_map{{"Cluster", "x"},
+                                             {"ID", "x"},
+                                             {"Private", "yes"},
+                                             {"cluster", "c2"},
+                                             {"id", ""},
+                                             {"private ", "yes"},
+                                             {"uc", "6"}}));
+}
+
+TEST_F(browsing, hides_the_cluster_of_a_change_whatever_follows_or_precedes_the_mark) {
+    change("n1", {{"uc", "1"}, {"cluster", "c1"}, {"private", "yes"}});
+    EXPECT_EQ(nodes().at("n1").cluster, "") << "behind the cluster";
+    change("n1", {{"private", "yes"}, {"private", "no"}, {"cluster", "c1"}, {"uc", "2"}});
+    EXPECT_EQ(nodes().at("n1").cluster, "") << "another value does not take it back";
+    EXPECT_EQ(nodes().at("n1").txt.at("private"), "no");
+    EXPECT_EQ(nodes().at("n1").uc, 2U);
+}
+
+TEST_F(browsing, takes_the_empty_text_of_a_record_without_entries_for_one_as_the_client_library_does) {
+    std::string const none(1, '\0');
+    kx_test::captured_report const log;
+    kx_test::resolve_at(browser(), 1, "n1", "n1.local.", "10.0.0.1", 9000, none);
+    browser().query_reply("n1", 1, kx_test::bytes_of(none), 0, true, false);
+    EXPECT_EQ(nodes().at("n1").txt, (txt_map{{"", ""}}));
+    EXPECT_THAT(calls(), ElementsAre("added n1 of n1"));
+    EXPECT_THAT(kx_test::bonjour_lines(log), IsEmpty());
+}
+
 // --- asking -----------------------------------------------------------------------------------------------------
 
 TEST_F(cluster_lookup, finds_the_first_node_by_name) {
@@ -362,6 +424,16 @@ TEST_F(cluster_lookup, finds_the_first_node_by_name) {
     browser().search_reply(1, "B", false, false);
     EXPECT_EQ(where("c"), "10.0.0.1:9001");
     EXPECT_EQ(where("other"), "10.0.0.4:9004");
+}
+
+TEST_F(cluster_lookup, puts_names_in_the_order_of_their_bytes) {
+    for (std::string const name : {"\xc3\xa4", "z", "\x7f", "\xff"})
+        resolve(1, name, "", {{"cluster", "c"}});
+    std::vector<std::string> names;
+    for (auto const& [name, node] : nodes())
+        names.push_back(name);
+    EXPECT_THAT(names, ElementsAre("z", "\x7f", "\xc3\xa4", "\xff"));
+    EXPECT_EQ(where("c"), "z.local.:9000");
 }
 
 TEST_F(cluster_lookup, leaves_the_texts_when_there_is_no_such_cluster) {
@@ -455,6 +527,35 @@ TEST_F(browsing, may_be_called_by_its_observer) {
                             "updated n1, 2 and 2 nodes at 10.0.0.1", "removed n1, 1 and 1 nodes at 10.0.0.2"));
 }
 
+namespace {
+
+/// Resolves another node within the first call, and counts before and after through the table that it was handed.
+class looking_twice : public bonjour_callback {
+public:
+    bonjour_browser* browser = nullptr;
+    std::vector<std::size_t> sizes;
+
+    void node_added(std::string const& name, node_table const& nodes) override {
+        if (name != "n1") return;
+        sizes.push_back(nodes.size());
+        kx_test::resolve_at(*browser, 1, "n2", "n2.local.", "10.0.0.2", 9000, "");
+        sizes.push_back(nodes.size());
+        browser->search_reply(1, "n2", false, false);
+        sizes.push_back(nodes.size());
+    }
+    void node_removed(std::string const&, node_table const&) override {}
+};
+
+} // namespace
+
+TEST_F(browsing, hands_its_own_table_to_the_observer) {
+    looking_twice observer;
+    bonjour_browser asked(&observer);
+    observer.browser = &asked;
+    kx_test::resolve_at(asked, 1, "n1", "n1.local.", "10.0.0.1", 9000, "");
+    EXPECT_THAT(observer.sizes, ElementsAre(1U, 2U, 1U));
+}
+
 TEST_F(browsing, is_asked_by_other_threads_while_replies_arrive) {
     std::atomic<bool> has_ended = false;
     std::thread replies([&] {
@@ -485,28 +586,6 @@ public:
     void node_removed(std::string const&, node_table const&) override { throw std::runtime_error("removed"); }
 };
 
-/// Asks on another thread during each call, and takes down whether the answer came while the call lasted.
-class asking_elsewhere : public bonjour_callback {
-public:
-    bonjour_browser* browser = nullptr;
-    std::vector<std::string> seen;
-    std::vector<std::future<void>> asked;
-
-    void node_added(std::string const&, node_table const&) override { look("added"); }
-    void node_updated(std::string const&, node_table const&) override { look("updated"); }
-    void node_removed(std::string const&, node_table const&) override { look("removed"); }
-
-private:
-    void look(std::string const& what) {
-        asked.push_back(std::async(std::launch::async, [this] {
-            node_table copy;
-            browser->get_nodes(copy);
-        }));
-        bool const has_waited = asked.back().wait_for(std::chrono::milliseconds(100)) == std::future_status::timeout;
-        seen.push_back(what + (has_waited ? ", others wait" : ", others go on"));
-    }
-};
-
 } // namespace
 
 TEST_F(browsing, has_the_change_in_its_table_also_when_the_observer_fails) {
@@ -524,21 +603,6 @@ TEST_F(browsing, has_the_change_in_its_table_also_when_the_observer_fails) {
     EXPECT_THROW(told.search_reply(1, "n1", false, false), std::runtime_error);
     told.get_nodes(found);
     EXPECT_THAT(found, IsEmpty());
-}
-
-TEST_F(browsing, lets_others_wait_while_it_tells_its_observer) {
-    asking_elsewhere observer;
-    bonjour_browser asked(&observer);
-    observer.browser = &asked;
-    kx_test::resolve_at(asked, 1, "n1", "n1.local.", "10.0.0.1", 9000, "");
-    kx_test::resolve_at(asked, 1, "n1", "n1.local.", "10.0.0.1", 9000, "");
-    auto const txt = record({{"uc", "7"}});
-    asked.query_reply("n1", static_cast<unsigned short>(txt.size()), kx_test::bytes_of(txt), 0, true, false);
-    asked.search_reply(1, "n1", false, false);
-    for (auto& each : observer.asked)
-        each.get();
-    EXPECT_THAT(observer.seen, ElementsAre("added, others wait", "updated, others wait", "updated, others wait",
-                                           "removed, others wait"));
 }
 
 // --- what the library or the record withholds -------------------------------------------------------------------
@@ -597,6 +661,26 @@ TEST_F(browsing, skips_keys_of_changes_that_are_too_long_and_says_so) {
     browser().query_reply("n1", 5, kx_test::bytes_of("bytes"), 0, true, false);
     EXPECT_EQ(nodes().at("n1").txt, (txt_map{{"cluster", ""}, {"id", ""}, {"uc", "42"}}));
     EXPECT_THAT(kx_test::bonjour_lines(log), ElementsAre("Bonjour 3 4 text record too long for buffer"));
+}
+
+TEST_F(browsing, reads_a_change_no_further_than_to_a_counter_that_is_not_higher) {
+    use_functions({{"TXTRecordGetCount", reinterpret_cast<void*>(three)},
+                   {"TXTRecordGetItemAtIndex",
+                    reinterpret_cast<void*>(+[](std::uint16_t, void const*, std::uint16_t index, std::uint16_t,
+                                                char* key, std::uint8_t* value_size, void const** value) {
+                        asked_items().push_back(std::to_string(index));
+                        if (index != 0) return std::int32_t{-65540};
+                        std::strcpy(key, "uc"); // NOLINT(clang-analyzer-security.insecureAPI.strcpy)
+                        *value = "42";
+                        *value_size = 2;
+                        return std::int32_t{0};
+                    })}});
+    resolve(1, "n1", "", {});
+    kx_test::captured_report const log;
+    asked_items().clear();
+    browser().query_reply("n1", 5, kx_test::bytes_of("bytes"), 0, true, false);
+    EXPECT_THAT(asked_items(), ElementsAre("0"));
+    EXPECT_THAT(kx_test::bonjour_lines(log), IsEmpty());
 }
 
 TEST_F(browsing, says_of_each_entry_that_it_cannot_be_read_where_that_function_is_missing) {
