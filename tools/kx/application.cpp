@@ -47,7 +47,7 @@ bool application::run_on(std::string_view file, std::function<void()> const& wor
 }
 
 void application::tell_error(std::string_view subject, std::string_view what) {
-    std::string line = kxbase::without_url_secrets(what);
+    std::string line(what);
     std::string const file = without_password(subject);
     // The log knows the place in the file that the error itself does not name.
     std::string const detail = log_.settle(what);
