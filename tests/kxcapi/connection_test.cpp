@@ -113,6 +113,16 @@ TEST(connection, gets_events_while_a_request_waits) {
     made->close();
 }
 
+TEST(connection, keeps_the_reply_of_send_sync_while_other_requests_and_events_come) {
+    kx_test::test_node const node(kx_test::echo);
+    auto const made = connected(node.port());
+    kxp::packet const& kept = made->send_sync(request_of("kept", "1"), patience);
+    for (unsigned int i = 0; i != 50; ++i)
+        static_cast<void>(made->request(request_of("say something", std::to_string(i)), patience));
+    EXPECT_EQ(kept.get_name(), "kept");
+    EXPECT_EQ(kept.get_properties().get_string_value("text"), "1");
+}
+
 TEST(connection, knows_when_it_is_logged_in) {
     fault_server const node(answering([](kxp::packet const& request) {
         if (request.get_name() == "good") return reply_text(request);

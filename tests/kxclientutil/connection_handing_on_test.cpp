@@ -7,6 +7,7 @@
 
 #include <kxbase/limits.h>
 #include <kxcore/plugin_db.h>
+#include <kxcore/plugin_info.h>
 #include <kxcore/property_list.h>
 #include <kxcore/property_values.h>
 
@@ -29,6 +30,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 
 constexpr unsigned int patience = 20'000;
+constexpr unsigned int impatience = 200;
 
 /// Where a function is to connect, and with what.
 struct call_of {
@@ -39,6 +41,7 @@ struct call_of {
     std::string user = "ann";
     std::string password = "secret";
     std::string id = "me";
+    unsigned int timeout = patience;
 };
 
 using opener = ptr_refcount<connection> (*)(call_of const& how);
@@ -53,27 +56,27 @@ struct function {
 constexpr function functions[] = {
     {"", nullptr, false,
      [](call_of const& how) {
-         return kxclientutil::get_connection(how.host, how.port, how.handler, patience, how.transport);
+         return kxclientutil::get_connection(how.host, how.port, how.handler, how.timeout, how.transport);
      }},
     {"node at ", "admin.login", false,
      [](call_of const& how) {
          return kxclientutil::get_admin_connection_to_node(how.host, how.port, how.user, how.password, how.handler,
-                                                           patience, how.transport);
+                                                           how.timeout, how.transport);
      }},
     {"ioserver at ", "ioserver.admin.login", false,
      [](call_of const& how) {
          return kxclientutil::get_admin_connection_to_ioserver(how.host, how.port, how.user, how.password, how.handler,
-                                                               patience, how.transport);
+                                                               how.timeout, how.transport);
      }},
     {"node at ", "cluster.client.login", true,
      [](call_of const& how) {
          return kxclientutil::get_client_connection_to_node(how.host, how.port, how.user, how.password, how.id, "",
-                                                            how.handler, patience, how.transport);
+                                                            how.handler, how.timeout, how.transport);
      }},
     {"node at ", "cluster.client.login", true,
      [](call_of const& how) -> ptr_refcount<connection> {
          return kxclientutil::get_state_connection_to_node(how.handler, how.host, how.port, how.user, how.password,
-                                                           how.id, "", false, 0, nullptr, patience, how.transport);
+                                                           how.id, "", false, 0, nullptr, how.timeout, how.transport);
      }},
 };
 
@@ -179,6 +182,35 @@ ptr_refcount<properties> job_of(char const* id, char const* status) {
                                      make_refcount<property_string>(status));
 }
 
+TEST(connection_handing_on, gives_tasks_the_type_that_the_plugins_tell) {
+    test_node const node([](kxnet::packet_stream& client) {
+        client.send(client.receive(kxnet::no_deadline)->make_reply(), 0);
+        auto const tasks = make_refcount<kxcore::property_list>();
+        tasks->push_back(make_refcount<properties>("plugin", make_refcount<property_string>("task/mail")));
+        auto const job = job_of("a", "waiting");
+        job->set_property("tasks", tasks);
+        client.send({kxp::e_packet_type::event, "cluster.job", properties("job", job)}, 0);
+        static_cast<void>(client.receive(kxnet::no_deadline));
+    });
+    kxcore::plugin_db plugins;
+    auto const info = make_refcount<properties>("name", make_refcount<property_string>("Mail"));
+    plugins.add_plugin(make_refcount<kxcore::plugin_info>(
+        make_refcount<properties>("plugin-id", make_refcount<property_string>("task/mail"), "info", info)));
+    for (bool const has_cache : {true, false}) {
+        recording_handler told;
+        auto const made = kxclientutil::get_state_connection_to_node(&told, "127.0.0.1", node.port(), "ann", "secret",
+                                                                     "", "", has_cache, 5, &plugins, patience);
+        ASSERT_TRUE(soon([&] { return told.count() == 1; }));
+        auto const job = made->get_job("a");
+        ASSERT_TRUE(job);
+        auto const* const type = job->announced->find_referenced("tasks[0]{type}");
+        ASSERT_EQ(type != nullptr, has_cache);
+        if (has_cache) {
+            EXPECT_EQ(type->to_string(), "Mail");
+        }
+    }
+}
+
 /// A node with three jobs that are done, which it forgets when it is asked to.
 void announce_and_forget(kxnet::packet_stream& client) {
     client.send(client.receive(kxnet::no_deadline)->make_reply(), 0);
@@ -207,6 +239,40 @@ TEST(connection_handing_on, keeps_as_many_finished_jobs_as_the_cache_is_for) {
         ASSERT_TRUE(soon([&] { return told.count() == 7 - cache; }));
         EXPECT_EQ(made->get_jobs().size(), cache);
         EXPECT_EQ(made->get_job("3").has_value(), cache == 2);
+    }
+}
+
+TEST(connection_handing_on, keeps_no_finished_jobs_without_the_flag_though_plugins_are_given) {
+    test_node const node(announce_and_forget);
+    kxcore::plugin_db const plugins;
+    recording_handler told;
+    auto const made = kxclientutil::get_state_connection_to_node(&told, "127.0.0.1", node.port(), "ann", "secret", "",
+                                                                 "", false, 2, &plugins, patience);
+    ASSERT_TRUE(soon([&] { return told.count() == 4; }));
+    static_cast<void>(made->request(kxp::packet(2, "forget"), patience));
+    ASSERT_TRUE(soon([&] { return told.count() == 7; }));
+    EXPECT_EQ(made->get_jobs().size(), 0u);
+}
+
+/// Neither more than the time-out, nor the usual one.
+TEST(connection_handing_on, gives_its_time_out_to_the_connection_and_to_the_login) {
+    kx_test::captured_report const log;
+    kx_test::fault_server const deaf(kx_test::silent());
+    kx_test::fault_server const mute([](kx_test::fault_connection& client) {
+        kx_test::greet(client);
+        client.stall();
+    });
+    for (function const& each : functions) {
+        for (kx_test::fault_server const* const node : {&deaf, &mute}) {
+            if (node == &mute && each.command == nullptr) continue;
+            call_of how{"127.0.0.1", node->port()};
+            how.timeout = impatience;
+            std::string error;
+            long long const took = kx_test::milliseconds_of([&] { error = error_of<call>([&] { each.open(how); }); });
+            EXPECT_THAT(error, HasSubstr(node == &deaf ? "(timeout)" : "within the time-out")) << each.target;
+            EXPECT_GE(took, impatience);
+            EXPECT_LT(took, 10'000);
+        }
     }
 }
 
@@ -277,7 +343,10 @@ TEST(connection_handing_on, passes_identities_of_any_bytes_or_says_why_not) {
         EXPECT_EQ(last, "a\0b|\xc3\xa4"s);
     }
     how.user = std::string(kxbase::limit_string + 1, 'u');
-    EXPECT_THAT(error_of<kxbase::es::arg>([&] { functions[3].open(how); }), HasSubstr("(limit string)"));
+    for (function const& each : functions) {
+        if (each.command == nullptr) continue;
+        EXPECT_THAT(error_of<kxbase::es::arg>([&] { each.open(how); }), HasSubstr("(limit string)")) << each.command;
+    }
 }
 
 } // namespace
