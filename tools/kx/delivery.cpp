@@ -4,7 +4,6 @@
 #include "interruption.h"
 
 #include <kxbase/errors.h>
-#include <kxbase/urls.h>
 #include <kxclientutil/connection.h>
 #include <kxcore/property_values.h>
 
@@ -28,7 +27,7 @@ std::string delivery::run() {
     reply const answer = deliver();
     auto const& given = answer->get_properties();
     auto const error = given.get_property("error");
-    if (error) kxbase::es::call::raise("the node refused the job: " + kxbase::without_url_secrets(error->to_string()));
+    if (error) kxbase::es::call::raise("the node refused the job: " + error->to_string());
     std::string id = given.get_string_value("id", "");
     if (id.empty()) kxbase::es::call::raise("the node has taken the job, but does not say under which id");
     return id;
