@@ -20,8 +20,8 @@ namespace {
 
 using bytes = std::span<std::byte const>;
 
-// What a decoder and a reader take before the first byte, the process's first error included, and the most that a byte stands for: a member of a list, its
-// handle in a list that has grown and moved a few times included.
+// What a decoder and a reader take before the first byte, the process's first error included, and the most that a byte
+// stands for: a member of a list, its handle in a list that has grown and moved a few times included.
 constexpr std::size_t memory_at_first = std::size_t{64} << 10;
 constexpr std::size_t memory_per_byte = 200;
 

@@ -15,7 +15,8 @@
 namespace kxnet {
 
 /// How a client reaches a server. With TLS (1.2 or later) the server's certificate must be trusted and name the host or
-/// address that was asked for, a dot at the end of its name aside; there is no way round it, and never a connection without TLS in its place.
+/// address that was asked for, a dot at the end of its name aside; there is no way round it, and never a connection without
+/// TLS in its place.
 struct transport_options {
     bool tls = false;
     /// The certificates to trust, as a PEM file; empty for those that the system trusts. Those in a file replace the
