@@ -96,11 +96,12 @@ function(kx_precompile_headers name)
   endif()
 endfunction()
 
-# Compiling the tests takes longer than running them: only what is tested is optimised as the build says.
+# Compiling the tests takes longer than running them: only what is tested is optimised as the build says, and looked through
+# for undefined behaviour.
 function(kx_apply_test_flags name)
   kx_apply_flags(${name})
   if(KX_SANITIZE)
-    target_compile_options(${name} PRIVATE -O0 -g1)
+    target_compile_options(${name} PRIVATE -O0 -g1 -fno-sanitize=undefined)
   else()
     target_compile_options(${name} PRIVATE "$<$<CONFIG:Release,RelWithDebInfo>:-O1>" -g1)
   endif()

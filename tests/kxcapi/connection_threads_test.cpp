@@ -30,8 +30,9 @@ using testing::HasSubstr;
 
 using connection_handle = kxbase::ptr_refcount<connection>;
 
-connection_handle connected(std::string const& port, kxcapi::handler* handler) {
-    auto made = kxbase::make_refcount<connection>(handler);
+connection_handle connected(std::string const& port, kxcapi::handler* handler,
+                            kxnet::transport_options const& transport = {}) {
+    auto made = kxbase::make_refcount<connection>(handler, transport);
     EXPECT_EQ(made->connect("127.0.0.1", port, 20'000), result_code::success) << made->failure();
     return made;
 }
@@ -54,16 +55,22 @@ fault_server::behaviour saying_once(std::string name) {
     };
 }
 
-TEST(connection_threads, share_a_connection) {
-    test_node const node(echo);
+/// With TLS and without.
+class connection_threads_on : public testing::TestWithParam<bool> {};
+
+INSTANTIATE_TEST_SUITE_P(line, connection_threads_on, testing::Bool());
+
+TEST_P(connection_threads_on, share_a_connection) {
+    kx_test::certificates const& all = kx_test::certificates::get();
+    test_node const node(echo, GetParam() ? kxnet::server_options{all.good(), all.key()} : kxnet::server_options());
     recording_handler told;
-    auto const made = connected(node.port(), &told);
+    auto const made = connected(node.port(), &told, {GetParam(), all.ca()});
     constexpr int threads = 6;
     constexpr int requests = 60;
     {
-        std::vector<std::jthread> all;
+        std::vector<std::jthread> asking;
         for (int t = 0; t != threads; ++t)
-            all.emplace_back([&, t] {
+            asking.emplace_back([&, t] {
                 for (int i = 0; i != requests; ++i) {
                     std::string const text = std::string(static_cast<std::size_t>(i), 'x') + std::to_string(t);
                     EXPECT_EQ(answer(*made, text), text);

@@ -242,6 +242,25 @@ TEST(packet_stream, gives_up_on_a_frame_that_comes_too_slowly) {
     EXPECT_THROW(static_cast<void>(client->receive(kxnet::no_deadline, 100)), timed_out);
 }
 
+TEST(packet_stream, grants_the_time_that_the_first_bytes_of_a_frame_have_earned) {
+    kxp::packet const sent(kxp::e_packet_type::event, "e", kxcore::properties("data", kx_test::blob_of(20'000)));
+    fault_server const node([text = kx_test::text_of(kxnet::frame(sent))](fault_connection& client) {
+        // Ten thousand bytes are worth ten seconds; what follows takes longer than the time-out.
+        std::size_t at = 10'000;
+        if (!kx_test::greet(client) || !client.send(text.substr(0, at))) return;
+        for (unsigned int i = 0; i != 15; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(200));
+            if (!client.send(text.substr(at++, 1))) return;
+        }
+        client.send(text.substr(at));
+        client.stall();
+    });
+    auto const client = connected(node.port());
+    auto const come = client->receive(kxnet::no_deadline, 2000);
+    ASSERT_TRUE(come);
+    EXPECT_EQ(come->get_properties(), sent.get_properties());
+}
+
 /// A node that greets, sends some bytes, and others when it is told to.
 class hesitant_node {
 public:

@@ -16,25 +16,25 @@
 namespace kx {
 namespace {
 
-struct options {
+struct convert_options {
     std::string in;
     std::string out;
     std::string format;
 };
 
 // What was not asked for stays as it is; a preset has no format of its own to stay in.
-kxcore::configuration::format output_format(options const& chosen, document const& read) {
+kxcore::configuration::format output_format(convert_options const& chosen, document const& read) {
     return format_of(chosen.format.empty() ? read.format : chosen.format).value_or(kxcore::configuration::format_xml);
 }
 
-void print_output(application& app, options const& chosen, document const& read) {
+void print_output(application& app, convert_options const& chosen, document const& read) {
     kxbase::buffer content;
     kxclientutil::write_config(read.config_type, app.installation().get_constraints(), read.tree, content,
                                output_format(chosen, read));
     application::print(content.text());
 }
 
-void write_output(application& app, options const& chosen, document const& read) {
+void write_output(application& app, convert_options const& chosen, document const& read) {
     if (is_standard_stream(chosen.out)) return print_output(app, chosen, read);
     auto const format = output_format(chosen, read);
     auto const& installation = app.installation();
@@ -50,7 +50,7 @@ void write_output(application& app, options const& chosen, document const& read)
     }
 }
 
-void run(application& app, options const& chosen) {
+void run(application& app, convert_options const& chosen) {
     bool const prints = is_standard_stream(chosen.out);
     if (prints && app.wants_json)
         throw CLI::ValidationError("OUT", "with --json a document cannot go to standard output");
@@ -67,7 +67,7 @@ void run(application& app, options const& chosen) {
 } // namespace
 
 void add_convert_command(CLI::App& parser, application& app) {
-    auto chosen = std::make_shared<options>();
+    auto chosen = std::make_shared<convert_options>();
     auto* const command =
         parser.add_subcommand("convert", "Write a document, or a folder of them, again at the current version");
     auto* const in = command->add_option("IN", chosen->in,

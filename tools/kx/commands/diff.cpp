@@ -13,25 +13,25 @@
 namespace kx {
 namespace {
 
-struct options {
+struct diff_options {
     std::string before;
     std::string after;
     bool whole = false;
 };
 
-json to_json(std::vector<difference> const& differences) {
+json list_to_json(std::vector<difference> const& differences) {
     json lines = json::array();
     for (auto const& each : differences)
         lines.push_back(to_json(each));
     return lines;
 }
 
-void tell(application const& app, options const& chosen, std::vector<difference> const& differences) {
+void tell(application const& app, diff_options const& chosen, std::vector<difference> const& differences) {
     if (app.wants_json) {
         application::print_json(json{{"before", without_password(chosen.before)},
                                      {"after", without_password(chosen.after)},
                                      {"equal", differences.empty()},
-                                     {"differences", to_json(differences)}});
+                                     {"differences", list_to_json(differences)}});
         return;
     }
     for (auto const& each : differences)
@@ -57,7 +57,7 @@ bool are_of_different_types(document const& before, document const& after) {
            after.config_type != kxclientutil::config_unknown;
 }
 
-void compare(application& app, options const& chosen, document& before, document& after) {
+void compare(application& app, diff_options const& chosen, document& before, document& after) {
     take_common_part(before, after);
     auto differences = differences_of(before.tree, after.tree, chosen.whole);
     if (are_of_different_types(before, after))
@@ -66,7 +66,7 @@ void compare(application& app, options const& chosen, document& before, document
     if (!differences.empty()) app.fail();
 }
 
-void run(application& app, options const& chosen) {
+void run(application& app, diff_options const& chosen) {
     document before;
     document after;
     bool const is_read = app.run_on(chosen.before, [&] { before = read_document(app, chosen.before); });
@@ -77,7 +77,7 @@ void run(application& app, options const& chosen) {
 } // namespace
 
 void add_diff_command(CLI::App& parser, application& app) {
-    auto chosen = std::make_shared<options>();
+    auto chosen = std::make_shared<diff_options>();
     auto* const command = parser.add_subcommand("diff", "Compare two documents or jobs, member by member");
     takes_file(command->add_option("A", chosen->before, "A document, a preset or a job file")->required(), app);
     takes_file(command->add_option("B", chosen->after, "Another one")->required(), app);

@@ -17,7 +17,7 @@
 namespace kx {
 namespace {
 
-struct options {
+struct finalize_options {
     job_options what;
     std::string job;
     bool explain = false;
@@ -29,7 +29,7 @@ void explain(making const& made) {
     std::fflush(stdout);
 }
 
-void finalize(application& app, options const& chosen, making& made) {
+void finalize(application& app, finalize_options const& chosen, making& made) {
     bool const prints = chosen.explain && !app.wants_json;
     try {
         finalize_submission(app, chosen.what, made, chosen.explain);
@@ -41,7 +41,7 @@ void finalize(application& app, options const& chosen, making& made) {
 }
 
 // Writes the job, if one is wanted, and tells of it.
-void finish(application& app, options const& chosen, making const& made) {
+void finish(application& app, finalize_options const& chosen, making const& made) {
     if (!chosen.job.empty()) kxclientutil::write_job_file(chosen.job, made.submission);
     json const summary = job_summary(made);
     if (app.wants_json) {
@@ -55,7 +55,7 @@ void finish(application& app, options const& chosen, making const& made) {
     }
 }
 
-void run(application& app, options const& chosen) {
+void run(application& app, finalize_options const& chosen) {
     making made;
     if (!compose_submission(app, chosen.what, made)) return;
     if (app.run_on(composed_document(chosen.what), [&] { finalize(app, chosen, made); })) {
@@ -68,7 +68,7 @@ void run(application& app, options const& chosen) {
 } // namespace
 
 void add_finalize_command(CLI::App& parser, application& app) {
-    auto chosen = std::make_shared<options>();
+    auto chosen = std::make_shared<finalize_options>();
     auto* const command =
         parser.add_subcommand("finalize", "Make a job that nodes can run out of a workflow and its source");
     add_job_content(*command, chosen->what, app);

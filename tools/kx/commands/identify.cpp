@@ -16,7 +16,7 @@
 namespace kx {
 namespace {
 
-struct options {
+struct identify_options {
     std::vector<std::string> files;
 };
 
@@ -46,7 +46,7 @@ identity identify(application& app, std::string const& file) {
     return {stored.get_identifier(), stored.get_version(), std::string(format_name(format))};
 }
 
-void run(application& app, options const& chosen) {
+void run(application& app, identify_options const& chosen) {
     json all = json::array();
     for (auto const& file : chosen.files) {
         bool const done = app.run_on(file, [&] {
@@ -68,7 +68,7 @@ void run(application& app, options const& chosen) {
 } // namespace
 
 void add_identify_command(CLI::App& parser, application& app) {
-    auto chosen = std::make_shared<options>();
+    auto chosen = std::make_shared<identify_options>();
     auto* const command = parser.add_subcommand("identify", "Tell the type, version and format of each file");
     auto* const files =
         command->add_option("FILE", chosen->files, "Documents, presets or job files; - for standard input");

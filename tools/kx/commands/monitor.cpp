@@ -26,7 +26,7 @@
 namespace kx {
 namespace {
 
-struct options {
+struct monitor_options {
     made_document_options document;
     secret_source secret;
     std::string url;
@@ -52,7 +52,7 @@ monitor_source existing_source(application& app, std::string const& file) {
 }
 
 // A folder to try with nothing else said is watched as it is.
-monitor_source new_source(application& app, options const& chosen) {
+monitor_source new_source(application& app, monitor_options const& chosen) {
     auto const url = chosen.url.empty() && !chosen.folder_to_try.empty()
                          ? chosen.folder_to_try + "/"
                          : with_given_password(app, chosen.secret, {chosen.url}).front();
@@ -60,7 +60,7 @@ monitor_source new_source(application& app, options const& chosen) {
 }
 
 /// The targets of the command line; without one those that are there, so that an id alone changes no more than the id.
-std::list<std::string> targets_of(options const& chosen, kxcore::properties const& source) {
+std::list<std::string> targets_of(monitor_options const& chosen, kxcore::properties const& source) {
     std::list<std::string> targets(chosen.targets.begin(), chosen.targets.end());
     if (!targets.empty()) return targets;
     auto const* const rules =
@@ -127,13 +127,13 @@ void try_on_folder(application& app, std::string const& folder, kxcore::properti
     }
 }
 
-void check(options const& chosen) {
+void check(monitor_options const& chosen) {
     bool const tries = !chosen.folder_to_try.empty();
     if (chosen.url.empty() && chosen.source.empty() && !tries) throw CLI::RequiredError("URL, --source or --try");
     if (chosen.document.out.empty() && chosen.source.empty() && !tries) throw CLI::RequiredError("--output");
 }
 
-void run(application& app, options const& chosen) {
+void run(application& app, monitor_options const& chosen) {
     check(chosen);
     monitor_source source;
     std::string const& out = chosen.document.out.empty() ? chosen.source : chosen.document.out;
@@ -163,7 +163,7 @@ std::string refuse_incomplete_target(std::string const& target) {
     return in_quotes(target) + " names no destination: write workflow:ID>DESTINATION; --workflow-id gives the id alone";
 }
 
-void add_options(CLI::App& command, options& chosen, application& app) {
+void add_options(CLI::App& command, monitor_options& chosen, application& app) {
     auto* const url = command.add_option("URL", chosen.url, "What to watch, a path or URL with a separator at its end");
     url->check(refuse_empty_location)->check(refuse_password);
     auto* const source =
@@ -199,7 +199,7 @@ void add_options(CLI::App& command, options& chosen, application& app) {
 } // namespace
 
 void add_monitor_command(CLI::App& parser, application& app) {
-    auto chosen = std::make_shared<options>();
+    auto chosen = std::make_shared<monitor_options>();
     auto* const command = parser.add_subcommand("monitor", "Make or change a source that watches a folder, or try one");
     add_options(*command, *chosen, app);
     command->footer("Examples:\n"

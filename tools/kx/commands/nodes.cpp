@@ -22,7 +22,7 @@ using node_table = std::map<std::string, kxclientutil::bonjour_node>;
 constexpr double usual_patience = 3;
 constexpr double longest_patience = 86'400;
 
-struct options {
+struct nodes_options {
     bool is_watching = false;
     std::optional<double> timeout = std::nullopt;
     std::optional<std::string> cluster = std::nullopt;
@@ -39,7 +39,7 @@ std::string line_of(std::string const& name, kxclientutil::bonjour_node const& n
     return line + "\n";
 }
 
-json to_json(std::string const& name, kxclientutil::bonjour_node const& node) {
+json node_to_json(std::string const& name, kxclientutil::bonjour_node const& node) {
     json addresses = json::array();
     for (auto const& [interface_index, address] : node.addresses)
         if (!address.empty()) addresses.push_back(address);
@@ -51,12 +51,12 @@ json to_json(std::string const& name, kxclientutil::bonjour_node const& node) {
         {"id", node.id}, {"uc", node.uc},     {"txt", txt}};
 }
 
-bool is_wanted(options const& chosen, kxclientutil::bonjour_node const& node) {
+bool is_wanted(nodes_options const& chosen, kxclientutil::bonjour_node const& node) {
     return !chosen.cluster || node.cluster == *chosen.cluster;
 }
 
 /// @throws es::call that there is none, but `others` of other clusters
-[[noreturn]] void raise_none(options const& chosen, std::size_t others) {
+[[noreturn]] void raise_none(nodes_options const& chosen, std::size_t others) {
     if (!chosen.cluster || others == 0)
         kxbase::es::call::raise("no node announced itself within " +
                                 fmt::format("{} s", chosen.timeout.value_or(usual_patience)));
@@ -65,12 +65,12 @@ bool is_wanted(options const& chosen, kxclientutil::bonjour_node const& node) {
 }
 
 /// @throws es::call when there is none, which JSON says, too
-void tell_nodes(application const& app, options const& chosen, node_table const& nodes) {
+void tell_nodes(application const& app, nodes_options const& chosen, node_table const& nodes) {
     json all = json::array();
     std::string lines;
     for (auto const& [name, node] : nodes) {
         if (!is_wanted(chosen, node)) continue;
-        all.push_back(to_json(name, node));
+        all.push_back(node_to_json(name, node));
         lines += line_of(name, node);
     }
     if (app.wants_json) {
@@ -81,7 +81,7 @@ void tell_nodes(application const& app, options const& chosen, node_table const&
     if (all.empty()) raise_none(chosen, nodes.size());
 }
 
-void list(application const& app, options const& chosen) {
+void list(application const& app, nodes_options const& chosen) {
     found_nodes search;
     auto const end = found_nodes::clock::now() + milliseconds_of(chosen.timeout.value_or(usual_patience));
     while (search.next(end)) {
@@ -92,7 +92,7 @@ void list(application const& app, options const& chosen) {
 }
 
 /// @return whether it could be written
-bool tell_event(application const& app, options const& chosen, node_table& shown_nodes, node_event const& event) {
+bool tell_event(application const& app, nodes_options const& chosen, node_table& shown_nodes, node_event const& event) {
     bool const was_shown = shown_nodes.erase(event.name) != 0;
     bool const is_shown = event.node && is_wanted(chosen, *event.node);
     if (!was_shown && !is_shown) return true;
@@ -100,7 +100,7 @@ bool tell_event(application const& app, options const& chosen, node_table& shown
     char const* const what = !is_shown ? "removed" : was_shown ? "updated" : "added";
     if (app.wants_json) {
         json told = {{"event", what}};
-        told.update(is_shown ? to_json(event.name, *event.node) : json{{"name", event.name}});
+        told.update(is_shown ? node_to_json(event.name, *event.node) : json{{"name", event.name}});
         application::print(told.dump(-1, ' ', false, json::error_handler_t::replace) + "\n");
     } else {
         application::print(std::string(what) + "  " +
@@ -110,7 +110,7 @@ bool tell_event(application const& app, options const& chosen, node_table& shown
 }
 
 /// @throws es::call when the time is over and there was none
-void watch(application const& app, options const& chosen) {
+void watch(application const& app, nodes_options const& chosen) {
     found_nodes search;
     node_table shown_nodes;
     bool has_shown = false;
@@ -132,7 +132,7 @@ std::string refuse_not_a_number(std::string const& text) {
     return std::isnan(std::strtod(text.c_str(), nullptr)) ? "must be 0 to 86400 seconds" : "";
 }
 
-void run(application& app, options const& chosen) {
+void run(application& app, nodes_options const& chosen) {
     interruption signals;
     try {
         chosen.is_watching ? watch(app, chosen) : list(app, chosen);
@@ -147,7 +147,7 @@ void run(application& app, options const& chosen) {
 } // namespace
 
 void add_nodes_command(CLI::App& parser, application& app) {
-    auto chosen = std::make_shared<options>();
+    auto chosen = std::make_shared<nodes_options>();
     auto* const command =
         parser.add_subcommand("nodes", "List the nodes that announce themselves on the local network");
     command->add_flag("--watch", chosen->is_watching,

@@ -15,7 +15,7 @@
 namespace kx {
 namespace {
 
-struct options {
+struct original_options {
     std::string job;
     std::string out;
     bool reveal = false;
@@ -49,7 +49,7 @@ void show(application const& app, kxcore::properties const& original, bool revea
     }
 }
 
-void run(application& app, options const& chosen) {
+void run(application& app, original_options const& chosen) {
     kxcore::properties original(false);
     if (!app.run_on(chosen.job, [&] { original = read_original(app, chosen.job); })) return;
     if (chosen.out.empty()) {
@@ -62,7 +62,7 @@ void run(application& app, options const& chosen) {
 } // namespace
 
 void add_original_command(CLI::App& parser, application& app) {
-    auto chosen = std::make_shared<options>();
+    auto chosen = std::make_shared<original_options>();
     auto* const command =
         parser.add_subcommand("original", "Show or write the submission that a job was finalized from");
     takes_file(command->add_option("JOB", chosen->job, "A job file")->required(), app);

@@ -30,7 +30,7 @@ constexpr std::array form_options = {
     form_option{"html", e_schema_form::html, "A page for people"},
 };
 
-struct options {
+struct schema_options {
     std::string type;
     std::string out;
     std::array<bool, form_options.size()> wants_form{};
@@ -55,7 +55,7 @@ void write_file(application& app, std::string const& file, std::string_view text
                                      app.installation().get_plugins());
 }
 
-void write(application& app, options const& chosen, form_option const& form) {
+void write(application& app, schema_options const& chosen, form_option const& form) {
     auto const& installation = app.installation();
     std::string text;
     bool const done = app.run_on("", [&] {
@@ -80,7 +80,7 @@ void write(application& app, options const& chosen, form_option const& form) {
     });
 }
 
-void run(application& app, options const& chosen) {
+void run(application& app, schema_options const& chosen) {
     if (chosen.type.empty()) {
         if (app.wants_json)
             application::print_json(types_as_json());
@@ -96,7 +96,7 @@ void run(application& app, options const& chosen) {
 } // namespace
 
 void add_schema_command(CLI::App& parser, application& app) {
-    auto chosen = std::make_shared<options>();
+    auto chosen = std::make_shared<schema_options>();
     auto* const command = parser.add_subcommand("schema", "Write what documents of a type may hold, as a schema");
     auto* const type = command->add_option(
         "TYPE", chosen->type, R"(A type ("workflow") or its constraint ("node.workflow"); without it all are listed)");

@@ -10,12 +10,12 @@
 namespace kx {
 namespace {
 
-struct options {
+struct show_options {
     std::string file;
     bool reveal = false;
 };
 
-void run(application& app, options const& chosen) {
+void run(application& app, show_options const& chosen) {
     app.run_on(chosen.file, [&] {
         auto tree = read_document(app, chosen.file).tree;
         if (!chosen.reveal) tree = without_credentials(tree);
@@ -30,7 +30,7 @@ void run(application& app, options const& chosen) {
 } // namespace
 
 void add_show_command(CLI::App& parser, application& app) {
-    auto chosen = std::make_shared<options>();
+    auto chosen = std::make_shared<show_options>();
     auto* const command = parser.add_subcommand("show", "Show a document as it is read, or a finalized job, as a tree");
     auto* const file =
         command->add_option("FILE", chosen->file, "A document, a preset or a job file; - for standard input");

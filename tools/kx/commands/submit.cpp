@@ -16,7 +16,7 @@
 namespace kx {
 namespace {
 
-struct options {
+struct submit_options {
     job_options what;
     node_options node;
     std::string id;
@@ -30,7 +30,7 @@ std::string refuse_bad_id(std::string const& id) {
     return fits ? "" : "an id has 1 to 64 characters of A-Z, a-z, 0-9 and -";
 }
 
-void tell(application& app, options const& chosen, making const& made, std::string const& id) {
+void tell(application& app, submit_options const& chosen, making const& made, std::string const& id) {
     json told = {{"node", node_in_words(chosen.node)}};
     if (!id.empty()) told["id"] = id;
     json const summary = job_summary(made);
@@ -41,7 +41,7 @@ void tell(application& app, options const& chosen, making const& made, std::stri
                                    resources_in_words(summary)));
 }
 
-void deliver(application& app, options chosen, making const& made) {
+void deliver(application& app, submit_options chosen, making const& made) {
     if (!find_node(app, chosen.node)) return;
     node_access node;
     if (!app.run_on(chosen.node.to, [&] { node = access_to(app, chosen.node); })) return;
@@ -52,7 +52,7 @@ void deliver(application& app, options chosen, making const& made) {
     });
 }
 
-void run(application& app, options const& chosen) {
+void run(application& app, submit_options const& chosen) {
     making made;
     if (!compose_submission(app, chosen.what, made)) return;
     if (!app.run_on(composed_document(chosen.what), [&] { finalize_submission(app, chosen.what, made, false); }))
@@ -64,7 +64,7 @@ void run(application& app, options const& chosen) {
 } // namespace
 
 void add_submit_command(CLI::App& parser, application& app) {
-    auto chosen = std::make_shared<options>();
+    auto chosen = std::make_shared<submit_options>();
     auto* const command = parser.add_subcommand("submit", "Make a job as finalize does, and hand it over to a node");
     add_job_content(*command, chosen->what, app);
     add_node_options(*command, chosen->node);

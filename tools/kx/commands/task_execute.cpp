@@ -7,13 +7,13 @@
 namespace kx {
 namespace {
 
-struct options : task_options {
+struct task_execute_options : task_options {
     std::string script;
     bool content = false;
     bool pre_execute = false;
 };
 
-void run(application& app, options const& chosen) {
+void run(application& app, task_execute_options const& chosen) {
     make_task(app, chosen.pre_execute ? "pre-execute" : "execute", chosen, [&](auto const& plugins, auto const& extra) {
         if (!chosen.content) {
             refuse_unused_password_file(chosen.secret);
@@ -27,7 +27,7 @@ void run(application& app, options const& chosen) {
 } // namespace
 
 void add_task_execute_command(CLI::App& parser, application& app) {
-    auto chosen = std::make_shared<options>();
+    auto chosen = std::make_shared<task_execute_options>();
     auto* const command = parser.add_subcommand("execute", "A task that runs a script");
     command
         ->add_option("SCRIPT", chosen->script, "The script: a path of the node, or with --content one of this machine")

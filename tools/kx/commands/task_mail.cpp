@@ -11,7 +11,7 @@
 namespace kx {
 namespace {
 
-struct options : task_options {
+struct task_mail_options : task_options {
     std::string username;
     std::string server;
     std::string from;
@@ -21,7 +21,7 @@ struct options : task_options {
 };
 
 // A text that nobody gave is left to the plugin, as all other settings are; the ready-made task would have it empty.
-kxcore::properties with_default_texts(options const& chosen, kxcore::plugin_db const& plugins,
+kxcore::properties with_default_texts(task_mail_options const& chosen, kxcore::plugin_db const& plugins,
                                       kxcore::properties const& extra) {
     kxcore::properties settings(false);
     if (auto const plugin = plugins.describe_plugin("task/regular/mail/1.0")) {
@@ -33,7 +33,7 @@ kxcore::properties with_default_texts(options const& chosen, kxcore::plugin_db c
     return settings;
 }
 
-void run(application& app, options const& chosen) {
+void run(application& app, task_mail_options const& chosen) {
     make_task(app, "mail", chosen, [&](auto const& plugins, auto const& extra) {
         bool const logs_in = !chosen.username.empty();
         if (!logs_in) refuse_unused_password_file(chosen.secret);
@@ -48,7 +48,7 @@ void run(application& app, options const& chosen) {
 } // namespace
 
 void add_task_mail_command(CLI::App& parser, application& app) {
-    auto chosen = std::make_shared<options>();
+    auto chosen = std::make_shared<task_mail_options>();
     auto* const command = parser.add_subcommand("mail", "A task that sends a mail, named after its receiver");
     command->add_option("--username", chosen->username, "Who logs in at the server; nobody without it")
         ->type_name("USER");

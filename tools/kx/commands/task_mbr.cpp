@@ -7,11 +7,11 @@
 namespace kx {
 namespace {
 
-struct options : task_options {
+struct task_mbr_options : task_options {
     std::string package_type;
 };
 
-void run(application& app, options const& chosen) {
+void run(application& app, task_mbr_options const& chosen) {
     make_task(app, "mbr", chosen, [&](auto const& plugins, auto const& extra) {
         return kxclientutil::get_mbr_user_task(chosen.package_type, plugins, extra);
     });
@@ -20,7 +20,7 @@ void run(application& app, options const& chosen) {
 } // namespace
 
 void add_task_mbr_command(CLI::App& parser, application& app) {
-    auto chosen = std::make_shared<options>();
+    auto chosen = std::make_shared<task_mbr_options>();
     auto* const command =
         parser.add_subcommand("mbr", "A task that packages what encoders wrote as one multi-bit-rate stream");
     command->add_option("PACKAGE_TYPE", chosen->package_type, "A type that the plugin knows: dash, hls, ...")

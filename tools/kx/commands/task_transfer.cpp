@@ -7,12 +7,12 @@
 namespace kx {
 namespace {
 
-struct options : task_options {
+struct task_transfer_options : task_options {
     std::string dest_dir;
     bool encoder_prefix = false;
 };
 
-void run(application& app, options const& chosen) {
+void run(application& app, task_transfer_options const& chosen) {
     make_task(app, "transfer", chosen, [&](auto const& plugins, auto const& extra) {
         auto const urls = with_given_password(app, chosen.secret, {chosen.dest_dir});
         return kxclientutil::get_transfer_user_task(urls.front(), plugins, extra, chosen.encoder_prefix);
@@ -22,7 +22,7 @@ void run(application& app, options const& chosen) {
 } // namespace
 
 void add_task_transfer_command(CLI::App& parser, application& app) {
-    auto chosen = std::make_shared<options>();
+    auto chosen = std::make_shared<task_transfer_options>();
     auto* const command =
         parser.add_subcommand("transfer", "A task that copies what the task before wrote to a folder or a server");
     add_location(*command, "DEST_DIR", chosen->dest_dir,

@@ -9,7 +9,7 @@
 namespace kx {
 namespace {
 
-struct options : task_options {
+struct task_youtube_options : task_options {
     std::string username;
     std::string title;
     std::string description;
@@ -17,7 +17,7 @@ struct options : task_options {
     std::vector<std::string> keywords;
 };
 
-void run(application& app, options const& chosen) {
+void run(application& app, task_youtube_options const& chosen) {
     make_task(app, "youtube", chosen, [&](auto const& plugins, auto const& extra) {
         auto const password = read_password(app, chosen.secret, {chosen.username, "the video site"});
         return kxclientutil::get_youtube_user_task(
@@ -29,7 +29,7 @@ void run(application& app, options const& chosen) {
 } // namespace
 
 void add_task_youtube_command(CLI::App& parser, application& app) {
-    auto chosen = std::make_shared<options>();
+    auto chosen = std::make_shared<task_youtube_options>();
     auto* const command = parser.add_subcommand("youtube", "A task that publishes a film on the video site");
     command->add_option("--username", chosen->username, "The account")->type_name("USER")->required();
     command->add_option("--title", chosen->title, "A text with variables, '$source.filename$'")

@@ -15,7 +15,7 @@
 namespace kx {
 namespace {
 
-struct options {
+struct validate_options {
     std::vector<std::string> files;
 };
 
@@ -24,7 +24,7 @@ std::string_view severity_name(kxclientutil::e_problem_severity severity) {
 }
 
 /// Always the same members, so that nobody has to ask which ones are there; without a place line and column are null.
-json to_json(kxclientutil::document_problem const& problem) {
+json problem_to_json(kxclientutil::document_problem const& problem) {
     json out = {{"severity", severity_name(problem.severity)}, {"line", nullptr}, {"column", nullptr}};
     if (problem.line != 0) out.update({{"line", problem.line}, {"column", problem.column}});
     out.update({{"task", problem.task},
@@ -37,8 +37,8 @@ json to_json(kxclientutil::document_problem const& problem) {
 }
 
 /// An error that no problem stands for: the file cannot even be looked at, or not as a whole.
-json to_json(std::string const& error) {
-    json out = to_json(kxclientutil::document_problem{.found = error});
+json error_to_json(std::string const& error) {
+    json out = problem_to_json(kxclientutil::document_problem{.found = error});
     out["what"] = error; // not "found" and then the error
     return out;
 }
@@ -73,11 +73,11 @@ bool is_valid(judgement const& found) {
     return found.limit_met.empty() && !has_errors(found.problems);
 }
 
-json to_json(judgement const& found) {
+json judgement_to_json(judgement const& found) {
     json list = json::array();
-    if (!found.limit_met.empty()) list.push_back(to_json(found.limit_met));
+    if (!found.limit_met.empty()) list.push_back(error_to_json(found.limit_met));
     for (auto const& problem : found.problems)
-        list.push_back(to_json(problem));
+        list.push_back(problem_to_json(problem));
     return list;
 }
 
@@ -95,7 +95,7 @@ void tell(application& app, std::string const& file, judgement const& found) {
     if (valid) application::print(shown(file) + ": valid\n");
 }
 
-void run(application& app, options const& chosen) {
+void run(application& app, validate_options const& chosen) {
     json all = json::array();
     for (auto const& file : chosen.files) {
         auto const add = [&](bool valid, json problems) {
@@ -103,10 +103,10 @@ void run(application& app, options const& chosen) {
         };
         bool const done = app.run_on(file, [&] {
             auto const found = judge(app, file);
-            add(is_valid(found), to_json(found));
+            add(is_valid(found), judgement_to_json(found));
             tell(app, file, found);
         });
-        if (!done) add(false, json::array({to_json(app.last_error())}));
+        if (!done) add(false, json::array({error_to_json(app.last_error())}));
     }
     if (app.wants_json) application::print_json(all);
 }
@@ -114,7 +114,7 @@ void run(application& app, options const& chosen) {
 } // namespace
 
 void add_validate_command(CLI::App& parser, application& app) {
-    auto chosen = std::make_shared<options>();
+    auto chosen = std::make_shared<validate_options>();
     auto* const command = parser.add_subcommand("validate", "Tell everything that is wrong with each file");
     auto* const files = command->add_option("FILE", chosen->files, "Documents or presets; - for standard input");
     takes_file_or_stream(files->required(), app);

@@ -13,7 +13,7 @@
 namespace kx {
 namespace {
 
-struct options {
+struct variables_options {
     std::optional<std::string> text;
 };
 
@@ -53,7 +53,7 @@ void print_split(application const& app, std::string const& text) {
     if (app.wants_json) application::print_json(pieces);
 }
 
-void run(application& app, options const& chosen) {
+void run(application& app, variables_options const& chosen) {
     app.run_on("", [&] {
         if (chosen.text) {
             print_split(app, *chosen.text);
@@ -66,7 +66,7 @@ void run(application& app, options const& chosen) {
 } // namespace
 
 void add_variables_command(CLI::App& parser, application& app) {
-    auto chosen = std::make_shared<options>();
+    auto chosen = std::make_shared<variables_options>();
     auto* const command = parser.add_subcommand(
         "variables", "List the workflow variables, or tell how a text with variables between dollar signs is split");
     command->add_option("TEXT", chosen->text, "For example '$source.filename$_$dynamic.year.YYYY$.mov'");

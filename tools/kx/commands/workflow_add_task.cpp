@@ -19,7 +19,7 @@
 namespace kx {
 namespace {
 
-struct options {
+struct workflow_add_task_options {
     std::string workflow;
     std::string task;
     std::vector<std::string> required;
@@ -52,14 +52,14 @@ document read_task(application& app, std::string const& file) {
 }
 
 // Tags that the task brings with it stay; one that is both required and excluded here is excluded.
-void add_tags(options const& chosen, kxcore::properties& task) {
+void add_tags(workflow_add_task_options const& chosen, kxcore::properties& task) {
     for (auto const& tag : chosen.required)
         kxclientutil::add_task_or_workflow_tag(task, tag, true);
     for (auto const& tag : chosen.excluded)
         kxclientutil::add_task_or_workflow_tag(task, tag, false);
 }
 
-void run(application& app, options const& chosen) {
+void run(application& app, workflow_add_task_options const& chosen) {
     document workflow;
     document task;
     std::string wtid;
@@ -96,7 +96,7 @@ void run(application& app, options const& chosen) {
 } // namespace
 
 void add_workflow_add_task_command(CLI::App& parser, application& app) {
-    auto chosen = std::make_shared<options>();
+    auto chosen = std::make_shared<workflow_add_task_options>();
     auto* const command = parser.add_subcommand("add-task", "Add a task to a workflow, and print its wtid");
     takes_file(command->add_option("WORKFLOW", chosen->workflow, "The workflow document")->required(), app);
     takes_file(command->add_option("TASK", chosen->task, "The task document, or an encoder preset")->required(), app);

@@ -24,7 +24,7 @@
 namespace kx {
 namespace {
 
-struct options {
+struct workflow_connect_options {
     std::string workflow;
     std::string from;
     std::string to;
@@ -55,7 +55,8 @@ kxbase::ptr_refcount<kxcore::plugin_info const> plugin_of(application& app, name
     return plugin;
 }
 
-void check_ports(application& app, options const& chosen, named_task const& from, named_task const& to) {
+void check_ports(application& app, workflow_connect_options const& chosen, named_task const& from,
+                 named_task const& to) {
     auto const from_plugin = plugin_of(app, from);
     if (!kxworkflow::is_output(*from_plugin, from.tree, chosen.output)) {
         kxbase::es::arg::raise(fmt::format("the task {} has no output {}{}", from.shown(), in_quotes(chosen.output),
@@ -94,8 +95,8 @@ bool is_there_already(kxcore::properties const& workflow, kxclientutil::wf_conne
 }
 
 // What a node would stumble over, and what validation calls an error.
-void check(application& app, options const& chosen, kxcore::properties const& workflow, named_task const& from,
-           named_task const& to, kxclientutil::wf_connection const& connection) {
+void check(application& app, workflow_connect_options const& chosen, kxcore::properties const& workflow,
+           named_task const& from, named_task const& to, kxclientutil::wf_connection const& connection) {
     if (from.index == to.index) kxbase::es::arg::raise(fmt::format("the task {} cannot wait for itself", from.shown()));
     if (!chosen.output.empty()) check_ports(app, chosen, from, to);
     if (is_there_already(workflow, connection))
@@ -103,14 +104,15 @@ void check(application& app, options const& chosen, kxcore::properties const& wo
     check_cycle(app, workflow, from, to);
 }
 
-kxclientutil::wf_connection connection_of(options const& chosen, named_task const& from, named_task const& to) {
+kxclientutil::wf_connection connection_of(workflow_connect_options const& chosen, named_task const& from,
+                                          named_task const& to) {
     if (!chosen.result.empty()) return {from.wtid, to.wtid, chosen.result};
     if (!chosen.output.empty()) return {from.wtid, chosen.output, to.wtid, chosen.input};
     return {from.wtid, to.wtid};
 }
 
-void tell(application const& app, std::string const& out, document const& workflow, options const& chosen,
-          named_task const& from, named_task const& to) {
+void tell(application const& app, std::string const& out, document const& workflow,
+          workflow_connect_options const& chosen, named_task const& from, named_task const& to) {
     if (app.wants_json) {
         json told = {{"path", without_password(out)},
                      {"format", workflow.format},
@@ -127,7 +129,7 @@ void tell(application const& app, std::string const& out, document const& workfl
     application::print(fmt::format("{}: {} \xE2\x86\x92 {}{}\n", shown(out), from.shown(), to.shown(), how));
 }
 
-void run(application& app, options const& chosen) {
+void run(application& app, workflow_connect_options const& chosen) {
     document workflow;
     named_task from;
     named_task to;
@@ -150,7 +152,7 @@ void run(application& app, options const& chosen) {
 } // namespace
 
 void add_workflow_connect_command(CLI::App& parser, application& app) {
-    auto chosen = std::make_shared<options>();
+    auto chosen = std::make_shared<workflow_connect_options>();
     auto* const command = parser.add_subcommand("connect", "Draw a connection between two tasks of a workflow");
     takes_file(command->add_option("WORKFLOW", chosen->workflow, "The workflow document")->required(), app);
     command->add_option("FROM", chosen->from, "The task that comes first: its wtid, or its name")->required();

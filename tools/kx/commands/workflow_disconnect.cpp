@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::string_view connections_path = "workflow-meta{connections}";
 
-struct options {
+struct workflow_disconnect_options {
     std::string workflow;
     std::string from;
     std::string to;
@@ -44,7 +44,7 @@ std::string wtid_of(kxcore::properties const& workflow, kxcore::property_list co
     return is_named ? name_or_wtid : find_task(workflow, name_or_wtid).wtid;
 }
 
-std::size_t disconnect(options const& chosen, kxcore::properties& workflow) {
+std::size_t disconnect(workflow_disconnect_options const& chosen, kxcore::properties& workflow) {
     auto const connections = connections_of(workflow);
     std::string const from = wtid_of(workflow, connections, chosen.from);
     std::string const to = wtid_of(workflow, connections, chosen.to);
@@ -59,7 +59,7 @@ std::size_t disconnect(options const& chosen, kxcore::properties& workflow) {
     return connections.size() - kept.size();
 }
 
-void run(application& app, options const& chosen) {
+void run(application& app, workflow_disconnect_options const& chosen) {
     document workflow;
     std::size_t removed = 0;
     bool const done = app.run_on(chosen.workflow, [&] {
@@ -83,7 +83,7 @@ void run(application& app, options const& chosen) {
 } // namespace
 
 void add_workflow_disconnect_command(CLI::App& parser, application& app) {
-    auto chosen = std::make_shared<options>();
+    auto chosen = std::make_shared<workflow_disconnect_options>();
     auto* const command =
         parser.add_subcommand("disconnect", "Remove all connections from one task of a workflow to another");
     takes_file(command->add_option("WORKFLOW", chosen->workflow, "The workflow document")->required(), app);

@@ -25,7 +25,7 @@ namespace {
 
 using kxclientutil::workflow_graph;
 
-struct options {
+struct workflow_graph_options {
     std::string file;
     std::string out;
     bool dot = false;
@@ -53,7 +53,7 @@ constexpr std::array<output_kind, 7> output_kinds = {{
     {"mermaid", e_language::mermaid, nullptr},
 }};
 
-output_kind kind_of_output(options const& chosen) {
+output_kind kind_of_output(workflow_graph_options const& chosen) {
     output_kind const plain{"", chosen.mermaid ? e_language::mermaid : e_language::dot, nullptr};
     if (chosen.out.empty()) return plain;
     std::string const suffix = kxbase::url_path_suffix(chosen.out);
@@ -99,7 +99,7 @@ std::string complaint(filter_result const& result) {
     return line;
 }
 
-std::string draw(std::string const& dot, char const* drawn_as, options const& chosen) {
+std::string draw(std::string const& dot, char const* drawn_as, workflow_graph_options const& chosen) {
     filter_result result;
     try {
         result = run_filter({"dot", std::string("-T") + drawn_as}, dot, std::chrono::seconds(chosen.time_limit),
@@ -119,7 +119,7 @@ std::string shown_name(std::string const& text) {
     return kxbase::url_protected_output(text);
 }
 
-json to_json(workflow_graph const& graph) {
+json graph_to_json(workflow_graph const& graph) {
     json tasks = json::array();
     for (auto const& node : graph.nodes) {
         json task = {{"id", shown_name(node.id)}, {"name", shown_name(node.name)}, {"kind", node.kind}};
@@ -143,7 +143,8 @@ json to_json(workflow_graph const& graph) {
             {"problems", graph.problems}};
 }
 
-void write(application& app, options const& chosen, output_kind const& kind, workflow_graph const& graph) {
+void write(application& app, workflow_graph_options const& chosen, output_kind const& kind,
+           workflow_graph const& graph) {
     std::string content = drawing_of(graph, kind.language, chosen.legend);
     if (kind.drawn_as != nullptr) content = draw(content, kind.drawn_as, chosen);
     kxbase::buffer bytes;
@@ -161,7 +162,7 @@ void write(application& app, options const& chosen, output_kind const& kind, wor
     }
 }
 
-void run(application& app, options const& chosen) {
+void run(application& app, workflow_graph_options const& chosen) {
     auto const kind = kind_of_output(chosen);
     workflow_graph graph;
     bool const done = app.run_on(chosen.file, [&] { graph = graph_of(app, read_document(app, chosen.file)); });
@@ -171,7 +172,7 @@ void run(application& app, options const& chosen) {
     if (!chosen.out.empty()) {
         app.run_on(chosen.out, [&] { write(app, chosen, kind, graph); });
     } else if (app.wants_json) {
-        application::print_json(to_json(graph));
+        application::print_json(graph_to_json(graph));
     } else {
         application::print(drawing_of(graph, kind.language, chosen.legend));
     }
@@ -180,7 +181,7 @@ void run(application& app, options const& chosen) {
 } // namespace
 
 void add_workflow_graph_command(CLI::App& parser, application& app) {
-    auto chosen = std::make_shared<options>();
+    auto chosen = std::make_shared<workflow_graph_options>();
     auto* const command = parser.add_subcommand("graph", "Draw the tasks of a workflow and what joins them");
     auto* const file = command->add_option("FILE", chosen->file, "A workflow, a submission or a finalized job");
     takes_file(file->required(), app);

@@ -17,7 +17,7 @@
 namespace kx {
 namespace {
 
-struct options {
+struct workflow_tag_options {
     std::string file;
     std::string tag;
     std::string task;
@@ -42,7 +42,7 @@ struct subject {
     bool is_changed = true;
 };
 
-bool change(options const& chosen, kxcore::properties& document) {
+bool change(workflow_tag_options const& chosen, kxcore::properties& document) {
     if (!chosen.untag) {
         kxclientutil::add_task_or_workflow_tag(document, chosen.tag, !chosen.exclude);
         return true;
@@ -52,7 +52,7 @@ bool change(options const& chosen, kxcore::properties& document) {
     return is_there;
 }
 
-subject change_task(options const& chosen, kxcore::properties& workflow) {
+subject change_task(workflow_tag_options const& chosen, kxcore::properties& workflow) {
     auto task = find_task(workflow, chosen.task);
     bool const is_changed = change(chosen, task.tree);
     kxcore::property_list tasks(*workflow.get_list_value("tasks"));
@@ -61,7 +61,7 @@ subject change_task(options const& chosen, kxcore::properties& workflow) {
     return {"task " + task.shown(), is_changed};
 }
 
-subject change_document(options const& chosen, document& read) {
+subject change_document(workflow_tag_options const& chosen, document& read) {
     bool const is_workflow = read.config_type == kxclientutil::config_workflow;
     if (!is_workflow && (read.config_type != kxclientutil::config_task || !chosen.task.empty())) {
         kxbase::es::arg::raise(
@@ -73,12 +73,12 @@ subject change_document(options const& chosen, document& read) {
     return {read.type, change(chosen, read.tree)};
 }
 
-std::string what_was_done(options const& chosen) {
+std::string what_was_done(workflow_tag_options const& chosen) {
     if (chosen.untag) return "no longer asks for or refuses";
     return chosen.exclude ? "refuses" : "asks for";
 }
 
-void tell(application const& app, options const& chosen, std::string const& out, document const& read,
+void tell(application const& app, workflow_tag_options const& chosen, std::string const& out, document const& read,
           subject const& what) {
     if (app.wants_json) {
         json const required = chosen.untag ? json(nullptr) : json(!chosen.exclude);
@@ -96,7 +96,7 @@ void tell(application const& app, options const& chosen, std::string const& out,
     }
 }
 
-void run(application& app, options const& chosen) {
+void run(application& app, workflow_tag_options const& chosen) {
     document read;
     subject changed;
     bool const done = app.run_on(chosen.file, [&] {
@@ -112,7 +112,7 @@ void run(application& app, options const& chosen) {
 }
 
 CLI::App* add_command(CLI::App& parser, application& app, char const* name, char const* description,
-                      std::shared_ptr<options> const& chosen) {
+                      std::shared_ptr<workflow_tag_options> const& chosen) {
     auto* const command = parser.add_subcommand(name, description);
     takes_file(command->add_option("FILE", chosen->file, "A workflow document, or a task document")->required(), app);
     command->add_option("TAG", chosen->tag, "The tag")->required()->check(refuse_empty_tag);
@@ -126,12 +126,12 @@ CLI::App* add_command(CLI::App& parser, application& app, char const* name, char
 } // namespace
 
 void add_workflow_tag_commands(CLI::App& parser, application& app) {
-    auto tagging = std::make_shared<options>();
+    auto tagging = std::make_shared<workflow_tag_options>();
     auto* const tag = add_command(parser, app, "tag", "Let only nodes with a tag run a workflow or a task", tagging);
     tag->add_flag("--exclude", tagging->exclude, "Only nodes without the tag");
     tag->footer("Examples:\n  kx workflow tag news.xml gpu --task 1080p\n"
                 "  kx workflow tag mail.xml studio --exclude\n");
-    auto untagging = std::make_shared<options>();
+    auto untagging = std::make_shared<workflow_tag_options>();
     untagging->untag = true;
     add_command(parser, app, "untag", "Take a tag back from a workflow or a task", untagging);
 }
