@@ -16,12 +16,6 @@ using namespace std::chrono_literals;
 
 class pace_of_search : public kx_test::searching {
 protected:
-    void come_placed(std::string const& name) {
-        place(name, "t");
-        come(name);
-        expect("resolved " + name + " on 1: " + name + ".local. 9000 10.0.0.1 t");
-    }
-
     /// The first pauses between questions are at least these; those that follow do not grow.
     void expect_pauses(std::string const& question, std::vector<std::chrono::milliseconds> const& pauses) {
         constexpr std::size_t more = 12; // doubled with each of these, they would take minutes

@@ -94,6 +94,12 @@ protected:
                            scripted_dnssd::place(name + ".local.", port, one_entry(entry)));
         address(name, 1);
     }
+    /// And comes at once, and is resolved.
+    void come_placed(std::string const& name) {
+        place(name, "t");
+        come(name);
+        expect("resolved " + name + " on 1: " + name + ".local. 9000 10.0.0.1 t");
+    }
     void address(std::string const& name, char last_byte) {
         dnssd_.always_give("address of " + name + ".local. on 1",
                            scripted_dnssd::record(std::string("\x0a\0\0", 3) + last_byte));
