@@ -3,21 +3,23 @@
 #include "kxcapi/recording_handler.h"
 #include "support/captured_report.h"
 #include "support/certificates.h"
+#include "support/held_resources.h"
 #include "support/scripted_node.h"
 
 #include <gmock/gmock.h>
 
-#include <filesystem>
 #include <future>
 #include <thread>
 
 namespace {
 
+using kx_test::count_threads;
 using kx_test::echo;
 using kx_test::error_of;
 using kx_test::event_text;
 using kx_test::fault_connection;
 using kx_test::fault_server;
+using kx_test::held_resources;
 using kx_test::milliseconds_of;
 using kx_test::recording_handler;
 using kx_test::soon;
@@ -41,11 +43,6 @@ std::string answer(connection& asked, std::string const& text) {
     kxp::packet request(2, text.size() % 2 == 0 ? "say even" : "x");
     request.set_property("text", text);
     return asked.request(request, 60'000)->get_properties().get_string_value("text");
-}
-
-std::size_t entries(char const* folder) {
-    auto const each = std::filesystem::directory_iterator(folder);
-    return static_cast<std::size_t>(std::distance(begin(each), end(each)));
 }
 
 /// A node that greets and says one event.
@@ -125,23 +122,6 @@ TEST(connection_threads, are_ended_by_a_close_whatever_the_peer_does) {
     EXPECT_EQ(told.count(), 0u);
 }
 
-/// What a process has while nothing is under way, to be compared with what it has afterwards.
-class belongings {
-public:
-    belongings() {
-        std::thread([] {}).join(); // with the first thread the thread sanitizer starts one of its own, which stays
-        threads_ = entries("/proc/self/task");
-        files_ = entries("/proc/self/fd");
-    }
-    [[nodiscard]] bool are_the_same() const {
-        return soon([this] { return entries("/proc/self/task") == threads_ && entries("/proc/self/fd") == files_; });
-    }
-
-private:
-    std::size_t threads_ = 0;
-    std::size_t files_ = 0;
-};
-
 kxnet::transport_options with_tls() {
     return {true, kx_test::certificates::get().ca()};
 }
@@ -149,7 +129,7 @@ kxnet::transport_options with_tls() {
 TEST(connection_threads, end_an_attempt_to_connect_at_the_hello_and_at_the_handshake_of_tls) {
     kx_test::captured_report const log;
     for (auto const& options : {kxnet::transport_options(), with_tls()}) {
-        belongings const before;
+        held_resources const before;
         {
             std::promise<void> has_come;
             fault_server const node([&](fault_connection& client) {
@@ -173,14 +153,14 @@ TEST(connection_threads, end_an_attempt_to_connect_at_the_hello_and_at_the_hands
             EXPECT_EQ(made.failure(), "closed by this side");
             EXPECT_FALSE(made.is_connected());
         }
-        EXPECT_TRUE(before.are_the_same());
+        EXPECT_TRUE(before.are_all_soon()) << before;
     }
 }
 
 TEST(connection_threads, end_an_attempt_to_connect_to_a_host_that_never_answers) {
     kx_test::captured_report const log;
     kx_test::full_port const nobody;
-    belongings const before;
+    held_resources const before;
     {
         connection made(nullptr);
         std::atomic<bool> is_over = false;
@@ -195,7 +175,7 @@ TEST(connection_threads, end_an_attempt_to_connect_to_a_host_that_never_answers)
         }));
         EXPECT_EQ(made.failure(), "closed by this side");
     }
-    EXPECT_TRUE(before.are_the_same());
+    EXPECT_TRUE(before.are_all_soon()) << before;
 }
 
 TEST(connection_threads, are_not_held_longer_than_the_time_out_by_a_host_that_never_answers_or_a_peer_without_a_word) {
@@ -213,7 +193,7 @@ TEST(connection_threads, are_not_held_longer_than_the_time_out_by_a_host_that_ne
         {silent.port(), {}, " does not greet in time"},
         {silent.port(), with_tls(), " does not answer in time"},
     };
-    belongings const before;
+    held_resources const before;
     for (attempt const& each : attempts) {
         connection made(nullptr, each.options);
         long long const took =
@@ -222,7 +202,7 @@ TEST(connection_threads, are_not_held_longer_than_the_time_out_by_a_host_that_ne
         EXPECT_LT(took, 10'000);
         EXPECT_EQ(made.failure(), "127.0.0.1:" + each.port + each.reason);
     }
-    EXPECT_TRUE(before.are_the_same());
+    EXPECT_TRUE(before.are_all_soon()) << before;
 }
 
 TEST(connection_threads, go_on_asking_while_a_handler_blocks) {
@@ -309,7 +289,7 @@ TEST(connection_threads, may_close_from_a_handler) {
 }
 
 TEST(connection_threads, may_give_up_the_last_handle_in_a_handler) {
-    belongings const before;
+    held_resources const before;
     {
         recording_handler told;
         std::mutex guard;
@@ -330,7 +310,7 @@ TEST(connection_threads, may_give_up_the_last_handle_in_a_handler) {
             return !held;
         }));
     }
-    EXPECT_TRUE(before.are_the_same());
+    EXPECT_TRUE(before.are_all_soon()) << before;
 }
 
 TEST(connection_threads, may_connect_again_when_told_of_the_end) {
@@ -496,13 +476,13 @@ TEST(connection_threads, leave_nothing_behind) {
     test_node const node(echo);
     static_cast<void>(connected(node.port(), nullptr));
     ASSERT_TRUE(soon([&] { return node.endings().size() == 1; }));
-    std::size_t const threads = entries("/proc/self/task");
+    std::size_t const threads = count_threads();
     for (int i = 0; i != 30; ++i) {
         auto const made = connected(node.port(), nullptr);
         EXPECT_EQ(answer(*made, "x"), "x");
     }
     EXPECT_TRUE(soon([&] { return node.endings().size() == 31; }));
-    EXPECT_TRUE(soon([&] { return entries("/proc/self/task") <= threads; }));
+    EXPECT_TRUE(soon([&] { return count_threads() <= threads; }));
 }
 
 } // namespace

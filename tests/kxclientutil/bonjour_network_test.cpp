@@ -14,8 +14,8 @@
 namespace {
 
 using kx_test::dnssd_network;
-using kx_test::holds_soon;
 using kx_test::host_process;
+using kx_test::soon;
 using kxclientutil::bonjour_browser;
 using kxclientutil::bonjour_node;
 using e_link = dnssd_network::e_link;
@@ -62,7 +62,7 @@ protected:
     }
 
     bool is_on(std::string const& name, std::size_t interfaces) const {
-        return holds_soon([&] { return node(name).addresses.size() == interfaces; });
+        return soon([&] { return node(name).addresses.size() == interfaces; });
     }
 
     /// HOST:PORT of a cluster; empty when there is none.
@@ -99,16 +99,16 @@ TEST_F(bonjour_network, keeps_up_with_a_node_and_its_txt_record) {
     // Each record that is ignored is followed by one that is not, so that it has been seen by then.
     announced->write_line("id=equal\tcluster=equal\tuc=5");
     announced->write_line("id=2\tcluster=sport\tuc=6");
-    ASSERT_TRUE(holds_soon([&] { return node("node").uc == 6; })) << observer_.log.text();
+    ASSERT_TRUE(soon([&] { return node("node").uc == 6; })) << observer_.log.text();
     EXPECT_EQ(node("node").id, "2");
     EXPECT_EQ(where("news"), "");
     EXPECT_NE(where("sport"), "");
     announced->write_line("id=none\tcluster=none");
     announced->write_line("uc=8\tid=3");
-    ASSERT_TRUE(holds_soon([&] { return node("node").uc == 8; })) << observer_.log.text();
+    ASSERT_TRUE(soon([&] { return node("node").uc == 8; })) << observer_.log.text();
     EXPECT_EQ(node("node").txt, (std::map<std::string, std::string>{{"cluster", ""}, {"id", "3"}, {"uc", "8"}}));
     announced->write_line("uc=9\tid=4\tcluster=news\tprivate=yes");
-    ASSERT_TRUE(holds_soon([&] { return node("node").uc == 9; })) << observer_.log.text();
+    ASSERT_TRUE(soon([&] { return node("node").uc == 9; })) << observer_.log.text();
     EXPECT_EQ(where("news"), "") << "private";
     EXPECT_NE(where(""), "");
 
@@ -128,7 +128,7 @@ TEST_F(bonjour_network, ignores_a_record_with_an_equal_counter_or_none) {
         // What the same daemon announces later has been seen later.
         auto const before = node("witness").uc;
         witness->write_line("uc=" + std::to_string(before + 1));
-        ASSERT_TRUE(holds_soon([&] { return node("witness").uc == before + 1; })) << observer_.log.text();
+        ASSERT_TRUE(soon([&] { return node("witness").uc == before + 1; })) << observer_.log.text();
         EXPECT_EQ(node("node").id, "1");
     }
     EXPECT_EQ(observer_.log.count("updated node"), updates);
@@ -173,7 +173,7 @@ TEST_F(bonjour_network, outlives_the_daemon) {
     EXPECT_TRUE(observer_.log.wait_for("removed leaving", 1, std::chrono::seconds(30))) << observer_.log.text();
     EXPECT_EQ(observer_.log.count("removed staying"), 0U);
     staying->write_line("id=2\tcluster=news\tuc=6");
-    EXPECT_TRUE(holds_soon([&] { return node("staying").uc == 6; })) << observer_.log.text();
+    EXPECT_TRUE(soon([&] { return node("staying").uc == 6; })) << observer_.log.text();
 }
 
 TEST_F(bonjour_network, finds_a_cluster_of_two_nodes_by_the_first_name) {

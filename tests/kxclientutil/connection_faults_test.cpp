@@ -3,6 +3,7 @@
 #include "support/captured_report.h"
 #include "support/certificates.h"
 #include "support/cutting_proxy.h"
+#include "support/held_resources.h"
 #include "support/scripted_node.h"
 
 #include <gmock/gmock.h>
@@ -13,11 +14,10 @@
 namespace {
 
 using kx_test::certificates;
-using kx_test::count_descriptors;
-using kx_test::count_threads;
 using kx_test::cutting_proxy;
 using kx_test::fault_connection;
 using kx_test::fault_server;
+using kx_test::held_resources;
 using kx_test::line_cut;
 using kx_test::milliseconds_of;
 using kx_test::soon;
@@ -91,9 +91,7 @@ void break_login(std::string const& port, e_direction direction, bool is_tls, st
 
 void break_logins_everywhere(bool is_tls) {
     kx_test::captured_report const log;
-    std::thread([] {}).join(); // with the first thread the thread sanitizer starts one of its own, which stays
-    std::size_t const threads = count_threads();
-    std::size_t const descriptors = count_descriptors();
+    held_resources const before;
     {
         test_node const node(kx_test::echo, serving(is_tls));
         std::vector<std::jthread> all;
@@ -103,8 +101,7 @@ void break_logins_everywhere(bool is_tls) {
         all.clear();
         EXPECT_TRUE(logs_in(node.port(), is_tls));
     }
-    EXPECT_TRUE(soon([&] { return count_threads() == threads && count_descriptors() == descriptors; }))
-        << count_threads() - threads << " threads, " << count_descriptors() - descriptors << " descriptors";
+    EXPECT_TRUE(before.are_all_soon()) << before;
 }
 
 TEST(connection_faults, of_a_line_that_breaks_at_any_byte_of_hello_login_and_reply) {
@@ -146,9 +143,7 @@ TEST(connection_faults, of_a_node_that_sends_wrong_frames) {
     kx_test::captured_report const log;
     std::vector<std::string> const frames = wrong_frames();
     std::atomic<std::size_t> next = 0;
-    std::thread([] {}).join();
-    std::size_t const threads = count_threads();
-    std::size_t const descriptors = count_descriptors();
+    held_resources const before;
     {
         fault_server const node([&](fault_connection& client) {
             if (!kx_test::greet(client)) return;
@@ -166,7 +161,7 @@ TEST(connection_faults, of_a_node_that_sends_wrong_frames) {
         EXPECT_GT(refused, frames.size() / 2);
         EXPECT_TRUE(logs_in(node.port(), false)) << "the next one is to work";
     }
-    EXPECT_TRUE(soon([&] { return count_threads() == threads && count_descriptors() == descriptors; }));
+    EXPECT_TRUE(before.are_all_soon()) << before;
 }
 
 /// Wants the whole time-out, and not much more, of each function that waits.

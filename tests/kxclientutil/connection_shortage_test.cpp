@@ -3,6 +3,7 @@
 
 #include "support/captured_report.h"
 #include "support/certificates.h"
+#include "support/held_resources.h"
 #include "support/scripted_node.h"
 
 #include <gtest/gtest.h>
@@ -77,9 +78,6 @@ void operator delete[](void* memory, std::nothrow_t const& /*tag*/) noexcept {
 namespace {
 
 using kx_test::certificates;
-using kx_test::count_descriptors;
-using kx_test::count_threads;
-using kx_test::soon;
 using kx_test::test_node;
 
 /// Lets this thread ask for memory so many times, and then no more: once, or for as long as this lives.
@@ -125,9 +123,7 @@ void run_out_of_memory_everywhere(bool is_tls) {
         options = {true, certificates::get().ca()};
         serving = {certificates::get().good(), certificates::get().key()};
     }
-    std::thread([] {}).join(); // with the first thread the thread sanitizer starts one of its own, which stays
-    std::size_t const threads = count_threads();
-    std::size_t const descriptors = count_descriptors();
+    kx_test::held_resources const before;
     {
         test_node const node(kx_test::echo, serving);
         for (bool const stays : {false, true}) {
@@ -137,9 +133,7 @@ void run_out_of_memory_everywhere(bool is_tls) {
             EXPECT_GT(times, 20) << "a login takes memory more often than that";
         }
     }
-    EXPECT_TRUE(soon([&] { return count_threads() <= threads && count_descriptors() <= descriptors; }))
-        << count_threads() << " threads, " << count_descriptors() << " descriptors, before " << threads << " and "
-        << descriptors;
+    EXPECT_TRUE(before.are_all_soon()) << before;
 }
 
 TEST(connection_shortage, of_memory_passes_as_it_is_wherever_a_login_is_and_leaves_nothing) {

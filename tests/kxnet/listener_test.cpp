@@ -2,6 +2,7 @@
 
 #include "support/captured_report.h"
 #include "support/scripted_node.h"
+#include "support/waiting.h"
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,9 @@
 #include <kxnet/packet_stream.h>
 
+#include "support/held_resources.h"
 #include "support/scripted_node.h"
 #include "support/server_process.h"
+#include "support/waiting.h"
 
 #include <kxcore/property_values.h>
 

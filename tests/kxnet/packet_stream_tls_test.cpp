@@ -3,6 +3,7 @@
 #include "kxnet/tls_server.h"
 #include "support/certificates.h"
 #include "support/scripted_node.h"
+#include "support/waiting.h"
 
 #include <kxbase/buffer.h>
 #include <kxcore/property_values.h>

@@ -1,6 +1,7 @@
 // The system's look-up of names, made to take its time and to give more than one address.
 #include "resolving.h"
 
+#include "support/held_resources.h"
 #include "support/scripted_node.h"
 
 #include <gmock/gmock.h>
@@ -84,15 +85,9 @@ std::unique_ptr<packet_stream> connected(std::string const& host, std::string co
     return packet_stream::connect(host, port, {}, timeout_ms, stop);
 }
 
-/// The threads of this test's, when it begins.
-std::size_t threads_at_rest() {
-    std::thread([] {}).join(); // with the first thread the thread sanitizer starts one of its own, which stays
-    return count_threads();
-}
-
 TEST(resolving_slow, ends_with_the_time_out_and_has_one_thread_however_often_it_is_tried) {
     kx_test::test_node const node(kx_test::echo);
-    std::size_t const threads = threads_at_rest();
+    kx_test::held_resources const at_rest;
     name_server().set(false);
     int const before = name_server().count();
     for (int i = 0; i != 5; ++i) {
@@ -104,9 +99,9 @@ TEST(resolving_slow, ends_with_the_time_out_and_has_one_thread_however_often_it_
         EXPECT_LT(took, 10'000);
     }
     EXPECT_TRUE(soon([&] { return name_server().count() == before + 1; }));
-    EXPECT_EQ(count_threads(), threads + 1);
+    EXPECT_EQ(count_threads(), at_rest.threads() + 1);
     name_server().set(true);
-    EXPECT_TRUE(soon([&] { return count_threads() == threads; }));
+    EXPECT_TRUE(at_rest.are_all_soon()) << at_rest;
     EXPECT_TRUE(connected("slow.example", node.port(), 20'000)) << "the next one is to work";
     EXPECT_EQ(name_server().count(), before + 2) << "what was found is not kept";
 }

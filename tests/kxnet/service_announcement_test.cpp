@@ -57,7 +57,7 @@ TEST(service_announcement, does_nothing_without_a_library_and_says_so) {
     EXPECT_THROW(announced.update_txt({{"=", ""}}), kxbase::es::arg);
     EXPECT_FALSE(announced.wait_until_announced(std::chrono::milliseconds(20)));
     EXPECT_EQ(announced.get_name(), "");
-    ASSERT_TRUE(kx_test::holds_soon([&] { return !report.messages().empty(); }));
+    ASSERT_TRUE(kx_test::soon([&] { return !report.messages().empty(); }));
     EXPECT_THAT(report.messages(),
                 ElementsAre(R"("node" of _vostrel-node._tcp is not announced: there is no DNS-SD client library)"));
 }
@@ -72,7 +72,7 @@ TEST(service_announcement, says_once_that_no_daemon_takes_it_and_when_one_does) 
     dnssd.refuse("announce ", 0);
     ASSERT_TRUE(announced.wait_until_announced(std::chrono::milliseconds::max()));
     EXPECT_EQ(announced.get_name(), "node #2");
-    ASSERT_TRUE(kx_test::holds_soon([&] { return report.messages().size() == 2; }));
+    ASSERT_TRUE(kx_test::soon([&] { return report.messages().size() == 2; }));
     EXPECT_THAT(report.messages(),
                 ElementsAre(R"("node" of _vostrel-node._tcp is not announced: no DNS-SD daemon takes it)",
                             R"("node #2" of _vostrel-node._tcp is announced now)"));
@@ -102,7 +102,7 @@ TEST(service_announcement, is_announced_anew_when_the_daemon_does_not_take_the_n
     EXPECT_TRUE(dnssd.wait_for_asked("record \4uc=2"));
     EXPECT_TRUE(dnssd.wait_for_asked("announce node", 2));
     EXPECT_TRUE(dnssd.wait_for_open("announce ", 1));
-    EXPECT_TRUE(kx_test::holds_soon([&] { return announced.get_name() == "node"; }));
+    EXPECT_TRUE(kx_test::soon([&] { return announced.get_name() == "node"; }));
     EXPECT_THAT(report.messages(), testing::IsEmpty()) << "a daemon takes it";
 }
 
@@ -118,7 +118,7 @@ TEST(service_announcement, begins_anew_when_something_failed_that_was_not_forese
     dnssd.raise("update ", true);
     announced.update_txt({{"uc", "2"}});
     ASSERT_TRUE(dnssd.wait_for_asked("record \4uc=2"));
-    ASSERT_TRUE(kx_test::holds_soon([&] { return report.messages().size() == 4; }));
+    ASSERT_TRUE(kx_test::soon([&] { return report.messages().size() == 4; }));
     EXPECT_EQ(announced.get_name(), "node");
     auto const failed = std::string(R"("node" of _vostrel-node._tcp is not announced: std::bad_alloc)");
     auto const goes_on = std::string(R"("node" of _vostrel-node._tcp is announced now)");

@@ -122,7 +122,7 @@ TEST_F(service_search, prefers_the_address_that_it_told_among_several) {
     dnssd_.always_give("address of n1.local. on 1", scripted_dnssd::record("no address"));
     auto const asked = dnssd_.asked("address of n1.local.");
     ASSERT_TRUE(dnssd_.wait_for_asked("address of n1.local.", asked + 2));
-    ASSERT_TRUE(kx_test::holds_soon(
+    ASSERT_TRUE(kx_test::soon(
         [&] { return dnssd_.give("address of n1.local. on 1", scripted_dnssd::record("\x0a\1\1\1")) == 1; }));
     dnssd_.give("address of n1.local. on 1", scripted_dnssd::record(std::string("\x0a\0\0\1", 4)));
     ASSERT_TRUE(dnssd_.wait_for_asked("address of n1.local.", asked + 3));
@@ -279,7 +279,7 @@ TEST(service_search_without_library, says_once_that_nothing_is_found) {
     kx_test::told_handler handler;
     {
         kxnet::service_search const search("_t._tcp", handler, no_haste());
-        ASSERT_TRUE(kx_test::holds_soon([&] { return !report.lines().empty(); }));
+        ASSERT_TRUE(kx_test::soon([&] { return !report.lines().empty(); }));
     }
     EXPECT_THAT(lines_of(report),
                 ElementsAre("Bonjour 2 5 there is no DNS-SD client library, browsing for _t._tcp finds nothing"));

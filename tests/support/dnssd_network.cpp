@@ -130,7 +130,7 @@ void host_process::write_line(std::string const& line) const {
 int host_process::finish() {
     if (input_ >= 0) ::close(input_);
     input_ = -1;
-    if (!holds_soon([this] { return !is_running(); })) throw std::runtime_error("a program on a host does not end");
+    if (!soon([this] { return !is_running(); })) throw std::runtime_error("a program on a host does not end");
     return WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_);
 }
 
@@ -262,7 +262,7 @@ void dnssd_network::start_bus(unsigned int host, unsigned int connections) {
     fs::create_directories(folder + "dbus");
     fs::create_directories(folder + "avahi-daemon");
     hosts_.at(host).bus = start(host, {bus_program, "--config-file=/run/bus.conf", "--nofork", "--nopidfile"});
-    if (!holds_soon([&] { return fs::exists(folder + bus_socket); }))
+    if (!soon([&] { return fs::exists(folder + bus_socket); }))
         throw std::runtime_error("a dbus-daemon of the test's own does not start:\n" +
                                  read_file(folder + "dbus-daemon.log"));
 }
@@ -275,7 +275,7 @@ void dnssd_network::stop_daemon(unsigned int host) {
 void dnssd_network::start_daemon(unsigned int host) {
     hosts_.at(host).daemon = start(host, {daemon_program, "-f", "/run/avahi.conf", "--no-drop-root", "--no-chroot",
                                           "--no-rlimits", "--no-proc-title"});
-    if (!holds_soon([&] { return fs::exists(run_folder(host) + daemon_pid_file); }))
+    if (!soon([&] { return fs::exists(run_folder(host) + daemon_pid_file); }))
         throw std::runtime_error("an avahi-daemon of the test's own does not start:\n" +
                                  read_file(run_folder(host) + "avahi-daemon.log"));
 }

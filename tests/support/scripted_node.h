@@ -2,6 +2,7 @@
 #pragma once
 
 #include "support/fault_server.h"
+#include "support/waiting.h"
 
 #include <kxbase/errors.h>
 #include <kxcore/property_values.h>
@@ -17,10 +18,7 @@
 
 #include <atomic>
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -116,8 +114,9 @@ private:
     void accept() {
         while (auto client = listener_.accept()) {
             guests_.remove_if([](guest& each) {
-                if (each.is_over) each.thread.join();
-                return each.is_over.load();
+                if (!each.is_over) return false;
+                each.thread.join();
+                return true;
             });
             guest& come = guests_.emplace_back(std::move(client));
             come.thread = std::thread([this, &come] {
@@ -237,43 +236,6 @@ private:
     std::vector<int> come_;
     std::string port_;
 };
-
-/// Waits until the condition holds; false after twenty seconds.
-template <class Condition>
-[[nodiscard]] bool soon(Condition const& condition) {
-    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
-
-/// The calling thread, for `is_waiting`.
-[[nodiscard]] inline std::string this_thread() {
-    return std::filesystem::read_symlink("/proc/thread-self").filename().string();
-}
-
-/// Whether a thread of this process waits for something outside of it, as one does that has come to a read or a poll.
-[[nodiscard]] inline bool is_waiting(std::string const& thread) {
-    std::string text;
-    std::getline(std::ifstream("/proc/self/task/" + thread + "/stat"), text);
-    // The name, which may hold anything, stands in parentheses.
-    std::size_t const behind_name = text.rfind(')');
-    return behind_name != std::string::npos && behind_name + 2 < text.size() && text[behind_name + 2] == 'S';
-}
-
-/// How many threads this process has.
-[[nodiscard]] inline std::size_t count_threads() {
-    auto const each = std::filesystem::directory_iterator("/proc/self/task");
-    return static_cast<std::size_t>(std::distance(begin(each), end(each)));
-}
-
-/// How many descriptors this process has.
-[[nodiscard]] inline std::size_t count_descriptors() {
-    auto const each = std::filesystem::directory_iterator("/proc/self/fd");
-    return static_cast<std::size_t>(std::distance(begin(each), end(each)));
-}
 
 /// How many milliseconds a call takes.
 template <class Call>

@@ -2,6 +2,9 @@
 #pragma once
 
 #include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <string>
 #include <thread>
 
 namespace kx_test {
@@ -9,13 +12,27 @@ namespace kx_test {
 /// Looks again and again until the condition holds.
 /// @return false when it doesn't within `patience`
 template <typename Condition>
-[[nodiscard]] bool holds_soon(Condition const& condition, std::chrono::seconds patience = std::chrono::seconds(20)) {
+[[nodiscard]] bool soon(Condition const& condition, std::chrono::seconds patience = std::chrono::seconds(20)) {
     auto const end = std::chrono::steady_clock::now() + patience;
     while (!condition()) {
         if (std::chrono::steady_clock::now() >= end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     return true;
+}
+
+/// The calling thread, for `is_waiting`: its name in /proc/self/task.
+[[nodiscard]] inline std::string this_thread() {
+    return std::filesystem::read_symlink("/proc/thread-self").filename().string();
+}
+
+/// Whether a thread of this process waits for something outside of it, as one does that has come to a read or a poll.
+[[nodiscard]] inline bool is_waiting(std::string const& thread) {
+    std::string text;
+    std::getline(std::ifstream("/proc/self/task/" + thread + "/stat"), text);
+    // The name, which may hold anything, stands in parentheses.
+    std::size_t const behind_name = text.rfind(')');
+    return behind_name != std::string::npos && behind_name + 2 < text.size() && text[behind_name + 2] == 'S';
 }
 
 } // namespace kx_test

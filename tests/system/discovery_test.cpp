@@ -77,7 +77,7 @@ protected:
 
     void expect_listed(std::string const& line) {
         std::string out;
-        EXPECT_TRUE(kx_test::holds_soon([&] {
+        EXPECT_TRUE(kx_test::soon([&] {
             out = run_kx({"nodes", "--timeout", "1"}).out;
             return ("\n" + out).find("\n" + line + "\n") != std::string::npos;
         })) << line
@@ -149,7 +149,7 @@ TEST_F(discovery, watches_nodes_come_change_and_go) {
     auto const watching =
         network_->start(0, {"/bin/sh", "-c", "exec " KX_TOOL " nodes --watch --cluster news >" + out});
     auto const says = [&](std::string const& line) {
-        return kx_test::holds_soon([&] { return kx_test::read_file(out).find(line + "\n") != std::string::npos; });
+        return kx_test::soon([&] { return kx_test::read_file(out).find(line + "\n") != std::string::npos; });
     };
     auto const node = announce("Node", {"id=1", "cluster=news", "uc=1"});
     EXPECT_TRUE(says("added  Node  10.77.0.2:9000  cluster news  id 1") ||
@@ -198,7 +198,7 @@ TEST_F(discovery, ends_to_watch_when_the_user_wants_or_nothing_can_be_written) {
     auto const node = announce("Node", {"id=1", "cluster=news", "uc=1"});
     expect_listed("Node  10.78.0.2:9000  cluster news  id 1");
     kx_test::kx_process watching({"nodes", "--watch"});
-    ASSERT_TRUE(kx_test::holds_soon([&] { return watching.out().find("added  Node") != std::string::npos; }));
+    ASSERT_TRUE(kx_test::soon([&] { return watching.out().find("added  Node") != std::string::npos; }));
     watching.signal(SIGINT);
     EXPECT_EQ(watching.wait(), 128 + SIGINT);
     auto const full = kx_test::run_program("/bin/sh", {"-c", "exec " KX_TOOL " nodes --watch >/dev/full"});

@@ -53,7 +53,7 @@ protected:
     /// Whether the browser, which tells of events before it may be asked again, knows the node as it is to be.
     template <typename Holds>
     static bool knows(kx::found_nodes& nodes, Holds const& holds) {
-        return kx_test::holds_soon([&] {
+        return kx_test::soon([&] {
             std::map<std::string, kxclientutil::bonjour_node> table;
             nodes.browser().get_nodes(table);
             return holds(table);
