@@ -6,7 +6,7 @@
 #include <kxbase/errors.h>
 #include <kxbase/limits.h>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <iostream>
 
@@ -261,6 +261,13 @@ TEST(network_encoding, passes_on_the_error_of_a_sink_and_writes_no_more) {
         list({text(std::string(60'000, 'x')), text(std::string(60'000, 'y')), text(std::string(60'000, 'z'))});
     EXPECT_THROW(encoder.write(*value), std::runtime_error);
     EXPECT_THROW(encoder.write(*flag(true)), kxbase::es::arg);
+}
+
+TEST(network_encoding, shows_no_part_of_a_secret_in_a_path_that_it_cuts) {
+    std::string const key = std::string(240, 'x') + " ftp://me:g3heim" + std::string(100, 'y') + "@host/";
+    std::string const refusal = encode_refusal_of(tree({{key, nested(200)}}));
+    EXPECT_THAT(refusal, testing::HasSubstr("limit nesting), at '" + std::string(240, 'x') + " ftp://me:***@h"));
+    EXPECT_THAT(refusal, testing::Not(testing::HasSubstr("g3heim")));
 }
 
 TEST(network_encoding, refuses_to_write_what_could_not_be_read_back) {

@@ -289,6 +289,21 @@ TEST(kx_devnode_spool, announces_the_beginning_of_a_long_name) {
     EXPECT_EQ(jobs_of(node)[1]["name"], beginning + "\u00e4nn");
 }
 
+TEST(kx_devnode_spool, announces_no_part_of_a_secret_in_a_long_name) {
+    devnode_process node;
+    auto const job = finalized_job();
+    std::string const beginning(240, 'n');
+    std::string const announced = beginning + " ftp://me:***...";
+    job->set_property("name", kxbase::make_refcount<kxcore::property_string>(beginning + " ftp://me:g3heim" +
+                                                                             std::string(100, 'y') + "@host/"));
+    ASSERT_EQ(submitted(*logged_in(node), *job, "a"), "a");
+    EXPECT_EQ(jobs_of(node)[0]["name"], announced);
+    node.end(SIGTERM);
+    node.start();
+    EXPECT_EQ(jobs_of(node)[0]["name"], announced);
+    EXPECT_THAT(node.log(), Not(HasSubstr("g3heim")));
+}
+
 TEST(kx_devnode_spool, refuses_more_jobs_than_it_can_announce) {
     devnode_process node({"--jobs", "2"});
     auto const job = finalized_job();

@@ -2,6 +2,7 @@
 
 #include "devnode_client.h"
 
+#include "kxcore/key_file_setting.h"
 #include "support/captured_report.h"
 #include "support/certificates.h"
 
@@ -13,6 +14,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <csignal>
 #include <filesystem>
 
 namespace {
@@ -39,6 +41,7 @@ std::string own_file(scratch_folder const& folder, std::string const& text, mode
 /// What a node that does not start says on standard error, in one line.
 std::string complaint(strings const& arguments, int exit_code) {
     scratch_folder const folder;
+    kx_test::environment_setting const key("KX_KEY_FILE", folder.file("key").c_str());
     auto const result = run_program(KX_DEVNODE, strings{"--port", "0", "--spool", folder.file("spool"),
                                                         "--installation", kx_test::source_path("share/installation")} +
                                                     arguments);
@@ -162,6 +165,50 @@ TEST(kx_devnode_start, listens_on_the_address_that_it_is_given_alone) {
 TEST(kx_devnode_start, refuses_an_address_that_is_not_of_this_host) {
     EXPECT_EQ(complaint({"--user", "alice:" + digest, "--listen", "192.0.2.1"}, 1),
               "kx-devnode: cannot listen on '192.0.2.1' port 0: Cannot assign requested address\n");
+}
+
+// --- the key file -------------------------------------------------------------------------------------------------
+
+TEST(kx_devnode_start, tells_at_once_that_a_key_file_cannot_be_used_and_serves_all_the_same) {
+    constexpr char const* told = "kx-devnode: jobs with credentials can be neither stored nor read: ";
+    scratch_folder const folder;
+    auto const key = [&](char const* name, std::string const& text, mode_t mode) {
+        std::string file = folder.write(name, text);
+        EXPECT_EQ(::chmod(file.c_str(), mode), 0);
+        return file;
+    };
+    std::string const digits(64, 'a');
+    std::string const open = key("open", digits, 0644);
+    std::string const no_key = key("no-key", "no key\n", 0600);
+    std::string const in_no_folder = folder.file("missing/key");
+    std::string const yet_to_be_made = folder.file("made-when-it-is-wanted");
+    struct key_file {
+        std::string path;
+        std::string why; ///< nothing is told when it is empty
+    };
+    key_file const files[] = {
+        {open, "key file '" + open + "' refused: "},
+        {no_key, "key file '" + no_key + "' refused: expected one line of 64 hexadecimal digits"},
+        {folder.path().string(), "key file '" + folder.path().string() + "' refused: "},
+        {in_no_folder, "key file '" + in_no_folder + "' cannot be made: No such file or directory"},
+        {key("good", digits, 0600), ""},
+        {yet_to_be_made, ""},
+    };
+    for (key_file const& each : files) {
+        kx_test::environment_setting const before("KX_KEY_FILE", ""); // the node's own comes in its place
+        devnode_process node;
+        node.end(SIGTERM);
+        std::string const former = node.log();
+        kx_test::environment_setting const setting("KX_KEY_FILE", each.path.c_str());
+        node.start();
+        EXPECT_EQ(kx_test::submitted(*logged_in(node), *kx_test::finalized_job(), "a"), "a");
+        std::string const log = node.log().substr(former.size());
+        if (each.why.empty())
+            EXPECT_THAT(log, Not(HasSubstr("jobs with credentials")));
+        else
+            EXPECT_THAT(log, HasSubstr(told + each.why));
+    }
+    EXPECT_FALSE(std::filesystem::exists(yet_to_be_made)) << "nobody wanted it";
 }
 
 // --- certificates -----------------------------------------------------------------------------------------------

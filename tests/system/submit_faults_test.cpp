@@ -28,11 +28,13 @@ using kx_test::lossy_line;
 using kx_test::run_kx;
 using kx_test::scratch_folder;
 using kx_test::strings;
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
 using testing::SizeIs;
+using testing::StartsWith;
 
 constexpr char const* may_be_there =
     "; the job was sent whole, and the node may have it \\(see kx status\\): to send it "
@@ -240,10 +242,15 @@ TEST(kx_submit, says_which_limit_a_job_breaks_that_is_too_large_to_send) {
         filling += text_of(14'000'000) + "</string><string key=\"" + key + "\">";
     text.insert(text.find(before) + before.size(), filling);
     strings command = submitting(folder, node.address(), node.password_file());
-    command[2] = folder.write("large.xml", text);
-    auto const refused = run_kx(command);
-    EXPECT_EQ(refused.exit_code, 1);
-    EXPECT_THAT(refused.err, MatchesRegex("kx: localhost:[0-9]+: [^\n]*limit frame[^\n]*\n"));
+    std::string const& large = command[2] = folder.write("large.xml", text);
+    for (strings const& how : {strings{}, strings{"--dry-run"}}) {
+        auto const refused = run_kx(command + how);
+        EXPECT_EQ(refused.exit_code, 1);
+        EXPECT_EQ(refused.out, "");
+        EXPECT_THAT(refused.err, AllOf(StartsWith("kx: " + large + ": packet \"cluster.job.submit\" cannot be sent: "),
+                                       HasSubstr("(limit frame)")));
+    }
+    EXPECT_THAT(node.log(), Not(HasSubstr("logged in"))) << "it is seen before";
     EXPECT_THAT(node.spooled(), IsEmpty());
 }
 

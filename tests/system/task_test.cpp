@@ -349,10 +349,10 @@ TEST(kx_task, asks_for_a_password_without_showing_it) {
 TEST(kx_task, is_given_up_with_the_terminal_as_it_was) {
     scratch_folder const folder;
     auto const out = folder.file("mail.xml");
-    auto const given_up = talk_to_kx(mail + strings{"--username", "me", "-o", out}, {{"Password for ", "ge\x03"}});
+    auto const given_up = talk_to_kx(mail + strings{"--username", "me", "-o", out}, {{"Password for ", "geheim\x03"}});
     EXPECT_EQ(given_up.result.exit_code, 128 + SIGINT);
     EXPECT_TRUE(given_up.echoes_afterwards);
-    EXPECT_THAT(given_up.result.err, Not(HasSubstr("ge")));
+    EXPECT_THAT(given_up.result.err, Not(HasSubstr("geheim")));
     EXPECT_FALSE(fs::exists(out));
     auto const ended = talk_to_kx(mail + strings{"--username", "me", "-o", out}, {{"Password for ", "\x04"}});
     EXPECT_EQ(ended.result.exit_code, 1);

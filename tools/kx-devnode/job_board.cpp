@@ -17,7 +17,7 @@ void job_board::add(std::string_view id, std::string_view name, job_note const& 
         job->set_property(key, kxbase::make_refcount<kxcore::property_string>(text));
     };
     set("id", std::string(id));
-    set("name", shortened(name, longest_name));
+    set("name", shown_beginning(name, longest_name));
     set("status", "waiting");
     if (!note.user.empty()) set("user", shortened(note.user, longest_user));
     job->set_property("submitted", kxbase::make_refcount<kxcore::property_int>(note.submitted_ms));

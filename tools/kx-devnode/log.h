@@ -22,7 +22,7 @@ inline void tell(std::string_view who, std::string_view what) noexcept {
         std::string line(who);
         if (!who.empty()) line += ": ";
         line += what;
-        kxbase::report("kx-devnode", 0, "kx-devnode", kind, notice, shortened(line, longest));
+        kxbase::report("kx-devnode", 0, "kx-devnode", kind, notice, shown_beginning(line, longest));
     } catch (std::exception const&) { // NOLINT(bugprone-empty-catch): no memory for a line, and the work goes on
     }
 }

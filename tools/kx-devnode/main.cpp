@@ -2,17 +2,23 @@
 #include "node.h"
 #include "settings.h"
 
+#include <kxbase/errors.h>
 #include <kxbase/report.h>
+#include <kxcore/credentials.h>
 #include <kxcore/installation.h>
 #include <kxcore/process_context.h>
 #include <kxnet/dnssd_library.h>
 #include <kxnet/service_announcement.h>
 
 #include <pthread.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <exception>
+#include <filesystem>
 #include <memory>
 
 namespace {
@@ -43,9 +49,23 @@ void write_line(kxbase::report_line const& line) {
     std::fprintf(stderr, "kx-devnode: %.*s\n", static_cast<int>(line.message.size()), line.message.data());
 }
 
+/// Whoever runs the node learns it now, and not from the first job that holds a credential. Others it serves all the same.
+void tell_of_unusable_key() {
+    std::filesystem::path const file = kxcore::process_context::instance().get_key_file();
+    try {
+        if (exists(symlink_status(file)))
+            static_cast<void>(kxcore::credentials::wrap_text(""));
+        else if (::access(file.parent_path().c_str(), W_OK | X_OK) != 0)
+            kxbase::es::call::raise("key file '" + file.string() + "' cannot be made: " + std::strerror(errno));
+    } catch (kxbase::es::base const& error) {
+        devnode::tell("jobs with credentials can be neither stored nor read", error.message());
+    }
+}
+
 void use_key_of_installation(std::string const& folder) {
     auto const installation = kxcore::installation::load(kxcore::find_installation_folder(folder));
     kxcore::process_context::instance().set_key_file(installation.get_key_file());
+    tell_of_unusable_key();
 }
 
 bool is_open_to_network(devnode::entrance const& through) {

@@ -3,6 +3,8 @@
 /// @file
 /// Texts of somebody else, which may be long.
 
+#include <kxbase/urls.h>
+
 #include <string>
 #include <string_view>
 
@@ -17,6 +19,11 @@ namespace devnode {
     while (size != 0 && is_inside_character(text[size]))
         --size;
     return std::string(text.substr(0, size)).append(more);
+}
+
+/// The same for people: a secret of a URL in it is masked before it could be cut, and then not be known for one.
+[[nodiscard]] inline std::string shown_beginning(std::string_view text, std::size_t most) {
+    return shortened(kxbase::without_url_secrets(text), most);
 }
 
 } // namespace devnode

@@ -14,12 +14,15 @@
 
 namespace kx {
 
-delivery::delivery(application& app, node_access const& node, kxcore::properties const& job, std::string submission)
-    : app_(app), node_(node), submission_(std::move(submission)),
-      request_(kxp::e_packet_type::request, "cluster.job.submit") {
-    request_.set_property("submission", submission_);
-    request_.set_property("job", kxbase::make_refcount<kxcore::properties>(job));
+kxp::packet submit_request(kxcore::properties const& job, std::string const& submission) {
+    kxp::packet request(kxp::e_packet_type::request, "cluster.job.submit");
+    request.set_property("submission", submission);
+    request.set_property("job", kxbase::make_refcount<kxcore::properties>(job));
+    return request;
 }
+
+delivery::delivery(application& app, node_access const& node, kxp::packet request)
+    : app_(app), node_(node), request_(std::move(request)) {}
 
 delivery::~delivery() = default;
 
@@ -131,7 +134,7 @@ void delivery::give_up(std::string const& why) {
 
 std::string delivery::with_what_to_do(std::string const& why) const {
     return why + "; the job was sent whole, and the node may have it (see kx status): to send it again, repeat the " +
-           "command with --id " + submission_;
+           "command with --id " + request_.get_properties().get_string_value("submission");
 }
 
 } // namespace kx

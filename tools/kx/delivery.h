@@ -23,6 +23,9 @@ namespace kx {
 class application;
 class interruption;
 
+/// What hands a job over under an id, its submission.
+[[nodiscard]] kxp::packet submit_request(kxcore::properties const& job, std::string const& submission);
+
 /// Sends a job under an id, its submission, and gets the node's answer. When the answer is lost after all has been sent, the
 /// same is sent once more: a node takes a submission once.
 ///
@@ -30,7 +33,8 @@ class interruption;
 /// answer is awaited; whoever wants out all the same is told that the node may have the job.
 class delivery {
 public:
-    delivery(application& app, node_access const& node, kxcore::properties const& job, std::string submission);
+    /// @param request  what `submit_request` made
+    delivery(application& app, node_access const& node, kxp::packet request);
     ~delivery();
     delivery(delivery const&) = delete;
     delivery& operator=(delivery const&) = delete;
@@ -57,7 +61,6 @@ private:
 
     application& app_;
     node_access const& node_;
-    std::string submission_;
     kxp::packet request_;
     kxbase::ptr_refcount<kxcapi::connection> connection_;
     std::optional<progress> bar_;

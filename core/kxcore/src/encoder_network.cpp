@@ -13,6 +13,7 @@
 
 #include <kxbase/errors.h>
 #include <kxbase/limits.h>
+#include <kxbase/urls.h>
 #include <kxbase/utf8.h>
 
 namespace kxcore {
@@ -212,6 +213,7 @@ void encoder_network::state::refuse(std::string const& why) const {
         ++depth;
         if (!container.at_end()) detail::append_step(path, depth, container);
     }
+    path = kxbase::without_url_secrets(path); // cut in its middle a secret would not be known for one
     if (path.size() > most_shown) path = path.substr(0, most_shown) + "...";
     kxbase::es::arg::raise("cannot be encoded: " + why + ", at " +
                            (open.empty() ? "the outermost value" : "'" + path + "'"));

@@ -6,6 +6,7 @@
 
 #include <kxbase/errors.h>
 #include <kxbase/limits.h>
+#include <kxbase/urls.h>
 
 #include <span>
 
@@ -81,8 +82,10 @@ property const* find_child(property const& container, reference_step const& step
 std::vector<reference_step> split_or_raise(std::string_view path) {
     std::size_t const limit = kxbase::current_limits().path;
     if (path.size() > limit) {
-        kxbase::es::arg::raise("path '" + std::string(path.substr(0, 64)) + "...' is longer than " +
-                               std::to_string(limit) + " characters (limit path)");
+        // Masked first: cut in its middle a secret would not be known for one.
+        std::string const safe = kxbase::without_url_secrets(path);
+        kxbase::es::arg::raise("path '" + safe.substr(0, 64) + "...' is longer than " + std::to_string(limit) +
+                               " characters (limit path)");
     }
     std::vector<reference_step> steps;
     detail::reference_cursor cursor(path, property_kind::properties);

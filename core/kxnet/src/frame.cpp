@@ -6,6 +6,7 @@
 #include <kxbase/limits.h>
 #include <kxbase/utf8.h>
 #include <kxcore/network_encoding.h>
+#include <kxcore/shown_value.h>
 
 #include <algorithm>
 #include <array>
@@ -185,7 +186,7 @@ head_bytes frame_head(kxp::packet const& packet, std::uint32_t request_number) n
 
 std::string shown(kxp::packet const& packet) {
     constexpr std::size_t most_shown = 64;
-    return "packet \"" + packet.get_name().substr(0, most_shown) + '"';
+    return "packet " + kxcore::shown_text(packet.get_name(), most_shown);
 }
 
 void check_number(unsigned int type, std::uint32_t number) {

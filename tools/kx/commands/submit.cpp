@@ -6,11 +6,14 @@
 #include "commands.h"
 
 #include <kxbase/uuid.h>
+#include <kxnet/frame.h>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace kx {
@@ -41,24 +44,33 @@ void tell(application& app, submit_options const& chosen, making const& made, st
                                    resources_in_words(summary)));
 }
 
-void deliver(application& app, submit_options chosen, making const& made) {
+void deliver(application& app, submit_options chosen, making const& made, kxp::packet const& request) {
     if (!find_node(app, chosen.node)) return;
     node_access node;
     if (!app.run_on(chosen.node.to, [&] { node = access_to(app, chosen.node); })) return;
-    run_on_node(app, chosen.node, [&] {
-        bool const is_fresh = chosen.id.empty();
-        delivery job(app, node, made.submission, is_fresh ? kxbase::string_uuid(true) : chosen.id);
-        tell(app, chosen, made, job.run());
-    });
+    run_on_node(app, chosen.node, [&] { tell(app, chosen, made, delivery(app, node, request).run()); });
+}
+
+/// What cannot be sent is refused before a node is looked for and a password asked for.
+kxp::packet sendable_request(kxcore::properties const& job, std::string const& submission) {
+    constexpr std::uint32_t any_number = 1;
+    kxp::packet request = submit_request(job, submission);
+    static_cast<void>(kxnet::frame(request, any_number));
+    return request;
 }
 
 void run(application& app, submit_options const& chosen) {
     making made;
     if (!compose_submission(app, chosen.what, made)) return;
-    if (!app.run_on(composed_document(chosen.what), [&] { finalize_submission(app, chosen.what, made, false); }))
-        return;
+    std::string const submission = chosen.id.empty() ? kxbase::string_uuid(true) : chosen.id;
+    std::optional<kxp::packet> request;
+    bool const is_sendable = app.run_on(composed_document(chosen.what), [&] {
+        finalize_submission(app, chosen.what, made, false);
+        request = sendable_request(made.submission, submission);
+    });
+    if (!is_sendable) return;
     if (chosen.dry_run) return tell(app, chosen, made, "");
-    deliver(app, chosen, made);
+    deliver(app, chosen, made, *request);
 }
 
 } // namespace
@@ -68,7 +80,8 @@ void add_submit_command(CLI::App& parser, application& app) {
     auto* const command = parser.add_subcommand("submit", "Make a job as finalize does, and hand it over to a node");
     add_job_content(*command, chosen->what, app);
     add_node_options(*command, chosen->node);
-    command->add_flag("--dry-run", chosen->dry_run, "Make the job, but do not connect to the node");
+    command->add_flag("--dry-run", chosen->dry_run,
+                      "Make the job, and see whether it could be sent, but do not connect to the node");
     command
         ->add_option("--id", chosen->id,
                      "The id under which the job is sent; without it a fresh one. A node takes the same job under the "
