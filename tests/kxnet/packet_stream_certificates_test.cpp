@@ -78,6 +78,7 @@ std::vector<judged> judged_certificates() {
         {"address among the names", all.made("name", "subjectAltName=DNS:127.0.0.1"), "127.0.0.1",
          "IP address mismatch"},
         {"not valid any more", all.expired(), "localhost", "certificate has expired"},
+        {"not valid yet", all.not_valid_yet(), "localhost", "certificate is not yet valid"},
         {"for clients", all.made("client", local + "\nextendedKeyUsage=clientAuth"), "localhost",
          "unsuitable certificate purpose"},
         {"by one that is no authority", chain, "localhost", "invalid CA certificate"},

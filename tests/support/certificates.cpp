@@ -49,6 +49,17 @@ std::string certificates::made(std::string const& name, std::string const& exten
     return folder_.file(name + ".pem");
 }
 
+// The program's short way of signing knows no first day.
+std::string certificates::not_valid_yet() const {
+    folder_.write("signing.cnf", "[ca]\ndefault_ca=own\n[own]\ndatabase=signed.txt\nnew_certs_dir=.\n"
+                                 "default_md=sha256\npolicy=any\nserial=serial.txt\n[any]\ncommonName=supplied\n");
+    folder_.write("signed.txt", "");
+    folder_.write("extensions", std::string(own_names) + "\n");
+    run("ca -batch -notext -rand_serial -config signing.cnf -cert ca.pem -keyfile ca.key -in request.pem "
+        "-extfile extensions -startdate 20990101000000Z -enddate 20991231000000Z -out future.pem");
+    return folder_.file("future.pem");
+}
+
 void certificates::run(std::string const& arguments) const {
     std::string const command = "cd '" + folder_.path().string() + "' && openssl " + arguments + " >>openssl.log 2>&1";
     // NOLINTNEXTLINE(cert-env33-c): a test's own command line

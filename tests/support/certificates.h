@@ -21,6 +21,8 @@ public:
     [[nodiscard]] std::string good() const { return folder_.file("good.pem"); }
     /// The same, but it has expired.
     [[nodiscard]] std::string expired() const { return folder_.file("expired.pem"); }
+    /// The same, made when it is asked for, but it is valid from a far day on.
+    [[nodiscard]] std::string not_valid_yet() const;
     /// Good for "node.example" alone.
     [[nodiscard]] std::string of_another_host() const { return folder_.file("other.pem"); }
     /// For "localhost", by an authority that nobody trusts.

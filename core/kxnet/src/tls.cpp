@@ -60,7 +60,8 @@ tls_context::tls_context(server_options const& options) : state_(std::make_uniqu
     SSL_CTX_set_default_passwd_cb(context, &password_of_nobody);
     // Sessions are kept by nobody; a connection lasts for long.
     SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_OFF);
-    SSL_CTX_set_num_tickets(context, 0);
+    SSL_CTX_set_num_tickets(context, 0); // of TLS 1.3 alone
+    SSL_CTX_set_options(context, SSL_OP_NO_TICKET);
     ERR_clear_error();
     if (SSL_CTX_use_certificate_chain_file(context, options.certificate_file.c_str()) != 1)
         kxbase::es::arg::raise("certificate '" + options.certificate_file + "': " + pending_reason());
