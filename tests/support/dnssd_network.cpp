@@ -7,6 +7,8 @@
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -29,6 +31,7 @@ constexpr char const* bus_program = "/usr/bin/dbus-daemon";
 constexpr char const* daemon_program = "/usr/sbin/avahi-daemon";
 constexpr char const* bus_socket = "dbus/system_bus_socket";
 constexpr char const* daemon_pid_file = "avahi-daemon/pid";
+constexpr char const* daemon_log = "avahi-daemon.log";
 
 constexpr std::array bridges = {"kxa", "kxb"};
 
@@ -87,6 +90,18 @@ void leave_for_own_namespaces() {
     if (::write(ready, "", 1) != 1) ::_exit(126);
     for (;;)
         ::pause();
+}
+
+/// Whether somebody takes connections at a socket. It has its name before.
+bool is_listening(std::string const& path) {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path) throw std::runtime_error("too long for a socket: " + path);
+    path.copy(address.sun_path, path.size());
+    int const socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    bool const taken = ::connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    ::close(socket);
+    return taken;
 }
 
 std::string bus_configuration(unsigned int connections) {
@@ -166,8 +181,11 @@ dnssd_network::dnssd_network(unsigned int others, unsigned int bus_connections) 
         connect(each);
     for (unsigned int each = 0; each != hosts_.size(); ++each)
         start_bus(each, each == 0 ? bus_connections : 256);
+    // A daemon takes a second to make sure of its name: all of them at the same time.
     for (unsigned int each = 0; each != hosts_.size(); ++each)
-        start_daemon(each);
+        launch_daemon(each);
+    for (unsigned int each = 0; each != hosts_.size(); ++each)
+        wait_for_daemon(each);
 }
 
 dnssd_network::~dnssd_network() = default;
@@ -262,7 +280,7 @@ void dnssd_network::start_bus(unsigned int host, unsigned int connections) {
     fs::create_directories(folder + "dbus");
     fs::create_directories(folder + "avahi-daemon");
     hosts_.at(host).bus = start(host, {bus_program, "--config-file=/run/bus.conf", "--nofork", "--nopidfile"});
-    if (!soon([&] { return fs::exists(folder + bus_socket); }))
+    if (!soon([&] { return is_listening(folder + bus_socket); }))
         throw std::runtime_error("a dbus-daemon of the test's own does not start:\n" +
                                  read_file(folder + "dbus-daemon.log"));
 }
@@ -273,11 +291,22 @@ void dnssd_network::stop_daemon(unsigned int host) {
 }
 
 void dnssd_network::start_daemon(unsigned int host) {
+    launch_daemon(host);
+    wait_for_daemon(host);
+}
+
+void dnssd_network::launch_daemon(unsigned int host) {
+    hosts_.at(host).told_before = read_file(run_folder(host) + daemon_log).size();
     hosts_.at(host).daemon = start(host, {daemon_program, "-f", "/run/avahi.conf", "--no-drop-root", "--no-chroot",
                                           "--no-rlimits", "--no-proc-title"});
-    if (!soon([&] { return fs::exists(run_folder(host) + daemon_pid_file); }))
-        throw std::runtime_error("an avahi-daemon of the test's own does not start:\n" +
-                                 read_file(run_folder(host) + "avahi-daemon.log"));
+}
+
+/// Its process, and its file that says so, are there before it is on D-Bus.
+void dnssd_network::wait_for_daemon(unsigned int host) const {
+    auto const log = run_folder(host) + daemon_log;
+    auto const before = hosts_.at(host).told_before;
+    if (!soon([&] { return read_file(log).find("Server startup complete", before) != std::string::npos; }))
+        throw std::runtime_error("an avahi-daemon of the test's own does not start:\n" + read_file(log));
 }
 
 void dnssd_network::set_link(unsigned int host, e_link link, bool is_up) const {

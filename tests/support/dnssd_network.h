@@ -5,6 +5,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
@@ -52,7 +53,7 @@ public:
     /// host N has the addresses 10.77.0.(N+1) and 10.78.0.(N+1).
     enum class e_link { first = 0, second = 1 };
 
-    /// Makes the hosts, with their daemons running.
+    /// Makes the hosts, with their daemons serving.
     ///
     /// @param others           how many hosts there are beside this one
     /// @param bus_connections  how many connections host 0's D-Bus takes
@@ -65,7 +66,7 @@ public:
     /// Starts a program.
     [[nodiscard]] std::unique_ptr<host_process> start(unsigned int host, std::vector<std::string> const& command) const;
 
-    /// Ends a host's daemon, or starts it again. Killed, it doesn't say goodbye.
+    /// Ends a host's daemon, or starts it again, until it serves. Killed, it doesn't say goodbye.
     void stop_daemon(unsigned int host);
     void start_daemon(unsigned int host);
 
@@ -80,6 +81,7 @@ private:
         std::unique_ptr<host_process> holder; // null for host 0
         std::unique_ptr<host_process> bus;
         std::unique_ptr<host_process> daemon;
+        std::size_t told_before = 0; // the size of its log when it was started
     };
 
     [[nodiscard]] std::string run_folder(unsigned int host) const;
@@ -87,6 +89,8 @@ private:
     void run_ip(unsigned int host, std::string const& arguments) const;
     void connect(unsigned int host) const;
     void start_bus(unsigned int host, unsigned int connections);
+    void launch_daemon(unsigned int host);
+    void wait_for_daemon(unsigned int host) const;
 
     std::vector<programs> hosts_;
 };
