@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -149,11 +150,12 @@ server_process::~server_process() {
 }
 
 bool server_process::wait_until(std::function<bool()> const& ready) {
-    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    for (auto pause = std::chrono::milliseconds(1); std::chrono::steady_clock::now() < end; pause *= 2) {
+    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    for (auto pause = std::chrono::milliseconds(1); std::chrono::steady_clock::now() < end;
+         pause = std::min(pause * 2, std::chrono::milliseconds(50))) {
         if (::waitpid(pid_, nullptr, WNOHANG) != 0) return false;
         if (ready()) return true;
-        std::this_thread::sleep_for(std::min(pause, std::chrono::milliseconds(50)));
+        std::this_thread::sleep_for(pause);
     }
     return false;
 }

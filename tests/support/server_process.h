@@ -52,7 +52,7 @@ public:
     server_process(server_process const&) = delete;
     server_process& operator=(server_process const&) = delete;
 
-    /// Waits until the condition holds, ten seconds at most.
+    /// Waits until the condition holds, thirty seconds at most.
     /// @return false as soon as the program has ended, or when the time is over
     [[nodiscard]] bool wait_until(std::function<bool()> const& ready);
 
