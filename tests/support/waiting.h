@@ -26,13 +26,20 @@ template <typename Condition>
     return std::filesystem::read_symlink("/proc/thread-self").filename().string();
 }
 
-/// Whether a thread of this process waits for something outside of it, as one does that has come to a read or a poll.
-[[nodiscard]] inline bool is_waiting(std::string const& thread) {
+/// Whether a thread waits for something outside of it, as one does that has come to a read or a poll.
+///
+/// @param stat  its file of that name in /proc
+[[nodiscard]] inline bool is_waiting_at(std::string const& stat) {
     std::string text;
-    std::getline(std::ifstream("/proc/self/task/" + thread + "/stat"), text);
+    std::getline(std::ifstream(stat), text);
     // The name, which may hold anything, stands in parentheses.
     std::size_t const behind_name = text.rfind(')');
     return behind_name != std::string::npos && behind_name + 2 < text.size() && text[behind_name + 2] == 'S';
+}
+
+/// The same of a thread of this process.
+[[nodiscard]] inline bool is_waiting(std::string const& thread) {
+    return is_waiting_at("/proc/self/task/" + thread + "/stat");
 }
 
 } // namespace kx_test

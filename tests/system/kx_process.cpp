@@ -1,5 +1,7 @@
 #include "kx_process.h"
 
+#include "support/waiting.h"
+
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -41,6 +43,10 @@ kx_process::~kx_process() {
 
 void kx_process::signal(int number) const {
     ::kill(pid_, number);
+}
+
+bool kx_process::is_waiting() const {
+    return is_waiting_at("/proc/" + std::to_string(pid_) + "/task/" + std::to_string(pid_) + "/stat");
 }
 
 int kx_process::wait() {

@@ -22,6 +22,9 @@ public:
 
     /// Sends it a signal.
     void signal(int number) const;
+    /// Whether its first thread has nothing to do now: a node may have what kx has sent before kx has gone on to wait for
+    /// the answer.
+    [[nodiscard]] bool is_waiting() const;
     /// What it has written to standard error so far.
     [[nodiscard]] std::string err() const { return folder_.read("err"); }
     [[nodiscard]] std::string out() const { return folder_.read("out"); }

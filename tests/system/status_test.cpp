@@ -38,13 +38,13 @@ void wait_for_end(kxnet::packet_stream& client) {
     static_cast<void>(client.receive(kxnet::no_deadline));
 }
 
-kx_test::kx_result status_of(std::string const& port, strings const& more = {}) {
+kx_test::kx_result status_of(std::string const& port, strings const& more = {}, std::string const& timeout = "20") {
     scratch_folder const folder;
     std::string const password = folder.write("password", "b\n");
     std::filesystem::permissions(password, std::filesystem::perms::owner_read);
-    return run_kx(
-        strings{"status", "--to", "localhost:" + port, "--user", "a", "--password-file", password, "--timeout", "2"} +
-        more);
+    return run_kx(strings{"status", "--to", "localhost:" + port, "--user", "a", "--password-file", password,
+                          "--timeout", timeout} +
+                  more);
 }
 
 kxcore::property_handle text(std::string const& value) {
@@ -63,7 +63,7 @@ TEST(kx_status, lists_jobs_in_the_order_of_their_ids) {
 
 TEST(kx_status, tells_of_a_node_that_does_not_tell_of_its_jobs) {
     kx_test::test_node const node(after_login(wait_for_end));
-    auto const result = status_of(node.port());
+    auto const result = status_of(node.port(), {}, "5");
     EXPECT_EQ(result.exit_code, 3);
     EXPECT_EQ(result.err, "kx: localhost:" + node.port() + ": the node does not tell of its jobs in time\n");
 }
@@ -75,7 +75,7 @@ TEST(kx_status, takes_a_state_that_cannot_be_read_for_none) {
         client.send(state, 0);
         wait_for_end(client);
     }));
-    auto const result = status_of(node.port());
+    auto const result = status_of(node.port(), {}, "5");
     EXPECT_EQ(result.exit_code, 3);
     EXPECT_EQ(result.err,
               "kx: warning: event \"cluster.state\" dropped: member 'jobs' is of kind string; expected kind list\n"

@@ -57,7 +57,7 @@ strings submitting(scratch_folder const& folder, std::string const& address, std
             "--password-file",
             password_file,
             "--timeout",
-            "2"};
+            "10"};
 }
 
 /// A node, and a way to it that loses things.
@@ -142,7 +142,7 @@ TEST(kx_submit, waits_for_the_answer_when_it_is_interrupted_after_all_was_sent) 
     strings command = line.command();
     command.back() = "60";
     kx_process run(command);
-    ASSERT_TRUE(eventually([&] { return line.proxy.has_struck(); }));
+    ASSERT_TRUE(eventually([&] { return line.proxy.has_struck() && run.is_waiting(); }));
     run.signal(SIGINT);
     std::string const waiting = "kx: the job has been sent; waiting for the node's answer (Ctrl-C again gives up)\n";
     ASSERT_TRUE(eventually([&] { return run.err() == waiting; })) << run.err();
@@ -157,7 +157,7 @@ TEST(kx_submit, waits_for_the_answer_when_it_is_interrupted_after_all_was_sent) 
 TEST(kx_submit, makes_no_second_attempt_once_it_was_interrupted) {
     bad_line const line({e_fault::silent});
     kx_process run(line.command());
-    ASSERT_TRUE(eventually([&] { return line.proxy.has_struck(); }));
+    ASSERT_TRUE(eventually([&] { return line.proxy.has_struck() && run.is_waiting(); }));
     run.signal(SIGTERM);
     EXPECT_EQ(run.wait(), 128 + SIGTERM);
     EXPECT_THAT(run.err(), HasSubstr("no reply to \"cluster.job.submit\""));
@@ -178,7 +178,9 @@ TEST(kx_submit, tells_of_the_job_when_it_is_interrupted_while_it_connects_again)
 
 TEST(kx_submit, leaves_nothing_when_it_is_interrupted_while_it_connects) {
     bad_line const line({e_fault::without_greeting});
-    kx_process run(line.command());
+    strings command = line.command();
+    command.back() = "60";
+    kx_process run(command);
     ASSERT_TRUE(eventually([&] { return line.proxy.connections() == 1; }));
     run.signal(SIGINT);
     EXPECT_EQ(run.wait(), 128 + SIGINT);
