@@ -78,8 +78,10 @@ TEST_F(nodes_of_kx, are_told_of_in_the_order_in_which_something_happened_first) 
     come("b", "news");
     ASSERT_TRUE(knows(nodes, [](auto const& table) { return table.contains("b"); }));
     come("a", "news");
+    ASSERT_TRUE(knows(nodes, [](auto const& table) { return table.contains("a"); }));
     EXPECT_THAT(events(nodes), ElementsAre("b news", "a news"));
     go("b");
+    ASSERT_TRUE(knows(nodes, [](auto const& table) { return !table.contains("b"); }));
     EXPECT_THAT(events(nodes), ElementsAre("b gone"));
     EXPECT_THAT(events(nodes), testing::IsEmpty());
 }

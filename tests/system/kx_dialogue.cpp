@@ -47,6 +47,7 @@ kx_dialogue talk_to_kx(std::vector<std::string> arguments,
     around.try_emplace("KX_KEY_FILE", folder.file("credentials.key"));
     arguments.insert(arguments.begin(), {"--installation", source_path("share/installation")});
     int terminal = -1;
+    std::fflush(nullptr); // else the child writes to the terminal what is still to be written here
     pid_t const child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
     if (child < 0) throw std::runtime_error("cannot make a terminal");
     if (child == 0) become_kx(arguments, around, folder.file("out"));
