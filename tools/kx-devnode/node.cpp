@@ -81,6 +81,15 @@ void node::let_go_of_the_gone() {
     });
 }
 
+/// Until their threads are over, which takes no time but the system's, they have their descriptors.
+void node::let_go_of_the_ending() {
+    guests_.remove_if([](guest& each) {
+        if (!each.served.is_ending()) return false;
+        each.thread.join();
+        return true;
+    });
+}
+
 void node::end_the_late() noexcept {
     for (guest& each : guests_)
         each.served.end_if_late();
@@ -94,7 +103,9 @@ bool node::make_room() {
     std::size_t const strangers =
         count([](guest const& each) { return each.served.is_stranger() && !each.served.is_ending(); });
     bool const is_full = guests_.size() >= most_guests_;
-    bool const has_room = (!is_full && strangers < most_strangers_) || end_oldest_stranger();
+    bool const is_left = is_full && count([](guest const& each) { return each.served.is_ending(); }) != 0;
+    bool const has_room = (strangers < most_strangers_ && (!is_full || is_left)) || end_oldest_stranger();
+    if (is_full && has_room) let_go_of_the_ending();
     if (!has_room && !is_full_told_)
         tell("no room for more clients", std::to_string(guests_.size()) + " are there; others are sent away");
     is_full_told_ = !has_room;

@@ -52,6 +52,7 @@ private:
     void accept() noexcept;
     void take_in(std::unique_ptr<kxnet::packet_stream> client);
     void let_go_of_the_gone();
+    void let_go_of_the_ending();
     void end_the_late() noexcept;
     [[nodiscard]] bool make_room();
     [[nodiscard]] bool end_oldest_stranger();
