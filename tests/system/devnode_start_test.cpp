@@ -11,11 +11,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <netdb.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <vector>
 
 namespace {
 
@@ -136,6 +140,8 @@ TEST(kx_devnode_start, needs_a_file_of_users_that_it_can_read_and_somebody_in_it
 
 // --- where to listen --------------------------------------------------------------------------------------------
 
+std::string const open_to_all = "listens on all addresses, without TLS";
+
 /// Whether an address of this host leads to the node.
 bool is_reached(devnode_process const& node, std::string const& address) {
     try {
@@ -146,20 +152,60 @@ bool is_reached(devnode_process const& node, std::string const& address) {
     }
 }
 
+std::string const loopback_addresses[] = {"127.0.0.1", "127.0.0.2", "::1"};
+
+/// A port on some addresses of this host, kept from everybody else: nobody listens there.
+class kept_port {
+public:
+    /// Whether it could be kept on this address as well.
+    bool keep(std::string const& address, std::string const& port) {
+        addrinfo hints = {};
+        hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV;
+        hints.ai_socktype = SOCK_STREAM;
+        addrinfo* found = nullptr;
+        if (::getaddrinfo(address.c_str(), port.c_str(), &hints, &found) != 0) return false;
+        sockets_.push_back(::socket(found->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        bool const is_kept = ::bind(sockets_.back(), found->ai_addr, found->ai_addrlen) == 0;
+        ::freeaddrinfo(found);
+        return is_kept;
+    }
+    kept_port() = default;
+    ~kept_port() {
+        for (int const each : sockets_)
+            ::close(each);
+    }
+    kept_port(kept_port const&) = delete;
+    kept_port& operator=(kept_port const&) = delete;
+
+private:
+    std::vector<int> sockets_;
+};
+
+/// Tries a node on one address. The port that it was given is free there alone, it may be: then nothing is tried.
+/// @return false when another program has the port elsewhere, or the node
+bool tries_alone_on(std::string const& chosen) {
+    devnode_process const node({"--listen", chosen});
+    kept_port others;
+    for (std::string const& each : loopback_addresses)
+        if (each != chosen && !others.keep(each, node.port())) return false;
+    for (std::string const& each : loopback_addresses)
+        EXPECT_EQ(is_reached(node, each), each == chosen) << each << " of a node on " << chosen;
+    EXPECT_THAT(node.log(), Not(HasSubstr(open_to_all)));
+    return true;
+}
+
 TEST(kx_devnode_start, listens_on_the_address_that_it_is_given_alone) {
     kx_test::captured_report const log;
-    std::string const open = "listens on all addresses, without TLS";
-    std::string const addresses[] = {"127.0.0.1", "127.0.0.2", "::1"};
-    for (std::string const& chosen : addresses) {
-        devnode_process const node({"--listen", chosen});
-        for (std::string const& each : addresses)
-            EXPECT_EQ(is_reached(node, each), each == chosen) << each << " of a node on " << chosen;
-        EXPECT_THAT(node.log(), Not(HasSubstr(open)));
+    for (std::string const& chosen : loopback_addresses) {
+        bool is_tried = false;
+        for (int i = 0; i != 20 && !is_tried; ++i)
+            is_tried = tries_alone_on(chosen);
+        EXPECT_TRUE(is_tried) << "the ports of a node on " << chosen << " are never free elsewhere";
     }
     devnode_process const node;
-    for (std::string const& each : addresses)
+    for (std::string const& each : loopback_addresses)
         EXPECT_TRUE(is_reached(node, each)) << each;
-    EXPECT_THAT(node.log(), HasSubstr(open));
+    EXPECT_THAT(node.log(), HasSubstr(open_to_all));
 }
 
 TEST(kx_devnode_start, refuses_an_address_that_is_not_of_this_host) {
