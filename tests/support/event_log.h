@@ -47,7 +47,13 @@ public:
     [[nodiscard]] bool wait_for(std::string const& line, std::size_t times = 1,
                                 std::chrono::seconds patience = std::chrono::seconds(20)) const {
         std::unique_lock lock(guard_);
-        return changed_.wait_for(lock, patience, [&] { return count_of(line) >= times; });
+        // Each line once: whoever adds thousands waits meanwhile.
+        std::size_t seen = 0, found = 0;
+        return changed_.wait_for(lock, patience, [&] {
+            for (; seen != lines_.size(); ++seen)
+                found += lines_[seen] == line ? 1U : 0U;
+            return found >= times;
+        });
     }
 
 private:

@@ -21,6 +21,14 @@ template <typename Condition>
     return true;
 }
 
+/// How many milliseconds a call takes.
+template <typename Call>
+[[nodiscard]] long long milliseconds_of(Call const& call) {
+    auto const begin = std::chrono::steady_clock::now();
+    call();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin).count();
+}
+
 /// The calling thread, for `is_waiting`: its name in /proc/self/task.
 [[nodiscard]] inline std::string this_thread() {
     return std::filesystem::read_symlink("/proc/thread-self").filename().string();
