@@ -151,11 +151,11 @@ TEST_F(bonjour_network, keeps_a_node_until_it_has_left_its_last_interface) {
 
 TEST_F(bonjour_network, loses_a_node_whose_host_dies_without_goodbye) {
     if (!make(1)) GTEST_SKIP() << skip_reason_;
-    auto const mortal = network_->start(1, {KX_TEST_MORTAL_NODE, "mortal", "10.77.0.2", "9001", "3", "3"});
+    auto const mortal = network_->start(1, {KX_TEST_MORTAL_NODE, "mortal", "10.77.0.2", "9001", "10", "10"});
     ASSERT_TRUE(observer_.log.wait_for("added mortal")) << observer_.log.text();
     EXPECT_EQ(node("mortal").host, "host-of-mortal.local.");
     mortal->kill();
-    EXPECT_TRUE(observer_.log.wait_for("removed mortal")) << observer_.log.text();
+    EXPECT_TRUE(observer_.log.wait_for("removed mortal", 1, std::chrono::seconds(30))) << observer_.log.text();
     EXPECT_FALSE(has("mortal"));
 }
 

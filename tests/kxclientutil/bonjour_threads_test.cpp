@@ -174,15 +174,15 @@ TEST_F(threads_of_browser, wait_during_each_call_of_the_observer) {
 
 TEST_F(threads_of_browser, wait_while_the_address_is_looked_up) {
     bonjour_browser browser(nullptr);
-    auto resolving = std::async(std::launch::async,
-                                [&] { browser.resolve_reply(3, "n1", "n1.local.", 0, 0, kx_test::bytes_of("")); });
-    ASSERT_TRUE(dnssd_.wait_for_open("address of n1.local. on 3", 1));
-    {
-        asked_elsewhere const waiting(browser, wishes_that_wait().front());
-        EXPECT_FALSE(waiting.ends_within(50ms));
-        dnssd_.give("address of n1.local. on 3", scripted_dnssd::record("\1\2\3\4"));
-    }
-    resolving.get();
+    std::optional<asked_elsewhere> waiting;
+    bool has_ended = true;
+    dnssd_.always_give("address of n1.local. on 3", [&](scripted_dnssd::question& asked) {
+        waiting.emplace(browser, wishes_that_wait().front());
+        has_ended = waiting->ends_within(50ms);
+        scripted_dnssd::record("\1\2\3\4")(asked);
+    });
+    browser.resolve_reply(3, "n1", "n1.local.", 0, 0, kx_test::bytes_of(""));
+    EXPECT_FALSE(has_ended);
     node_table nodes;
     browser.get_nodes(nodes);
     EXPECT_EQ(nodes.at("n1").addresses.at(3), "1.2.3.4");

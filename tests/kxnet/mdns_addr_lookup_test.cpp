@@ -5,13 +5,12 @@
 #include "kxnet/support/scripted_dnssd.h"
 #include "kxnet/support/shortage.h"
 #include "support/dnssd_symbols.h"
-#include "support/waiting.h"
 
 #include <gmock/gmock.h>
 
 #include <chrono>
 #include <ctime>
-#include <future>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -59,12 +58,11 @@ TEST(mdns_addr_lookup, asks_for_the_host_on_the_interface_and_takes_the_first_ad
 
 TEST(mdns_addr_lookup, waits_for_an_address_while_others_come) {
     scripted_dnssd dnssd;
-    auto found = std::async(std::launch::async, [] { return address_of("node1.local.", 3); });
-    ASSERT_TRUE(dnssd.wait_for_open("address of node1.local. on 3", 1));
-    dnssd.give("address of node1.local. on 3", scripted_dnssd::record("no"));
-    dnssd.give("address of node1.local. on 3", scripted_dnssd::record("none, too"));
-    dnssd.give("address of node1.local. on 3", scripted_dnssd::record("none"));
-    EXPECT_EQ(found.get(), "110.111.110.101") << "any four bytes";
+    dnssd.always_give("address of node1.local. on 3",
+                      scripted_dnssd::in_turn(scripted_dnssd::record("no"),
+                                              scripted_dnssd::in_turn(scripted_dnssd::record("none, too"),
+                                                                      scripted_dnssd::record("none"))));
+    EXPECT_EQ(address_of("node1.local.", 3), "110.111.110.101") << "any four bytes";
 }
 
 TEST(mdns_addr_lookup, ends_with_the_first_failure) {
@@ -80,23 +78,17 @@ TEST(mdns_addr_lookup, ends_with_the_first_failure) {
 
 TEST(mdns_addr_lookup, ends_where_it_cannot_even_wait) {
     scripted_dnssd dnssd;
-    std::promise<void> end;
+    std::optional<kx_test::descriptor_limit> none;
+    dnssd.always_give("address of node1.local. on 3", [&](scripted_dnssd::question&) { none.emplace(0); });
     timespec spent = {};
-    auto found = std::async(std::launch::async, [&, may_end = end.get_future().share()] {
-        auto const address = address_of("node1.local.", 3);
+    std::string found = "unset";
+    std::thread([&] {
+        found = address_of("node1.local.", 3);
         ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &spent);
-        may_end.wait(); // sanitizers look at threads that end, which takes descriptors
-        return address;
-    });
-    ASSERT_TRUE(dnssd.wait_for_open("address of ", 1));
-    ASSERT_TRUE(kx_test::soon([&] { return dnssd.waits() == 1; }));
-    {
-        kx_test::descriptor_limit const none(0);
-        dnssd.give("address of node1.local. on 3", scripted_dnssd::record("no address"));
-        static_cast<void>(dnssd.wait_for_open("address of ", 0));
-    }
-    end.set_value();
-    EXPECT_EQ(found.get(), "");
+        none.reset(); // sanitizers look at threads that end, which takes descriptors
+    }).join();
+    EXPECT_EQ(found, "");
+    EXPECT_EQ(dnssd.waits(), 2U);
     EXPECT_TRUE(spent.tv_sec == 0 && spent.tv_nsec < 300'000'000) << "it has tried again and again for a second";
 }
 

@@ -66,9 +66,13 @@ TEST_F(pace_of_search, doubles_the_pause_after_each_failure_of_what_once_was_res
     auto timing = no_haste();
     timing.first_retry = 20ms;
     timing.recheck = 80ms;
+    // On the search's thread, before the first pause begins.
+    handler_.on_line = [this](std::string const& line) {
+        if (line.starts_with("resolved "))
+            dnssd_.always_give("resolve n1 on 1", scripted_dnssd::error(scripted_dnssd::unknown_error));
+    };
     search(timing);
     come_placed("n1");
-    dnssd_.always_give("resolve n1 on 1", scripted_dnssd::error(scripted_dnssd::unknown_error));
     expect_pauses("resolve n1", {80ms, 20ms, 40ms, 80ms, 80ms});
 }
 

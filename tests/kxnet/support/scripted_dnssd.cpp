@@ -213,14 +213,18 @@ scripted_dnssd::answer scripted_dnssd::all(std::vector<answer> answers) {
     };
 }
 
-scripted_dnssd::answer scripted_dnssd::without_end(answer each) {
-    return [each](question& asked) {
+scripted_dnssd::answer scripted_dnssd::in_turn(answer first, answer second) {
+    return [=](question& asked) {
         {
             std::lock_guard const lock(current->guard_);
-            push(asked, without_end(each));
+            push(asked, second);
         }
-        each(asked);
+        first(asked);
     };
+}
+
+scripted_dnssd::answer scripted_dnssd::without_end(answer each) {
+    return [each](question& asked) { in_turn(each, without_end(each))(asked); };
 }
 
 // --- the test's side --------------------------------------------------------------------------------------------

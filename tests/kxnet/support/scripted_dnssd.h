@@ -45,6 +45,8 @@ public:
     [[nodiscard]] static answer error(std::int32_t code);
     /// All of them, in one go.
     [[nodiscard]] static answer all(std::vector<answer> answers);
+    /// One after the other, as two answers: the second waits when the first is given.
+    [[nodiscard]] static answer in_turn(answer first, answer second);
     /// Given again and again: there is always one more.
     [[nodiscard]] static answer without_end(answer each);
 
