@@ -9,6 +9,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -122,9 +123,9 @@ TEST_F(service_search, prefers_the_address_that_it_told_among_several) {
     dnssd_.always_give("address of n1.local. on 1", scripted_dnssd::record("no address"));
     auto const asked = dnssd_.asked("address of n1.local.");
     ASSERT_TRUE(dnssd_.wait_for_asked("address of n1.local.", asked + 2));
-    ASSERT_TRUE(kx_test::soon(
-        [&] { return dnssd_.give("address of n1.local. on 1", scripted_dnssd::record("\x0a\1\1\1")) == 1; }));
-    dnssd_.give("address of n1.local. on 1", scripted_dnssd::record(std::string("\x0a\0\0\1", 4)));
+    auto const both = scripted_dnssd::in_turn(scripted_dnssd::record("\x0a\1\1\1"),
+                                              scripted_dnssd::record(std::string("\x0a\0\0\1", 4)));
+    ASSERT_TRUE(kx_test::soon([&] { return dnssd_.give("address of n1.local. on 1", both) == 1; }));
     ASSERT_TRUE(dnssd_.wait_for_asked("address of n1.local.", asked + 3));
     EXPECT_EQ(handler_.log.count("resolved n1 on 1: n1.local. 9000 10.1.1.1 t"), 0U);
 }
@@ -241,6 +242,26 @@ TEST_F(service_search, goes_on_where_it_was_when_the_daemon_is_back) {
     EXPECT_THAT(lines_of(report),
                 ElementsAre("Bonjour 2 5 no DNS-SD daemon answers, browsing for _t._tcp begins when one does",
                             "Bonjour 2 5 browsing for _t._tcp goes on"));
+}
+
+TEST_F(service_search, takes_nothing_for_gone_of_which_the_daemon_that_is_back_told_while_the_handler_was_busy) {
+    auto timing = no_haste();
+    timing.return_grace = 50ms;
+    handler_.on_line = [&](std::string const& line) {
+        if (line == "seen new on 1") std::this_thread::sleep_for(3 * timing.return_grace);
+    };
+    search(timing);
+    for (char const* const name : {"first", "second", "leaves"})
+        come_placed(name);
+    dnssd_.always_give(browsing,
+                       scripted_dnssd::in_turn(scripted_dnssd::instance("first", true),
+                                               scripted_dnssd::in_turn(scripted_dnssd::instance("new", true),
+                                                                       scripted_dnssd::instance("second", true))));
+    dnssd_.die();
+    expect("gone leaves on 1");
+    EXPECT_EQ(handler_.log.count("seen new on 1"), 1U);
+    for (char const* const name : {"first", "second"})
+        EXPECT_EQ(handler_.log.count(std::string("gone ") + name + " on 1"), 0U) << name;
 }
 
 TEST_F(service_search, takes_what_the_daemon_told_before_it_died_for_no_failure_of_the_instances) {

@@ -105,10 +105,11 @@ void service_search::run() {
         try {
             look_again_at_crowd();
             keep_browsing();
-            forget_missing();
             end_overdue();
             begin_due();
+            bool const is_grace_over = has_listened_for_grace();
             wait_and_take();
+            if (is_grace_over && !is_stopped_) forget_missing();
         } catch (std::exception const& error) {
             recover(error.what());
         } catch (...) {
@@ -202,6 +203,8 @@ void service_search::add(browse_answer const& seen) {
     // The service first: what fails for want of memory leaves nothing behind.
     if (which == services_.end()) which = services_.emplace(key, std::make_unique<service>()).first;
     auto& each = *which->second;
+    // More of those that are missing may be told of behind it: the client library may hand on one at a time.
+    if (each.is_listed && each.sightings == 0) grace_end_ = std::max(grace_end_, clock::now() + timing_.least_pause);
     each.instance = seen;
     if (++each.sightings > 1 || service_schedule::holds(each)) return;
     if (!each.is_listed) tell_seen(each, true, seen.more_coming);
@@ -226,6 +229,16 @@ void service_search::forget(service_map::iterator which) {
     schedule_.take_out(each);
     watched_.erase(&each);
     services_.erase(which);
+}
+
+/// Whether it is time to look a last time for what the daemon has told of those that are missing. Whoever is late was held up
+/// and has not listened, and the daemon may have been held up with it: then the time begins anew.
+bool service_search::has_listened_for_grace() {
+    auto const now = clock::now();
+    if (now < grace_end_) return false;
+    if (now < grace_end_ + timing_.least_pause) return true;
+    grace_end_ = now + timing_.return_grace;
+    return false;
 }
 
 void service_search::forget_missing() {
