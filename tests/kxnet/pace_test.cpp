@@ -36,6 +36,17 @@ TEST(pace, does_not_count_the_time_in_which_nobody_looks) {
     EXPECT_EQ(going.deadline(10'000), begin_of_time + 1h + 9650ms);
 }
 
+TEST(pace, counts_no_time_as_one_in_which_nobody_looks_from_before_somebody_did) {
+    kxnet::pace going;
+    going.begin(begin_of_time);
+    going.pause(begin_of_time - 1h);
+    going.resume(begin_of_time + 1s);
+    EXPECT_EQ(going.deadline(500), begin_of_time + 1500ms);
+    going.pause(begin_of_time);
+    going.resume(begin_of_time + 2s);
+    EXPECT_EQ(going.deadline(500), begin_of_time + 2500ms);
+}
+
 TEST(pace, takes_the_default_for_no_time_out) {
     kxnet::pace going;
     going.begin(begin_of_time);

@@ -147,7 +147,7 @@ TEST(packet_stream, waits_for_a_hello_no_longer_than_it_may) {
 TEST(packet_stream, is_not_held_by_a_hello_of_a_byte_at_a_time) {
     fault_server const node([](fault_connection& client) {
         for (char const c : hello_text()) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(500));
+            std::this_thread::sleep_for(std::chrono::seconds(2));
             if (!client.send(std::string(1, c))) return;
         }
     });
@@ -233,9 +233,10 @@ TEST(packet_stream, gives_up_on_a_frame_that_does_not_go_on) {
 }
 
 TEST(packet_stream, gives_up_on_a_frame_that_comes_too_slowly) {
-    fault_server const node([](fault_connection& client) {
+    kxp::packet const sent(kxp::e_packet_type::event, "e", kxcore::properties("data", kx_test::blob_of(20'000)));
+    fault_server const node([text = kx_test::text_of(kxnet::frame(sent))](fault_connection& client) {
         if (!kx_test::greet(client)) return;
-        for (char const c : event_text(std::string(200, 'n'))) {
+        for (char const c : text) { // for more than six minutes
             if (!client.send(std::string(1, c))) return;
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
         }
@@ -250,15 +251,15 @@ TEST(packet_stream, grants_the_time_that_the_first_bytes_of_a_frame_have_earned)
         // Ten thousand bytes are worth ten seconds; what follows takes longer than the time-out.
         std::size_t at = 10'000;
         if (!kx_test::greet(client) || !client.send(text.substr(0, at))) return;
-        for (unsigned int i = 0; i != 15; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        for (unsigned int i = 0; i != 10; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(500));
             if (!client.send(text.substr(at++, 1))) return;
         }
         client.send(text.substr(at));
         client.stall();
     });
     auto const client = connected(node.port());
-    auto const come = client->receive(kxnet::no_deadline, 2000);
+    auto const come = client->receive(kxnet::no_deadline, 4000);
     ASSERT_TRUE(come);
     EXPECT_EQ(come->get_properties(), sent.get_properties());
 }
@@ -291,6 +292,19 @@ TEST(packet_stream, does_not_blame_its_peer_for_the_time_in_which_nobody_receive
     EXPECT_FALSE(client->receive(kxnet::deadline_after(10), 1000));
     node.go_on();
     EXPECT_TRUE(client->receive(kxnet::no_deadline, patience));
+}
+
+TEST(packet_stream, blames_nobody_when_the_time_of_its_caller_was_over_first) {
+    std::string const event = event_text("e");
+    hesitant_node node(event.substr(0, 6), event.substr(6));
+    auto const client = connected(node.port());
+    EXPECT_FALSE(client->receive(kxnet::deadline_after(100), patience));
+    // The frame has stood still for longer than it may, but who calls so late looks no more.
+    EXPECT_FALSE(client->receive(std::chrono::steady_clock::now() - std::chrono::hours(1), 50));
+    EXPECT_THAT(error_of<timed_out>([&] { static_cast<void>(client->receive(kxnet::no_deadline, 50)); }),
+                HasSubstr("does not go on with a frame in time"))
+        << "the frame has no hour more for that";
+    node.go_on();
 }
 
 TEST(packet_stream, knows_of_a_reply_as_soon_as_its_first_bytes_have_come) {

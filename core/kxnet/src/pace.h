@@ -15,7 +15,7 @@ class pace {
 public:
     /// A frame begins.
     void begin(time_point now) noexcept {
-        began_ = latest_ = now;
+        began_ = latest_ = looking_since_ = now;
         bytes_ = 0;
         is_running_ = true;
     }
@@ -26,13 +26,14 @@ public:
         latest_ = now;
     }
 
-    /// From now on nobody looks for its next bytes.
-    void pause(time_point now) noexcept { paused_ = now; }
+    /// From then on nobody looks for its next bytes; earliest from when somebody began to.
+    void pause(time_point when) noexcept { paused_ = std::max(when, looking_since_); }
 
     /// Somebody looks again: the time between is not the peer's.
     void resume(time_point now) noexcept {
         began_ += now - paused_;
         latest_ += now - paused_;
+        looking_since_ = now;
     }
 
     void end() noexcept { is_running_ = false; }
@@ -49,6 +50,7 @@ public:
 private:
     time_point began_{};
     time_point latest_{};
+    time_point looking_since_{};
     time_point paused_{};
     std::size_t bytes_ = 0;
     bool is_running_ = false;

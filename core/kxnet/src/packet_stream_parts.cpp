@@ -187,8 +187,8 @@ kxbase::ptr_refcount<kxp::packet> packet_stream_parts::receive(time_point deadli
         may_read = take_bytes(deadline, timeout_ms) && (!coming_.is_running() || steady_clock::now() < deadline);
     }
     if (auto packet = take_packet()) return packet;
-    // Nobody reads until the next call, which is none of the peer's doing.
-    if (coming_.is_running()) coming_.pause(steady_clock::now());
+    // Nobody reads from the deadline until the next call, which is none of the peer's doing.
+    if (coming_.is_running()) coming_.pause(std::min(deadline, steady_clock::now()));
     return {};
 }
 
@@ -208,7 +208,8 @@ bool packet_stream_parts::take_bytes(time_point deadline, unsigned int timeout_m
         if (is_under_way) coming_.advance(*size, steady_clock::now());
         return true;
     }
-    if (steady_clock::now() < frame_deadline) return false;
+    // The caller's time was over first. The frame's may be, too, by now, but nobody has looked since.
+    if (deadline < frame_deadline) return false;
     std::string const why = peer + " does not go on with a frame in time";
     close(why);
     throw timed_out(__FILE__, __LINE__, why);
