@@ -140,30 +140,46 @@ void send_without_data(SSL* client, e_empty_record kind) {
     }
 }
 
+/// A flood that a client meets behind the hello, or in its place.
+struct flood {
+    bool is_greeted;
+    e_empty_record kind;
+};
+
+/// Whether the client met the flood. On a busy machine TLS may take all of its time, or the flood may be none.
+bool meets(flood const& which) {
+    std::atomic<std::uint64_t> sent = 0;
+    tls_server const node(certificates::get().good(), certificates::get().key(), [&](SSL* client) {
+        if (which.is_greeted) kx_test::send_to(client, kx_test::hello_text());
+        send_without_data(client, which.kind);
+        sent = BIO_number_written(SSL_get_wbio(client));
+    });
+    std::string error = "does not greet in time";
+    long long const took = kx_test::milliseconds_of([&] {
+        if (!which.is_greeted) {
+            error = error_of<kxnet::timed_out>([&] {
+                static_cast<void>(
+                    packet_stream::connect("127.0.0.1", node.port(), trusting(certificates::get().ca()), 1000));
+            });
+            return;
+        }
+        auto const client = connected(node.port(), "127.0.0.1");
+        EXPECT_FALSE(client->receive(kxnet::deadline_after(1000)));
+    });
+    EXPECT_LT(took, 15'000);
+    if (error.find("does not answer in time") != std::string::npos) return false;
+    EXPECT_THAT(error, HasSubstr("does not greet in time"));
+    EXPECT_TRUE(kx_test::soon([&] { return sent != 0; }));
+    return sent > 5000;
+}
+
 TEST(packet_stream_tls, keeps_to_its_deadlines_while_records_without_data_come) {
     for (bool const is_greeted : {false, true}) {
         for (auto const kind : {e_empty_record::ticket, e_empty_record::key_update}) {
-            std::atomic<std::uint64_t> sent = 0;
-            tls_server const node(certificates::get().good(), certificates::get().key(), [&](SSL* client) {
-                if (is_greeted) kx_test::send_to(client, kx_test::hello_text());
-                send_without_data(client, kind);
-                sent = BIO_number_written(SSL_get_wbio(client));
-            });
-            long long const took = kx_test::milliseconds_of([&] {
-                if (!is_greeted) {
-                    EXPECT_THAT(error_of<kxnet::timed_out>([&] {
-                                    static_cast<void>(packet_stream::connect("127.0.0.1", node.port(),
-                                                                             trusting(certificates::get().ca()), 1000));
-                                }),
-                                HasSubstr("does not greet in time"));
-                    return;
-                }
-                auto const client = connected(node.port(), "127.0.0.1");
-                EXPECT_FALSE(client->receive(kxnet::deadline_after(1000)));
-            });
-            EXPECT_LT(took, 15'000);
-            EXPECT_TRUE(kx_test::soon([&] { return sent != 0; }));
-            EXPECT_GT(sent, 5000u) << "the flood is to be one";
+            bool is_met = false;
+            for (int i = 0; i != 10 && !is_met && !HasFailure(); ++i)
+                is_met = meets({is_greeted, kind});
+            EXPECT_TRUE(is_met) << "the flood is to be one";
         }
     }
 }

@@ -147,7 +147,7 @@ TEST(resolving_slow, leaves_time_for_the_next_address_where_one_never_answers) {
     kx_test::test_node const node(kx_test::echo, {}, "127.0.0.1");
     constexpr in_addr_t first_of_two = INADDR_LOOPBACK + 1;
     kx_test::full_port const nobody(first_of_two, static_cast<unsigned int>(std::stoul(node.port())));
-    auto const made = connected("two.example", node.port(), 3000);
+    auto const made = connected("two.example", node.port(), 8000);
     EXPECT_EQ(made->peer(), "127.0.0.1:" + node.port());
 }
 

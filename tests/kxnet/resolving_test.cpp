@@ -14,7 +14,7 @@ using testing::HasSubstr;
 
 std::vector<std::string> found(std::string const& host, std::string const& port) {
     std::vector<std::string> texts;
-    for (kxnet::endpoint const& each : kxnet::resolve(host, port, kxnet::deadline_after(20'000), nullptr))
+    for (kxnet::endpoint const& each : kxnet::resolve(host, port, kxnet::deadline_after(60'000), nullptr))
         texts.push_back(kxnet::endpoint_text(each));
     return texts;
 }
