@@ -2,10 +2,12 @@
 
 #include <kxbase/urls.h>
 
+#include "support/chosen_seed.h"
+
 #include <gmock/gmock.h>
 
 #include <array>
-#include <cstdlib>
+#include <cstdio>
 #include <random>
 #include <string>
 #include <string_view>
@@ -49,21 +51,19 @@ private:
     std::mt19937 random_;
 };
 
-/// Runs a test with many URLs. KX_TEST_SEED repeats a run that failed.
+/// Runs a test with many URLs. KX_SEED repeats a run that failed.
 class url_round_trip : public testing::Test {
 protected:
-    url_round_trip() : seed_(chosen_seed()), make_(seed_) { RecordProperty("seed", static_cast<int>(seed_)); }
+    url_round_trip() : seed_(told_seed()), make_(seed_) { RecordProperty("seed", static_cast<int>(seed_)); }
 
     [[nodiscard]] std::string place(std::string_view url) const {
-        return std::string(url) + " (KX_TEST_SEED=" + std::to_string(seed_) + ")";
+        return std::string(url) + " (KX_SEED=" + std::to_string(seed_) + ")";
     }
 
 private:
-    static unsigned int chosen_seed() {
-        char const* const given = std::getenv("KX_TEST_SEED");
-        unsigned int const seed =
-            given != nullptr ? static_cast<unsigned int>(std::strtoul(given, nullptr, 10)) : std::random_device()();
-        std::printf("seed %u\n", seed);
+    static unsigned int told_seed() {
+        auto const seed = static_cast<unsigned int>(kx_test::chosen_seed());
+        std::printf("KX_SEED=%u\n", seed);
         return seed;
     }
 

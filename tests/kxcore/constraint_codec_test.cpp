@@ -1,5 +1,6 @@
 #include <kxcore/constraint_codec.h>
 
+#include "support/chosen_seed.h"
 #include "support/constraint_reading.h"
 
 #include <kxcore/constraint_db.h>
@@ -169,9 +170,9 @@ private:
 };
 
 TEST(constraint_codec, random_databases_make_the_round_trip) {
-    unsigned int const seed = std::random_device()();
-    SCOPED_TRACE("seed " + std::to_string(seed));
-    std::printf("seed %u\n", seed);
+    auto const seed = static_cast<unsigned int>(kx_test::chosen_seed());
+    SCOPED_TRACE("KX_SEED=" + std::to_string(seed));
+    std::printf("KX_SEED=%u\n", seed);
     random_constraints random(seed);
     for (int i = 0; i < 300; ++i)
         expect_round_trip(random.database(4));

@@ -1,6 +1,7 @@
 // What holds whatever is done to a workflow, in whatever order.
 #include "kxworkflow/support/sound_workflow.h"
 #include "kxworkflow/support/workflows.h"
+#include "support/chosen_seed.h"
 
 #include <gmock/gmock.h>
 
@@ -93,9 +94,9 @@ private:
 };
 
 TEST(workflow_builder, stays_sound_whatever_is_done_to_it) {
-    unsigned int const seed = std::random_device{}();
-    SCOPED_TRACE("seed " + std::to_string(seed));
-    std::cout << "seed " << seed << "\n";
+    auto const seed = static_cast<unsigned int>(kx_test::chosen_seed());
+    SCOPED_TRACE("KX_SEED=" + std::to_string(seed));
+    std::cout << "KX_SEED=" << seed << "\n";
     for (unsigned int round = 0; round < 12; ++round) {
         random_editor editor(seed + round);
         auto builder = make_builder({make_task(encoder, "a"), make_task(upload, "b"), make_task(localizer, "c")});
@@ -110,8 +111,8 @@ TEST(workflow_builder, stays_sound_whatever_is_done_to_it) {
 }
 
 TEST(workflow_builder, that_a_builder_was_made_from_goes_on_in_the_same_way) {
-    unsigned int const seed = std::random_device{}();
-    SCOPED_TRACE("seed " + std::to_string(seed));
+    auto const seed = static_cast<unsigned int>(kx_test::chosen_seed());
+    SCOPED_TRACE("KX_SEED=" + std::to_string(seed));
     random_editor editor(seed);
     auto builder = make_builder({make_task(encoder, "a"), make_task(upload, "b"), make_task(localizer, "c")});
     for (int i = 0; i < 60; ++i)

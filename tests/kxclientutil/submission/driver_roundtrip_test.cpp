@@ -1,8 +1,9 @@
 #include "kxclientutil/support/submission_fixture.h"
 
+#include "support/chosen_seed.h"
+
 #include <kxcore/constraint_enum.h>
 
-#include <cstdlib>
 #include <iostream>
 #include <random>
 
@@ -105,16 +106,10 @@ private:
 
 class driver_roundtrip : public kx_test::submission_fixture {};
 
-/// KX_TEST_SEED repeats a run; without it every run is another one.
-std::uint64_t chosen_seed() {
-    char const* const given = std::getenv("KX_TEST_SEED");
-    return given ? std::strtoull(given, nullptr, 10) : std::random_device()();
-}
-
 TEST_F(driver_roundtrip, gives_the_original_of_any_submission_back) {
     kx_test::captured_report const log; // unknown variables by the hundred
-    std::uint64_t const seed = chosen_seed();
-    std::cout << "seed " << seed << '\n';
+    std::uint64_t const seed = kx_test::chosen_seed();
+    std::cout << "KX_SEED=" << seed << '\n';
     RecordProperty("seed", std::to_string(seed));
     generator random(seed);
     for (int round = 0; round < 300; ++round) {
@@ -122,13 +117,14 @@ TEST_F(driver_roundtrip, gives_the_original_of_any_submission_back) {
         submission = original;
         settings.resource_uri_option = round % 2 == 0;
         settings.submission_name = round % 3 == 0 ? "Override" : "";
-        ASSERT_NO_THROW(finalize()) << "seed " << seed << ", round " << round;
+        ASSERT_NO_THROW(finalize()) << "KX_SEED=" << seed << ", round " << round;
         ASSERT_EQ(*submission_get_unfinalized_submission(submission), original)
-            << "seed " << seed << ", round " << round;
+            << "KX_SEED=" << seed << ", round " << round;
 
         properties const once = submission;
-        ASSERT_NO_THROW(finalize()) << "seed " << seed << ", round " << round;
-        ASSERT_EQ(*submission_get_unfinalized_submission(submission), once) << "seed " << seed << ", round " << round;
+        ASSERT_NO_THROW(finalize()) << "KX_SEED=" << seed << ", round " << round;
+        ASSERT_EQ(*submission_get_unfinalized_submission(submission), once)
+            << "KX_SEED=" << seed << ", round " << round;
     }
 }
 
