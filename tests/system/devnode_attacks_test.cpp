@@ -1,11 +1,7 @@
 // kx-devnode, and clients that break off, break the rules, or take all that they can get.
 
 #include "devnode_client.h"
-#include "raw_client.h"
-
-#include "support/scripted_node.h"
-
-#include <kxbase/hash.h>
+#include "raw_talk.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,64 +13,34 @@
 #include <filesystem>
 #include <memory>
 #include <random>
-#include <span>
 #include <sstream>
 
 namespace {
 
+using kx_test::bytes_of;
 using kx_test::devnode_process;
 using kx_test::eventually;
 using kx_test::finalized_job;
+using kx_test::greeted;
 using kx_test::hello_text;
 using kx_test::logged_in;
+using kx_test::login;
+using kx_test::next_packet;
 using kx_test::raw_client;
 using kx_test::strings;
 using kx_test::submission;
 using kx_test::submitted;
 using kx_test::tells;
-using kx_test::text_of;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
-
-kxp::packet login(std::string const& command = "cluster.client.login", std::string const& user = kx_test::node_user,
-                  std::string const& password = kx_test::node_password) {
-    kxp::packet request(kxp::e_packet_type::request, command);
-    request.set_property("username", user);
-    request.set_property("password", kxbase::string_hash_SHA1_hex(password));
-    request.set_property("id", "tests");
-    return request;
-}
-
-std::string bytes_of(kxp::packet const& packet, std::uint32_t number = 1) {
-    return text_of(kxnet::frame(packet, number));
-}
 
 std::string length_text(std::uint32_t length) {
     std::string text;
     for (unsigned int const shift : {24U, 16U, 8U, 0U})
         text += static_cast<char>(length >> shift & 255U);
     return text;
-}
-
-/// A client that has been greeted.
-std::unique_ptr<raw_client> greeted(devnode_process const& node) {
-    auto client = std::make_unique<raw_client>(node.port());
-    static_cast<void>(client->send(hello_text()));
-    if (client->read(hello_text().size()) != hello_text()) throw std::runtime_error("no hello: " + node.log());
-    return client;
-}
-
-/// The next packet that the node sends.
-kxbase::ptr_refcount<kxp::packet> next_packet(raw_client const& client) {
-    std::string const head = client.read(4);
-    std::size_t length = 0;
-    for (char const byte : head)
-        length = length << 8U | static_cast<unsigned char>(byte);
-    std::string const payload = client.read(length);
-    if (head.size() != 4 || payload.size() != length) throw std::runtime_error("the node has gone");
-    return kxnet::decode_packet(std::as_bytes(std::span(payload)));
 }
 
 /// What a node has before its clients come; when they have gone it must have no more.
@@ -177,11 +143,11 @@ TEST(kx_devnode_attacks, takes_small_frames_only_until_somebody_has_logged_in) {
     devnode_process const node;
     kxp::packet echo(kxp::e_packet_type::request, "node.echo");
     echo.set_property("said", std::string(70'000, 'x'));
-    auto const stranger = greeted(node);
+    auto const stranger = greeted(node.port());
     EXPECT_TRUE(stranger->send(bytes_of(echo)));
     EXPECT_THAT(stranger->read_to_end(), IsEmpty());
     EXPECT_TRUE(tells(node, "at most 65536 are allowed (limit frame)")) << node.log();
-    auto const client = greeted(node);
+    auto const client = greeted(node.port());
     ASSERT_TRUE(client->send(bytes_of(login("admin.login")) + bytes_of(echo, 2)));
     EXPECT_EQ(next_packet(*client)->get_request_number(), 1U);
     EXPECT_EQ(next_packet(*client)->get_properties().get_string_value("said"), std::string(70'000, 'x'));
@@ -189,7 +155,7 @@ TEST(kx_devnode_attacks, takes_small_frames_only_until_somebody_has_logged_in) {
 
 TEST(kx_devnode_attacks, ends_after_three_refused_logins_and_tells_no_names_that_nobody_has) {
     devnode_process const node;
-    auto const client = greeted(node);
+    auto const client = greeted(node.port());
     std::string const mistyped = "my password, typed in the wrong place";
     for (auto const& [user, password] :
          {std::pair{std::string(kx_test::node_user), "wrong"}, {mistyped, ""}, {std::string(60'000, 'n'), ""}}) {
@@ -206,7 +172,7 @@ TEST(kx_devnode_attacks, ends_after_three_refused_logins_and_tells_no_names_that
 
 TEST(kx_devnode_attacks, counts_logins_that_lack_something_as_refused) {
     devnode_process const node;
-    auto const client = greeted(node);
+    auto const client = greeted(node.port());
     for (unsigned int i = 0; i != 3; ++i) {
         kxp::packet const empty(kxp::e_packet_type::request, "cluster.client.login");
         ASSERT_TRUE(client->send(bytes_of(empty)));
@@ -258,7 +224,7 @@ TEST(kx_devnode_attacks, takes_no_more_from_a_client_that_reads_nothing_and_serv
     {
         std::vector<std::unique_ptr<raw_client>> deaf;
         for (int i = 0; i != 4; ++i) {
-            deaf.push_back(greeted(node));
+            deaf.push_back(greeted(node.port()));
             ASSERT_TRUE(deaf.back()->send(bytes_of(login())));
             // What is taken and not answered yet would lie in the node.
             EXPECT_LT(ask_without_reading(*deaf.back(), much_more_than_sockets_hold), much_more_than_sockets_hold / 2);
@@ -275,9 +241,9 @@ TEST(kx_devnode_attacks, gives_nobody_more_than_ten_seconds_to_log_in) {
     footprint const before(node);
     auto const begin = std::chrono::steady_clock::now();
     raw_client const without_hello(node.port());
-    auto const silent = greeted(node);
-    auto const trickling = greeted(node);
-    auto const deaf = greeted(node);
+    auto const silent = greeted(node.port());
+    auto const trickling = greeted(node.port());
+    auto const deaf = greeted(node.port());
     static_cast<void>(ask_without_reading(*deaf, much_more_than_sockets_hold));
     EXPECT_TRUE(logged_in(node)->is_logged_in());
     // A byte a second, of a login that would be right.
@@ -302,7 +268,7 @@ TEST(kx_devnode_attacks, gives_nobody_more_than_ten_seconds_to_log_in) {
 
 TEST(kx_devnode_attacks, answers_each_login_before_it_announces_the_state) {
     devnode_process const node;
-    auto const client = greeted(node);
+    auto const client = greeted(node.port());
     for (std::uint32_t number = 1; number != 500; ++number) {
         ASSERT_TRUE(client->send(bytes_of(login(), number)));
         ASSERT_EQ(next_packet(*client)->get_request_number(), number);
@@ -313,7 +279,7 @@ TEST(kx_devnode_attacks, answers_each_login_before_it_announces_the_state) {
 TEST(kx_devnode_attacks, announces_nothing_more_to_whoever_has_logged_in_as_an_administrator_instead) {
     devnode_process const node;
     auto const job = finalized_job();
-    auto const client = greeted(node);
+    auto const client = greeted(node.port());
     ASSERT_TRUE(client->send(bytes_of(login())));
     EXPECT_EQ(next_packet(*client)->get_request_number(), 1U);
     EXPECT_EQ(next_packet(*client)->get_name(), "cluster.state");
@@ -356,7 +322,7 @@ TEST(kx_devnode_attacks, sends_away_whoever_comes_when_its_places_are_taken_unti
     footprint const before(node);
     std::vector<std::unique_ptr<raw_client>> guests;
     for (int i = 0; i != 64; ++i) {
-        guests.push_back(greeted(node));
+        guests.push_back(greeted(node.port()));
         ASSERT_TRUE(guests.back()->send(bytes_of(login("admin.login"))));
         ASSERT_EQ(next_packet(*guests.back())->get_request_number(), 1U) << i;
     }

@@ -114,7 +114,7 @@ void visit::send(kxp::packet const& reply) {
     kxnet::frame const framed(reply);
     for (bool was_sent = false; !was_sent;) {
         try {
-            stream_->send(framed, 0);
+            stream_->send(framed, from_.patience_ms);
             was_sent = true;
         } catch (kxnet::timed_out const&) {
             if (!stream_->is_open()) throw;
