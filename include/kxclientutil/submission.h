@@ -144,7 +144,8 @@ KXCLIENTUTIL_EXPORT void submission_finalize(kxcore::properties& submission, kxc
 /// Saves a finalized submission as a job file: a container of its network encoding, with a checksum, readable
 /// by its owner alone (mode 0600). Unlike the writer of documents it keeps everything, run dependencies
 /// included. A job that holds credentials, in itself or in the original inside it, is encrypted as a whole
-/// with the installation's key.
+/// with the installation's key. So is one whose originals inside the original cannot be looked into: together all
+/// may expand to as much as the limit expansion allows one.
 ///
 /// The file appears whole or not at all: an error leaves an earlier file of that name as it was.
 ///

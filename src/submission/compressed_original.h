@@ -3,6 +3,8 @@
 
 #include <kxbase/ptr_refcount.h>
 
+#include <cstddef>
+
 namespace kxcore {
 class properties;
 class property_binary;
@@ -17,10 +19,15 @@ inline constexpr char const* original_path = "ext-meta{compressed-original}";
 [[nodiscard]] kxcore::property_binary const* kept_original(kxcore::properties const& submission);
 
 /// Encodes and compresses a submission. Raises es::arg for one that could not be read back, as the network encoding
-/// does, and for one beyond the limits of a document and of expansion.
+/// does, and for one that has more bytes or values than the limits of a document and of expansion allow.
 [[nodiscard]] kxbase::ptr_refcount<kxcore::property_binary> compress_original(kxcore::properties const& submission);
 
-/// The inverse of compress_original(). Raises es::arg for corrupt data and beyond the limit of expansion.
+/// The inverse of compress_original(). Raises es::arg for corrupt data, beyond the limit of expansion, and for more values
+/// than compress_original() takes.
+///
+/// @param left  how many bytes it may expand to; less by those that it has expanded to afterwards
 [[nodiscard]] kxbase::ptr_refcount<kxcore::properties> expand_original(kxcore::property_binary const& original);
+[[nodiscard]] kxbase::ptr_refcount<kxcore::properties> expand_original(kxcore::property_binary const& original,
+                                                                       std::size_t& left);
 
 } // namespace kxclientutil

@@ -15,6 +15,7 @@ namespace kxclientutil {
 namespace {
 
 bool holds_credentials_at_any_age(kxcore::properties const& job);
+kxbase::ptr_refcount<kxcore::properties> older_original(kxcore::property_binary const& kept, std::size_t& left);
 
 } // namespace
 
@@ -35,17 +36,30 @@ kxbase::ptr_refcount<kxcore::properties> read_job_file(std::string const& path_o
 
 namespace {
 
-/// Looks into the original as well, and into the one inside that of a submission that was finalized more than once.
-/// What is nested deeper than anything can be read is taken for a credential: then nothing is disclosed.
+/// Looks into the original as well, and into the one inside that of a submission that was finalized more than once: so
+/// deep as anything may be nested, and until together they have expanded as far as one may. What is beyond that, or cannot be
+/// read, is taken for a credential: then nothing is disclosed, and few bytes do not cost endless work.
 bool holds_credentials_at_any_age(kxcore::properties const& job) {
-    kxbase::ptr_refcount<kxcore::properties const> current(&job);
-    for (std::size_t level = 0; level < kxbase::current_limits().nesting; ++level) {
+    if (kxcore::credentials::holds_credentials(job)) return true;
+    kxbase::limits const limits = kxbase::current_limits();
+    std::size_t left = limits.expansion;
+    kxbase::ptr_refcount<kxcore::properties const> current = expand_original(*kept_original(job), left);
+    for (std::size_t level = 1; current && level < limits.nesting; ++level) {
         if (kxcore::credentials::holds_credentials(*current)) return true;
-        kxcore::property_binary const* const original = kept_original(*current);
-        if (!original) return false;
-        current = expand_original(*original);
+        kxcore::property_binary const* const kept = kept_original(*current);
+        if (!kept) return false;
+        current = older_original(*kept, left);
     }
     return true;
+}
+
+/// Null for one that cannot be read, or for which there are not enough bytes left.
+kxbase::ptr_refcount<kxcore::properties> older_original(kxcore::property_binary const& kept, std::size_t& left) {
+    try {
+        return expand_original(kept, left);
+    } catch (kxbase::es::arg const&) {
+        return {};
+    }
 }
 
 } // namespace

@@ -24,6 +24,25 @@ TEST(limits, begin_as_documented) {
     EXPECT_EQ(kxbase::least_frame_rate, 1'000u);
 }
 
+TEST(limits, let_a_list_with_all_the_members_that_there_may_be_into_a_frame) {
+    EXPECT_EQ(kxbase::bytes_per_value, 6u);
+    EXPECT_EQ(kxbase::most_values(kxbase::limit_frame), 11'184'810u);
+    EXPECT_GT(kxbase::most_values(kxbase::limit_frame), kxbase::limit_members);
+}
+
+TEST(limits, let_some_values_into_however_few_bytes) {
+    EXPECT_EQ(kxbase::most_values(0), 10'922u);
+    EXPECT_EQ(kxbase::most_values(65'537), 10'922u);
+    EXPECT_EQ(kxbase::most_values(65'538), 10'923u);
+}
+
+TEST(limits, count_six_bytes_for_a_value_that_takes_less) {
+    EXPECT_EQ(kxbase::encoded_weight(0, 0), 0u);
+    EXPECT_EQ(kxbase::encoded_weight(18, 3), 18u);
+    EXPECT_EQ(kxbase::encoded_weight(17, 3), 18u);
+    EXPECT_EQ(kxbase::encoded_weight(19, 3), 19u);
+}
+
 TEST(limits, can_be_changed_and_give_those_before) {
     limits const all_different{1, 2, 3, 4, 5, 6, 7, 8};
     limits const before = kxbase::set_limits(all_different);

@@ -6,6 +6,10 @@
 #include "support/held_resources.h"
 #include "support/scripted_node.h"
 
+#include <kxbase/limits.h>
+#include <kxcore/property_list.h>
+#include <kxcore/property_values.h>
+
 #include <gmock/gmock.h>
 
 #include <future>
@@ -468,6 +472,37 @@ TEST(connection_threads, lose_a_node_whose_events_nobody_keeps_up_with) {
     auto const made = connected(node.port(), &told);
     EXPECT_THAT(error_of<call>([&] { static_cast<void>(answer(*made, "x")); }),
                 HasSubstr("the handler does not keep up with the events of 127.0.0.1:"));
+    leave.set_value();
+    EXPECT_TRUE(soon([&] {
+        auto const lines = told.lines();
+        return !lines.empty() && lines.back().starts_with("closed: the handler does not keep up");
+    }));
+}
+
+// Few bytes, and much memory.
+TEST(connection_threads, lose_a_node_whose_events_hold_more_values_than_a_frame_may) {
+    kxbase::limits limits = kxbase::current_limits();
+    limits.frame = 6000;
+    kxbase::scoped_limits const scope(limits);
+    test_node const node([](kxnet::packet_stream& client) {
+        auto const list = kxbase::make_refcount<kxcore::property_list>();
+        for (int i = 0; i != 400; ++i)
+            list->push_back(kxcore::property_bool::create(true));
+        kxp::packet event(3, "flood");
+        event.set_property("list", kxbase::ptr_refcount<kxcore::property>(list));
+        auto const request = client.receive(kxnet::no_deadline);
+        for (int i = 0; i != 8; ++i)
+            client.send(event, 0);
+        client.send(request->make_reply(), 0);
+    });
+    recording_handler told;
+    std::promise<void> leave;
+    told.then = [done = leave.get_future().share()](std::string const& line) {
+        if (line == "event flood") done.wait();
+    };
+    auto const made = connected(node.port(), &told);
+    EXPECT_THAT(error_of<call>([&] { static_cast<void>(answer(*made, "x")); }),
+                HasSubstr(": more than 6000 bytes of them wait (limit frame)"));
     leave.set_value();
     EXPECT_TRUE(soon([&] {
         auto const lines = told.lines();

@@ -123,5 +123,26 @@ TEST(hostile_encodings, take_memory_for_what_is_there_and_not_for_what_is_claime
     EXPECT_LT(watch.bytes(), 64U << 10);
 }
 
+TEST(hostile_encodings, of_more_values_than_are_allowed_are_refused_before_they_take_memory) {
+    // Lists of one list each, 127 levels of them, as often as a megabyte holds them.
+    constexpr std::size_t chains = million / 127;
+    std::string bytes = "\x07"s;
+    for (std::size_t left = chains; left != 0; left >>= 7U)
+        bytes += static_cast<char>((left & 0x7FU) | (left >= 0x80U ? 0x80U : 0U));
+    for (std::size_t chain = 0; chain != chains; ++chain)
+        bytes += std::string(126, '\xE1') + '\xE0';
+    std::size_t const most = kxbase::most_values(bytes.size());
+    decoder_network decoder(std::as_bytes(std::span(bytes)), 0, {most, "frame"});
+    kx_test::heap_watch const watch;
+    try {
+        static_cast<void>(decoder.read());
+        FAIL() << "nothing raised";
+    } catch (kxbase::es::arg const& error) {
+        EXPECT_THAT(error.message(),
+                    HasSubstr("expected at most " + std::to_string(most) + " values in all (limit frame), found more"));
+    }
+    EXPECT_LT(watch.bytes(), 20 * million);
+}
+
 } // namespace
 } // namespace kxcore

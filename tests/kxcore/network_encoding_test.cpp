@@ -8,6 +8,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <iostream>
 
 namespace kxcore {
@@ -120,6 +121,64 @@ TEST(network_encoding, is_lossless_for_every_kind) {
         EXPECT_TRUE(*decoded(bytes) == *value) << value->describe();
         EXPECT_EQ(encoded(decoded(bytes)), bytes);
     }
+}
+
+/// What a decoder with such a budget says of a value, and how many values it has read.
+std::string read_with_budget(std::string_view bytes, std::size_t most, std::size_t& values) {
+    decoder_network decoder(as_bytes(bytes), 0, {most, "some"});
+    try {
+        (void)decoder.read();
+    } catch (kxbase::es::arg const& error) {
+        return error.message();
+    }
+    values = decoder.values();
+    return "no error";
+}
+
+TEST(network_encoding, counts_the_same_values_when_it_reads_and_writes) {
+    std::vector<property_handle> samples = one_of_each();
+    samples.push_back(list({choice("a|b"), tree({{"c", choice("c|d|e")}, {"d", choice("c|d|e")}})}));
+    std::size_t most_found = 0;
+    for (property_handle const& value : samples) {
+        kxbase::buffer out;
+        encoder_network encoder(out);
+        encoder.write(*value);
+        std::size_t const count = encoder.values();
+        most_found = std::max(most_found, count);
+        std::size_t read = 0;
+        EXPECT_EQ(read_with_budget(out.text(), count, read), "no error") << value->describe();
+        EXPECT_EQ(read, count) << value->describe();
+        if (count == 0) continue;
+        std::string const refusal = read_with_budget(out.text(), count - 1, read);
+        EXPECT_NE(
+            refusal.find("expected at most " + std::to_string(count - 1) + " values in all (limit some), found more"),
+            std::string::npos)
+            << refusal;
+    }
+    EXPECT_GT(most_found, 5U);
+}
+
+TEST(network_encoding, counts_members_and_elements_at_every_depth_and_over_all_that_is_written) {
+    kxbase::buffer out;
+    encoder_network encoder(out);
+    encoder.write(*text("none inside"));
+    EXPECT_EQ(encoder.values(), 0U);
+    encoder.write(*tree({{"a", list({flag(true), flag(true)})}, {"b", tree({})}}));
+    EXPECT_EQ(encoder.values(), 4U);
+    EXPECT_THROW(encoder.write(*list({text("x"), nested(200)})), kxbase::es::arg);
+    EXPECT_EQ(encoder.values(), 4U);
+    encoder.write(*list({number(1)}));
+    EXPECT_EQ(encoder.values(), 5U);
+
+    decoder_network decoder(out, 0, {5, "some"});
+    for (std::size_t const values : {0U, 4U, 5U}) {
+        (void)decoder.read();
+        EXPECT_EQ(decoder.values(), values);
+    }
+    decoder_network less(out, 0, {4, "some"});
+    (void)less.read();
+    (void)less.read();
+    EXPECT_THROW((void)less.read(), kxbase::es::arg);
 }
 
 TEST(network_encoding, is_lossless_for_each_byte_of_a_string) {

@@ -166,6 +166,29 @@ TEST(frame, holds_as_many_bytes_as_the_limit_and_not_one_more) {
     EXPECT_THAT(error_of<arg>([] { kxnet::frame const made(login()); }), HasSubstr("limit frame"));
 }
 
+TEST(frame, holds_as_many_values_as_the_limit_and_not_one_more) {
+    auto const list = kxbase::make_refcount<kxcore::property_list>();
+    for (int i = 0; i != 19'999; ++i)
+        list->push_back(kxcore::property_bool::create(true));
+    packet many(2, "x");
+    many.set_property("list", kxbase::ptr_refcount<kxcore::property>(list));
+    many.set_request_number(1);
+    kxbase::limits limits = kxbase::current_limits();
+    limits.frame = 20'000 * kxbase::bytes_per_value;
+    std::string payload;
+    {
+        kxbase::scoped_limits const scope(limits);
+        payload = payload_of(many);
+        EXPECT_TRUE(decoded(payload)->get_properties() == many.get_properties());
+    }
+    --limits.frame;
+    kxbase::scoped_limits const scope(limits);
+    EXPECT_EQ(error_of<arg>([&] { kxnet::frame const made(many); }),
+              "packet \"x\" cannot be sent: it holds more than 19999 values (limit frame)");
+    EXPECT_EQ(error_of<arg>([&] { static_cast<void>(decoded(payload)); }),
+              "no packet: network encoding, byte 14: expected at most 19999 values in all (limit frame), found more");
+}
+
 TEST(frame, takes_little_more_memory_than_its_bytes) {
     auto const list = kxbase::make_refcount<kxcore::property_list>();
     for (int i = 0; i != 2000; ++i)
@@ -186,6 +209,17 @@ TEST(decode_packet, refuses_every_part_of_a_packet) {
         EXPECT_THAT(error_of<arg>([&] { static_cast<void>(decoded(whole.substr(0, size))); }),
                     HasSubstr("no packet: "));
     EXPECT_THAT(error_of<arg>([&] { static_cast<void>(decoded(whole + 'x')); }), HasSubstr("expected the end"));
+}
+
+TEST(decode_packet, takes_the_values_off_those_that_there_may_be) {
+    std::string const text = payload_of(login());
+    auto const payload = std::as_bytes(std::span(text));
+    std::size_t left = 3;
+    EXPECT_TRUE(kxnet::decode_packet(payload, left));
+    EXPECT_EQ(left, 1u);
+    EXPECT_THAT(error_of<arg>([&] { static_cast<void>(kxnet::decode_packet(payload, left)); }),
+                HasSubstr("expected at most 1 values in all (limit frame), found more"));
+    EXPECT_EQ(left, 1u);
 }
 
 TEST(decode_packet, refuses_what_does_not_go_together) {

@@ -5,6 +5,7 @@
 #include "support/server_process.h"
 #include "support/waiting.h"
 
+#include <kxcore/property_list.h>
 #include <kxcore/property_values.h>
 
 #include <gmock/gmock.h>
@@ -36,6 +37,15 @@ std::unique_ptr<packet_stream> connected(std::string const& port, unsigned int t
 kxp::packet request_of(std::string_view name, std::uint32_t number) {
     kxp::packet made(2, name);
     made.set_request_number(number);
+    return made;
+}
+
+kxp::packet request_of_values(std::size_t count) {
+    auto const list = kxbase::make_refcount<kxcore::property_list>();
+    for (std::size_t i = 0; i != count; ++i)
+        list->push_back(kxcore::property_bool::create(true));
+    kxp::packet made = request_of("many", 1);
+    made.set_property("list", kxbase::ptr_refcount<kxcore::property>(list));
     return made;
 }
 
@@ -364,6 +374,43 @@ TEST(packet_stream, refuses_frames_that_are_none) {
         auto const client = connected(node.port());
         EXPECT_THAT(error_of<connection_lost>([&] { static_cast<void>(client->receive(kxnet::no_deadline)); }),
                     HasSubstr("sent what cannot be read: "));
+    }
+}
+
+TEST(packet_stream, of_a_server_allows_strangers_few_values_until_it_knows_them) {
+    test_node const node([](packet_stream& client) {
+        client.set_frame_limit(90'000);
+        for (;;) {
+            auto const request = client.receive(kxnet::no_deadline);
+            if (request->get_name() == "login") client.set_frame_limit(0);
+            client.send(request->make_reply(), patience);
+        }
+    });
+    auto const stranger = connected(node.port());
+    stranger->send(request_of_values(14'999), patience);
+    EXPECT_TRUE(stranger->receive(kxnet::deadline_after(patience)));
+    stranger->send(request_of_values(15'000), patience);
+    EXPECT_THROW(static_cast<void>(stranger->receive(kxnet::no_deadline)), connection_lost);
+    ASSERT_TRUE(kx_test::soon([&] { return node.endings().size() == 1; }));
+    EXPECT_THAT(node.endings().at(0), HasSubstr("expected at most 15000 values in all (limit frame), found more"));
+
+    auto const known = connected(node.port());
+    known->send(request_of("login", 1), patience);
+    known->send(request_of_values(15'000), patience);
+    EXPECT_EQ(known->receive(kxnet::deadline_after(patience))->get_name(), "login");
+    EXPECT_EQ(known->receive(kxnet::deadline_after(patience))->get_name(), "many");
+}
+
+TEST(packet_stream, tells_what_has_come_by_its_values_when_they_take_more_than_its_bytes) {
+    test_node const node(echo);
+    auto const client = connected(node.port());
+    for (auto const& [sent, size] :
+         {std::pair{request_of_values(1999), std::size_t{12'000}}, std::pair{large_request(1000), std::size_t{1000}}}) {
+        client->send(sent, patience);
+        auto const reply = client->receive(kxnet::deadline_after(patience));
+        ASSERT_TRUE(reply);
+        EXPECT_GE(client->received_size(), size);
+        EXPECT_LT(client->received_size(), size + 100);
     }
 }
 

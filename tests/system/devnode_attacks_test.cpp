@@ -3,6 +3,11 @@
 #include "devnode_client.h"
 #include "raw_talk.h"
 
+#include <kxbase/buffer.h>
+#include <kxbase/limits.h>
+#include <kxbase/zlib.h>
+#include <kxcore/property_list.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -151,6 +156,34 @@ TEST(kx_devnode_attacks, takes_small_frames_only_until_somebody_has_logged_in) {
     ASSERT_TRUE(client->send(bytes_of(login("admin.login")) + bytes_of(echo, 2)));
     EXPECT_EQ(next_packet(*client)->get_request_number(), 1U);
     EXPECT_EQ(next_packet(*client)->get_properties().get_string_value("said"), std::string(70'000, 'x'));
+}
+
+TEST(kx_devnode_attacks, takes_few_values_only_until_somebody_has_logged_in) {
+    devnode_process const node;
+    auto const many = kxbase::make_refcount<kxcore::property_list>();
+    for (int i = 0; i != 11'000; ++i)
+        many->push_back(kxcore::property_bool::create(true));
+    kxp::packet echo(kxp::e_packet_type::request, "node.echo");
+    echo.set_property("said", many);
+    auto const stranger = greeted(node.port());
+    ASSERT_TRUE(stranger->send(bytes_of(echo)));
+    EXPECT_THAT(stranger->read_to_end(), IsEmpty());
+    EXPECT_TRUE(tells(node, "expected at most 10922 values in all (limit frame), found more")) << node.log();
+    auto const client = greeted(node.port());
+    ASSERT_TRUE(client->send(bytes_of(login("admin.login")) + bytes_of(echo, 2)));
+    EXPECT_EQ(next_packet(*client)->get_request_number(), 1U);
+    EXPECT_TRUE(*next_packet(*client)->get_properties().get_list_value("said") == *many);
+}
+
+TEST(kx_devnode_attacks, expands_an_original_no_further_than_a_frame_could_have_brought_it) {
+    devnode_process const node;
+    auto const bomb = kxbase::make_refcount<kxcore::property_binary>();
+    kxbase::compress_z(kxbase::buffer(std::string(kxbase::limit_frame + 1, '\xE0')), bomb->value(), 6);
+    kxcore::properties job = *finalized_job();
+    job.set_referenced_property("ext-meta{compressed-original}", bomb);
+    auto const client = logged_in(node);
+    EXPECT_EQ(submitted(*client, job, "bomb"), "compressed data expands beyond 67108864 bytes (limit expansion)");
+    EXPECT_EQ(submitted(*client, *finalized_job(), "sound"), "sound");
 }
 
 TEST(kx_devnode_attacks, ends_after_three_refused_logins_and_tells_no_names_that_nobody_has) {

@@ -3,6 +3,7 @@
 #include "settings.h"
 
 #include <kxbase/errors.h>
+#include <kxbase/limits.h>
 #include <kxbase/report.h>
 #include <kxcore/credentials.h>
 #include <kxcore/installation.h>
@@ -84,8 +85,16 @@ std::unique_ptr<kxnet::service_announcement> announce(devnode::announcement_opti
     return announced;
 }
 
+/// A job comes in a frame, so what it was made from is no larger, whatever it claims to expand to.
+void expect_jobs_of_frames() {
+    kxbase::limits limits = kxbase::current_limits();
+    limits.expansion = limits.frame;
+    kxbase::set_limits(limits);
+}
+
 void serve(devnode::settings const& chosen) {
     end_signals const signals;
+    expect_jobs_of_frames();
     kxbase::set_report_sink(write_line);
     use_key_of_installation(chosen.installation_folder);
     devnode::job_board board;

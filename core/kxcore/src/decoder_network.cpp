@@ -30,7 +30,8 @@ struct open_container {
 } // namespace
 
 struct decoder_network::state {
-    state(std::span<std::byte const> in, std::size_t position) : bytes(in, position) {}
+    state(std::span<std::byte const> in, std::size_t position, value_budget given)
+        : bytes(in, position), allowed(given), values_left(given.most) {}
 
     property_handle read();
     void read_value(property_key key);
@@ -45,21 +46,24 @@ struct decoder_network::state {
     property_handle read_special(std::size_t offset);
     std::uint64_t read_long(std::size_t offset, std::uint64_t shorts);
     void check_string_size(std::size_t offset, std::uint64_t size) const;
+    [[noreturn]] void refuse_values(std::size_t offset) const;
 
     network_reader bytes;
     key_numbers keys;
     kxbase::limits limits = kxbase::current_limits();
+    value_budget allowed;
+    std::size_t values_left;
     bool is_broken = false;
 
     tree_builder builder{property_kind::list};
     std::vector<open_container> open;
 };
 
-decoder_network::decoder_network(kxbase::buffer const& in, std::size_t position)
-    : decoder_network(in.bytes(), position) {}
+decoder_network::decoder_network(kxbase::buffer const& in, std::size_t position, value_budget allowed)
+    : decoder_network(in.bytes(), position, allowed) {}
 
-decoder_network::decoder_network(std::span<std::byte const> in, std::size_t position)
-    : state_(std::make_unique<state>(in, position)) {}
+decoder_network::decoder_network(std::span<std::byte const> in, std::size_t position, value_budget allowed)
+    : state_(std::make_unique<state>(in, position, allowed)) {}
 
 decoder_network::~decoder_network() = default;
 
@@ -80,6 +84,10 @@ kxbase::ptr_refcount<properties> decoder_network::read_properties() {
         network_reader::refuse(offset, "a tree", std::string(property_kind_name(value->kind())));
     }
     return kxbase::static_refcount_cast<properties>(value);
+}
+
+std::size_t decoder_network::values() const noexcept {
+    return state_->allowed.most - state_->values_left;
 }
 
 std::size_t decoder_network::position() const noexcept {
@@ -167,6 +175,8 @@ void decoder_network::state::begin_container(property_key key, std::size_t offse
         network_reader::refuse_over_limit(
             offset, "at most " + std::to_string(limits.members) + " members (limit members)", std::to_string(count));
     }
+    if (count > values_left) refuse_values(offset);
+    values_left -= count;
     builder.begin(std::move(key), is_tree ? property_kind::properties : property_kind::list);
     open.push_back({count, is_tree, false, offset});
 }
@@ -294,6 +304,11 @@ void decoder_network::state::check_string_size(std::size_t offset, std::uint64_t
         network_reader::refuse_over_limit(offset, "at most " + std::to_string(limits.string) + " bytes (limit string)",
                                           std::to_string(size));
     }
+}
+
+void decoder_network::state::refuse_values(std::size_t offset) const {
+    network_reader::refuse_over_limit(
+        offset, "at most " + std::to_string(allowed.most) + " values in all (limit " + allowed.limit + ")", "more");
 }
 
 } // namespace kxcore

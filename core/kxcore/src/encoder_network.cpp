@@ -40,6 +40,7 @@ struct encoder_network::state {
 
     network_writer bytes;
     key_numbers keys;
+    std::size_t values = 0;
     kxbase::limits limits = kxbase::current_limits();
     bool is_broken = false;
 
@@ -60,12 +61,14 @@ void encoder_network::write(property const& value) {
     if (state_->is_broken) kxbase::es::arg::raise("the encoder has failed before");
     std::uint64_t const size_before = state_->bytes.size();
     std::size_t const keys_before = state_->keys.size();
+    std::size_t const values_before = state_->values;
     try {
         state_->write(value);
         state_->bytes.settle();
     } catch (...) {
         state_->is_broken = !state_->bytes.cut(size_before);
         state_->keys.cut(keys_before);
+        state_->values = values_before;
         state_->open.clear();
         state_->tree_forms.clear();
         throw;
@@ -78,6 +81,10 @@ void encoder_network::flush() {
 
 std::uint64_t encoder_network::size() const noexcept {
     return state_->bytes.size();
+}
+
+std::size_t encoder_network::values() const noexcept {
+    return state_->values;
 }
 
 void encoder_network::state::write(property const& value) {
@@ -184,6 +191,7 @@ void encoder_network::state::open_container(property const& container, property_
         refuse_over("a tree or list", limits.members, "members (limit members)");
     }
     inside.prefetch_first();
+    values += inside.left();
     if (inside.is_tree()) {
         write_count(network::tag_short_properties, network::short_properties, network::tag_properties, inside.left());
     } else {

@@ -59,11 +59,14 @@ frame::frame(kxp::packet const& packet) : frame(packet, packet.get_request_numbe
 frame::frame(kxp::packet const& packet, std::uint32_t request_number) {
     check_sendable(packet, request_number);
     head_bytes const head = frame_head(packet, request_number);
-    piece_sink sink(pieces_, head, packet.get_name(), kxbase::current_limits().frame);
+    std::size_t const limit = kxbase::current_limits().frame;
+    piece_sink sink(pieces_, head, packet.get_name(), limit);
     try {
         kxcore::encoder_network encoder(sink);
         packet.get_properties().encode(encoder);
         encoder.flush();
+        if (std::size_t const most = kxbase::most_values(limit); encoder.values() > most)
+            kxbase::es::arg::raise("it holds more than " + std::to_string(most) + " values (limit frame)");
     } catch (kxbase::es::arg const& error) {
         kxbase::es::arg::raise(shown(packet) + " cannot be sent: " + error.what());
     }
@@ -72,6 +75,11 @@ frame::frame(kxp::packet const& packet, std::uint32_t request_number) {
 }
 
 kxbase::ptr_refcount<kxp::packet> decode_packet(std::span<std::byte const> payload) {
+    std::size_t values_left = kxbase::most_values(kxbase::current_limits().frame);
+    return decode_packet(payload, values_left);
+}
+
+kxbase::ptr_refcount<kxp::packet> decode_packet(std::span<std::byte const> payload, std::size_t& values_left) {
     if (payload.size() < packet_head_size)
         refuse_payload("it has " + std::to_string(payload.size()) + " bytes, at least " +
                        std::to_string(packet_head_size) + " are needed");
@@ -83,9 +91,10 @@ kxbase::ptr_refcount<kxp::packet> decode_packet(std::span<std::byte const> paylo
     std::string_view const name(reinterpret_cast<char const*>(payload.data()) + packet_head_size, name_size);
     if (!kxbase::is_valid_utf8(name)) refuse_payload("its name is not of valid UTF-8");
     try {
-        kxcore::decoder_network decoder(payload, packet_head_size + name_size);
+        kxcore::decoder_network decoder(payload, packet_head_size + name_size, {values_left, "frame"});
         auto const properties = decoder.read_properties();
         decoder.expect_end();
+        values_left -= decoder.values();
         auto packet =
             kxbase::make_refcount<kxp::packet>(static_cast<e_packet_type>(type), name, kxcore::properties(properties));
         packet->set_request_number(number);

@@ -1,5 +1,7 @@
 #include "packet_stream_parts.h"
 
+#include <kxbase/limits.h>
+
 #include <poll.h>
 
 #include <algorithm>
@@ -236,8 +238,11 @@ kxbase::ptr_refcount<kxp::packet> packet_stream_parts::take_packet() {
         }
         if (coming_number_ != 0) coming_number_ = 0;
         coming_.end();
-        received_size = payload->size();
-        return decode_packet(*payload);
+        std::size_t const most_values = kxbase::most_values(reader_.limit());
+        std::size_t values_left = most_values;
+        auto packet = decode_packet(*payload, values_left);
+        received_size = kxbase::encoded_weight(payload->size(), most_values - values_left);
+        return packet;
     } catch (kxbase::es::arg const& error) {
         std::string const why = peer + " sent what cannot be read: " + error.what();
         close(why);

@@ -165,6 +165,29 @@ TEST_F(compressed_original, expands_no_further_than_the_limit) {
     EXPECT_NE(message.find("expansion"), std::string::npos) << message;
 }
 
+// Of one byte each, as a value may be: so bytes alone would not keep it small.
+TEST_F(compressed_original, holds_no_more_values_than_it_may_have_bytes_for) {
+    std::vector<kxcore::property_handle> const many(20'000, kx_test::flag(true));
+    use_tasks({});
+    submission["many"] = list(many);
+    properties const before = submission;
+    finalize();
+    properties const finalized = submission;
+    for (char const* const limit : {"expansion", "document"}) {
+        kxbase::limits tight = kxbase::current_limits();
+        (limit == std::string("expansion") ? tight.expansion : tight.document) = 90'000;
+        kxbase::scoped_limits const scope(tight);
+        std::string const word = " (limit " + std::string(limit) + ")";
+        std::string const unread =
+            message_of<es::arg>([&] { static_cast<void>(submission_get_unfinalized_submission(finalized)); });
+        EXPECT_NE(unread.find("expected at most 15000 values in all" + word + ", found more"), std::string::npos)
+            << unread;
+        submission = before;
+        EXPECT_EQ(message_of<es::arg>([&] { finalize(); }), "a submission of more than 15000 values" + word);
+        EXPECT_EQ(submission, before);
+    }
+}
+
 TEST_F(compressed_original, refuses_what_could_not_be_read_back) {
     use_tasks({});
     properties deep = *tree({{"leaf", text("x")}});

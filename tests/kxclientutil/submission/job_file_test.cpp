@@ -160,6 +160,37 @@ TEST_F(job_file, lies_in_the_clear_when_finalized_twice_without_credentials) {
     EXPECT_NE(content().find("Submission"), std::string::npos);
 }
 
+// A small file could hold one in the other, each of which expands to the limit.
+TEST_F(job_file, is_encrypted_when_all_its_originals_expand_to_more_than_one_may) {
+    use_tasks({});
+    submission["padding"] = text(std::string(100'000, 'x'));
+    for (int time = 0; time != 3; ++time)
+        finalize();
+    kxbase::limits limits = kxbase::current_limits();
+    for (auto const& [expansion, is_encrypted] : {std::pair{350'000U, false}, std::pair{250'000U, true}}) {
+        limits.expansion = expansion;
+        kxbase::scoped_limits const scope(limits);
+        write_job_file(path, submission);
+        EXPECT_EQ(content().find("Submission") == std::string::npos, is_encrypted) << expansion;
+        EXPECT_EQ(*read_job_file(path), submission);
+    }
+    std::string const before = content();
+    limits.expansion = 50'000;
+    kxbase::scoped_limits const scope(limits);
+    std::string const message = message_of<es::arg>([&] { write_job_file(path, submission); });
+    EXPECT_NE(message.find("(limit expansion)"), std::string::npos) << message;
+    EXPECT_EQ(content(), before);
+}
+
+TEST_F(job_file, is_encrypted_when_an_original_of_its_original_cannot_be_read) {
+    use_tasks({});
+    submission["ext-meta"] = tree({{"compressed-original", kx_test::bytes("damaged")}});
+    finalize();
+    write_job_file(path, submission);
+    EXPECT_EQ(content().find("Submission"), std::string::npos);
+    EXPECT_EQ(*read_job_file(path), submission);
+}
+
 TEST_F(job_file, needs_a_finalized_submission) {
     folder.write("news.job", "the old file");
     use_tasks({});

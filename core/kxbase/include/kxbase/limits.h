@@ -15,9 +15,14 @@
 ///   | members of one list or tree                                 | 10 million     | members       |
 ///   | bytes of the text form of a property path                   | 4,096          | path          |
 ///   | bytes that recognizing a document looks at                  | 4 KiB          | recognition   |
+///
+/// A byte of the network encoding may be a value, which takes some sixty bytes of memory. So a frame, and the original inside
+/// a job, hold no more values than one for each 6 bytes that they may have (`most_values`): 11 million in a frame. Errors
+/// about that name the limit of the bytes. Binary documents and job files are bounded by their bytes alone.
 
 #include <kxbase/export.h>
 
+#include <algorithm>
 #include <cstddef>
 
 namespace kxbase {
@@ -31,6 +36,22 @@ inline constexpr std::size_t limit_key = std::size_t{64} << 10;
 inline constexpr std::size_t limit_members = 10'000'000;
 inline constexpr std::size_t limit_path = 4096;
 inline constexpr std::size_t limit_recognition = 4096; ///< fixed
+
+/// What a value counts for at least where bytes are limited. Fixed, and such that a list with as many members as are
+/// allowed still fits into a frame.
+inline constexpr std::size_t bytes_per_value = 6;
+/// Of bytes: values that come in no more than that take less than a megabyte, and are not worth a limit of their own. Fixed.
+inline constexpr std::size_t least_for_values = std::size_t{64} << 10;
+
+/// How many values may be in what may have so many bytes: at least 10,922.
+[[nodiscard]] constexpr std::size_t most_values(std::size_t bytes) noexcept {
+    return std::max(bytes, least_for_values) / bytes_per_value;
+}
+
+/// What an encoding of so many bytes, with so many values in it, counts for in bytes.
+[[nodiscard]] constexpr std::size_t encoded_weight(std::size_t bytes, std::size_t values) noexcept {
+    return std::max(bytes, values * bytes_per_value);
+}
 
 /// Time and rate on the wire: the default for a step whose caller gives no time-out (0), in milliseconds, and the least
 /// rate in bytes a second while a frame is under way.

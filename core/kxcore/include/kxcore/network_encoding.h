@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <span>
 
@@ -54,9 +55,20 @@ public:
     /// The number of bytes written so far.
     [[nodiscard]] std::uint64_t size() const noexcept;
 
+    /// The number of values inside those written so far, at every depth: members and elements, those of the tree forms of
+    /// constraints too. What is given to `write` does not count.
+    [[nodiscard]] std::size_t values() const noexcept;
+
 private:
     struct state;
     std::unique_ptr<state> state_;
+};
+
+/// How many values a decoder may read, counted as `encoder_network::values` does, and the word of the limit that errors
+/// name then.
+struct value_budget {
+    std::size_t most = std::numeric_limits<std::size_t>::max();
+    char const* limit = "";
 };
 
 /// Reads values from the network encoding. The bytes are not copied and have to stay as they are meanwhile.
@@ -64,9 +76,10 @@ class KXCORE_EXPORT decoder_network {
 public:
     /// Reads from the position on.
     ///
+    /// @param allowed  for all that is read; no limit unless it is given, so that a value may take sixty times its bytes
     /// @throws es::arg when the position is beyond the end
-    explicit decoder_network(kxbase::buffer const& in, std::size_t position = 0);
-    explicit decoder_network(std::span<std::byte const> in, std::size_t position = 0);
+    explicit decoder_network(kxbase::buffer const& in, std::size_t position = 0, value_budget allowed = {});
+    explicit decoder_network(std::span<std::byte const> in, std::size_t position = 0, value_budget allowed = {});
 
     ~decoder_network();
     decoder_network(decoder_network const&) = delete;
@@ -80,6 +93,9 @@ public:
 
     /// Reads one value, which has to be a tree.
     [[nodiscard]] kxbase::ptr_refcount<properties> read_properties();
+
+    /// The number of values inside those read so far, as `encoder_network::values` counts them.
+    [[nodiscard]] std::size_t values() const noexcept;
 
     /// The offset of the next byte to be read, from the beginning of the buffer.
     [[nodiscard]] std::size_t position() const noexcept;

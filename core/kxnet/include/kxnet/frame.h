@@ -29,7 +29,7 @@ public:
     ///
     /// @throws es::arg naming the packet and what could not be read back: an unknown type, a request or reply numbered 0
     ///         or an event numbered otherwise, a name beyond 255 bytes or not of valid UTF-8, properties that cannot be
-    ///         encoded, or more bytes than the limit frame allows
+    ///         encoded, or more bytes or values than the limit frame allows
     explicit frame(kxp::packet const& packet);
     frame(kxp::packet const& packet, std::uint32_t request_number);
 
@@ -44,9 +44,13 @@ private:
 
 /// The packet of a payload, which is a frame without its length.
 ///
+/// @param values_left  how many values it may hold; less by those that it holds afterwards. Without it as many as the limit
+///                     frame allows.
 /// @throws es::arg naming what is wrong with it: too short, an unknown type, a number that does not go with the type, a
-///         bad name, or properties that cannot be decoded
+///         bad name, or properties that cannot be decoded or hold too many values
 [[nodiscard]] KXNET_EXPORT kxbase::ptr_refcount<kxp::packet> decode_packet(std::span<std::byte const> payload);
+[[nodiscard]] KXNET_EXPORT kxbase::ptr_refcount<kxp::packet> decode_packet(std::span<std::byte const> payload,
+                                                                           std::size_t& values_left);
 
 /// Cuts a stream of bytes into payloads. Bytes are put straight into its memory: ask for `space`, fill some of it,
 /// `commit`, and take payloads with `next` until there is none. Memory grows with the bytes that have come, never with what
@@ -58,6 +62,7 @@ public:
 
     /// From the next payload on they may be no longer than this; 0 for what the limit frame allows now. Never beyond that.
     void set_limit(std::size_t bytes) noexcept;
+    [[nodiscard]] std::size_t limit() const noexcept { return limit_; }
 
     /// Room for the next bytes, never empty. Payloads given before are gone with this call.
     [[nodiscard]] std::span<std::byte> space();

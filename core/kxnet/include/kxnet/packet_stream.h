@@ -64,14 +64,16 @@ public:
     [[nodiscard]] kxbase::ptr_refcount<kxp::packet> receive(time_point deadline, unsigned int timeout_ms = 0);
 
     /// How long a frame may be that the other side sends, behind its length; 0 for what the limit frame allows, which is so
-    /// from the beginning. A server allows strangers little: until they have logged in, what they send is read and decoded
-    /// for nothing. Goes for frames that `receive` has not given yet; for whoever receives.
+    /// from the beginning. The values in it are limited with it (`kxbase::most_values`). A server allows strangers little:
+    /// until they have logged in, what they send is read and decoded for nothing. Goes for frames that `receive` has not
+    /// given yet; for whoever receives.
     void set_frame_limit(std::size_t bytes) noexcept;
 
     /// How many bytes of the reply with this number have come, while it has not come whole; else 0. Any thread.
     [[nodiscard]] std::size_t reply_under_way(std::uint32_t number) const noexcept;
 
-    /// The bytes of the packet received last; for whoever receives.
+    /// The bytes of the packet received last, or `bytes_per_value` for each value in it when that is more, since then it
+    /// takes more memory; for whoever receives.
     [[nodiscard]] std::size_t received_size() const noexcept;
 
     /// Ends the connection at once, from any thread: whoever sends or receives is told so by a connection_lost.
