@@ -20,10 +20,13 @@
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <vector>
 
 namespace {
 
 using kx_test::dnssd_network;
+using kxnet::dnssd_operation;
 using kxnet::service_announcement;
 using namespace std::chrono_literals;
 
@@ -166,6 +169,48 @@ TEST_F(search_resolve_query_network, goes_on_when_the_daemon_is_back) {
     expect("changed staying id=1 uc=2", 2);
     EXPECT_EQ(log_.count("kxa gone staying"), 0U);
     EXPECT_EQ(log_.count("kxa resolved staying kx1.local. 9001 10.77.0.2 id=1 uc=1"), 1U) << "nothing changed";
+}
+
+// Of Avahi's client library, whatever is asked of a daemon that hangs fails after 25 seconds.
+TEST_F(search_resolve_query_network, loses_nobody_while_the_daemon_is_frozen) {
+    if (!make(1)) GTEST_SKIP() << skip_reason_;
+    network_->set_link(0, dnssd_network::e_link::second, false); // one instance alone is resolved again
+    kxnet::search_timing timing;
+    timing.recheck = 500ms;
+    kxnet::service_search const search(type, handler_, timing);
+    auto const staying = announce("staying", "9001");
+    expect("kxa resolved staying kx1.local. 9001 10.77.0.2 id=1 uc=1");
+    network_->freeze_daemon(0);
+    auto const coming = announce("coming", "9002");
+    // It fails as often as instances that do not answer are allowed to.
+    ASSERT_TRUE(kx_test::soon([] { return dnssd_operation::count_of_watches() == 0; }, 60s)) << "none is given up";
+    ASSERT_TRUE(kx_test::soon([] { return dnssd_operation::count() == 2; })) << "nothing is asked";
+    ASSERT_TRUE(kx_test::soon([] { return dnssd_operation::count() == 1; }, 60s)) << "not even browsing is left";
+    network_->thaw_daemon(0);
+    expect("kxa resolved coming kx1.local. 9002 10.77.0.2 id=1 uc=1", 1, 60s);
+    staying->write_line("id=1\tuc=2");
+    expect("changed staying id=1 uc=2", 1, 60s);
+    EXPECT_EQ(log_.count("kxa gone staying"), 0U) << log_.text();
+    EXPECT_EQ(log_.count("kxa resolved staying kx1.local. 9001 10.77.0.2 id=1 uc=1"), 1U) << "nothing changed";
+}
+
+TEST_F(search_resolve_query_network, ends_after_one_call_though_the_daemon_is_frozen) {
+    if (!make(1)) GTEST_SKIP() << skip_reason_;
+    kxnet::search_timing timing;
+    timing.recheck = 500ms;
+    auto search = std::make_unique<kxnet::service_search>(type, handler_, timing);
+    std::vector<std::unique_ptr<kx_test::host_process>> nodes;
+    for (char const* const name : {"first", "second"}) {
+        nodes.push_back(announce(name, "9001"));
+        expect(std::string("kxa resolved ") + name + " kx1.local. 9001 10.77.0.2 id=1 uc=1");
+        expect(std::string("kxb resolved ") + name + " kx1.local. 9001 10.78.0.2 id=1 uc=1");
+    }
+    ASSERT_TRUE(kx_test::soon([] { return dnssd_operation::count_of_watches() == 4; }));
+    network_->freeze_daemon(0);
+    std::this_thread::sleep_for(2 * timing.recheck); // by then one of them is resolved again
+    long long const took = kx_test::milliseconds_of([&] { search.reset(); });
+    EXPECT_LT(took, 45'000) << "two calls take 50 seconds";
+    EXPECT_EQ(dnssd_operation::count(), 0U);
 }
 
 // One of the nodes is to be forgotten together with its host; the other's host is known to be short-lived, the node not.

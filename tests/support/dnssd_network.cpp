@@ -295,6 +295,18 @@ void dnssd_network::start_daemon(unsigned int host) {
     wait_for_daemon(host);
 }
 
+void dnssd_network::freeze_daemon(unsigned int host) const {
+    pid_t const pid = hosts_.at(host).daemon->pid_;
+    int status = 0;
+    if (::kill(pid, SIGSTOP) != 0 || ::waitpid(pid, &status, WUNTRACED) != pid || !WIFSTOPPED(status))
+        throw std::runtime_error("an avahi-daemon of the test's own cannot be stopped");
+}
+
+void dnssd_network::thaw_daemon(unsigned int host) const {
+    if (::kill(hosts_.at(host).daemon->pid_, SIGCONT) != 0)
+        throw std::runtime_error("an avahi-daemon of the test's own has gone");
+}
+
 void dnssd_network::launch_daemon(unsigned int host) {
     hosts_.at(host).told_before = read_file(run_folder(host) + daemon_log).size();
     hosts_.at(host).daemon = start(host, {daemon_program, "-f", "/run/avahi.conf", "--no-drop-root", "--no-chroot",

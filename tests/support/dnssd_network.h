@@ -70,6 +70,10 @@ public:
     void stop_daemon(unsigned int host);
     void start_daemon(unsigned int host);
 
+    /// Lets a host's daemon stand still, as one that hangs, or go on.
+    void freeze_daemon(unsigned int host) const;
+    void thaw_daemon(unsigned int host) const;
+
     /// Takes an interface of a host down, or up.
     void set_link(unsigned int host, e_link link, bool is_up) const;
 
