@@ -180,6 +180,9 @@ TEST_F(search_resolve_query_network, loses_nobody_while_the_daemon_is_frozen) {
     kxnet::service_search const search(type, handler_, timing);
     auto const staying = announce("staying", "9001");
     expect("kxa resolved staying kx1.local. 9001 10.77.0.2 id=1 uc=1");
+    ASSERT_TRUE(kx_test::soon([] { return dnssd_operation::count_of_watches() == 1; }));
+    staying->write_line("id=1\tuc=2");
+    expect("changed staying id=1 uc=2"); // by then the call that begins to watch is over
     network_->freeze_daemon(0);
     auto const coming = announce("coming", "9002");
     // It fails as often as instances that do not answer are allowed to.
@@ -188,8 +191,8 @@ TEST_F(search_resolve_query_network, loses_nobody_while_the_daemon_is_frozen) {
     ASSERT_TRUE(kx_test::soon([] { return dnssd_operation::count() == 1; }, 60s)) << "not even browsing is left";
     network_->thaw_daemon(0);
     expect("kxa resolved coming kx1.local. 9002 10.77.0.2 id=1 uc=1", 1, 60s);
-    staying->write_line("id=1\tuc=2");
-    expect("changed staying id=1 uc=2", 1, 60s);
+    staying->write_line("id=1\tuc=3");
+    expect("changed staying id=1 uc=3", 1, 60s);
     EXPECT_EQ(log_.count("kxa gone staying"), 0U) << log_.text();
     EXPECT_EQ(log_.count("kxa resolved staying kx1.local. 9001 10.77.0.2 id=1 uc=1"), 1U) << "nothing changed";
 }
