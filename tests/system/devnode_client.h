@@ -3,11 +3,13 @@
 // What the tests of kx-devnode say to it.
 
 #include "devnode_process.h"
-#include "kx_run.h"
 
 #include <kxbase/errors.h>
+#include <kxclientutil/config.h>
 #include <kxclientutil/connection.h>
 #include <kxclientutil/submission.h>
+#include <kxcore/installation.h>
+#include <kxcore/property_list.h>
 #include <kxcore/property_values.h>
 
 #include <chrono>
@@ -17,15 +19,22 @@
 
 namespace kx_test {
 
-/// A finalized job, made by kx.
-inline kxbase::ptr_refcount<kxcore::properties> finalized_job(strings const& options = {"--name", "News"}) {
-    scratch_folder const folder;
-    std::string const job = folder.file("job");
-    auto const made = run_kx(
-        strings{"finalize", "--workflow", example("workflow.xml"), "--file", folder.write("clip.mov", "a"), "-o", job} +
-        options);
-    if (made.exit_code != 0) throw std::runtime_error(made.err);
-    return kxclientutil::read_job_file(job);
+/// A finalized job of one file.
+inline kxbase::ptr_refcount<kxcore::properties> finalized_job(std::string const& name = "News") {
+    static auto const installation = kxcore::installation::load(source_path("share/installation"));
+    auto const& plugins = installation.get_plugins();
+    auto const& constraints = installation.get_constraints();
+    auto job = kxbase::make_refcount<kxcore::properties>();
+    kxcore::properties workflow;
+    kxclientutil::read_config_file(source_path("share/installation/examples/workflow.xml"), plugins, constraints,
+                                   workflow, nullptr);
+    kxclientutil::submission_add_workflow(workflow, *job);
+    kxclientutil::submission_add_files({"file:/media/clip.mov"}, "clip", *job);
+    kxclientutil::finalize_sub_conf settings("");
+    settings.submission_name = name;
+    kxcore::property_list resources;
+    kxclientutil::submission_finalize(*job, resources, settings, plugins, constraints);
+    return job;
 }
 
 /// A client of the cluster that has logged in.
@@ -51,14 +60,6 @@ inline std::string answer(kxcapi::connection& connection, kxp::packet const& req
 inline std::string submitted(kxcapi::connection& connection, kxcore::properties const& job, std::string const& id) {
     auto const reply = connection.request(submission(job, id), 20'000);
     return reply->get_properties().get_string_value("error", reply->get_properties().get_string_value("id", "nothing"));
-}
-
-/// The jobs of the node, as kx lists them.
-inline nlohmann::json jobs_of(devnode_process const& node) {
-    auto const result = run_kx(
-        {"status", "--json", "--to", node.address(), "--user", node_user, "--password-file", node.password_file()});
-    if (result.exit_code != 0) throw std::runtime_error(result.err);
-    return result.json()["jobs"];
 }
 
 /// Waits until the condition holds; false when it doesn't within `patience`.

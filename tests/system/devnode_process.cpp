@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -60,7 +61,16 @@ devnode_process::devnode_process(std::vector<std::string> const& arguments, unsi
 }
 
 devnode_process::~devnode_process() {
-    if (pid_ > 0) end(SIGKILL);
+    if (pid_ <= 0) return;
+    if (::waitpid(pid_, nullptr, WNOHANG) == 0) {
+        end(SIGKILL);
+        return;
+    }
+    // A finding of a sanitizer, it may be: to the clients the node was only gone.
+    constexpr std::size_t most = 20'000;
+    std::string const told = log();
+    std::fprintf(stderr, "the node ended by itself, its log:\n%s\n",
+                 told.substr(told.size() - std::min(told.size(), most)).c_str());
 }
 
 void devnode_process::start() {

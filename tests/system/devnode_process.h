@@ -16,7 +16,8 @@ namespace kx_test {
 inline constexpr char const* node_user = "alice";
 inline constexpr char const* node_password = "open sesame";
 
-/// It listens when the constructor returns, and is killed at the end at the latest.
+/// It listens when the constructor returns, and is killed at the end at the latest; one that has ended by itself shows its
+/// log then.
 class devnode_process {
 public:
     /// @param arguments         beside the port (a free one), the user and the spool

@@ -1,6 +1,7 @@
 // The spool of kx-devnode: what lies there, and what becomes of it.
 
 #include "devnode_client.h"
+#include "devnode_jobs.h"
 
 #include "support/own_mounts.h"
 
@@ -110,7 +111,7 @@ TEST(kx_devnode_spool, takes_a_job_again_under_its_id_and_no_other_job_and_no_ot
     std::string const bob = "bob:" + kxbase::string_hash_SHA1_hex(kx_test::node_password);
     devnode_process node({"--user", bob});
     auto const job = finalized_job();
-    auto const other = finalized_job({"--name", "Weather"});
+    auto const other = finalized_job("Weather");
     std::string const refused = "\"one\" is the id of another job";
     EXPECT_EQ(submitted(*logged_in(node), *job, "one"), "one");
     for (bool const was_killed : {false, true}) {

@@ -1,6 +1,7 @@
 // What kx-devnode reads before it serves anybody: its users, its certificate, where to listen.
 
 #include "devnode_client.h"
+#include "kx_run.h"
 
 #include "kxcore/key_file_setting.h"
 #include "support/captured_report.h"

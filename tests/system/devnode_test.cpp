@@ -1,6 +1,7 @@
 // kx-devnode, over real sockets.
 
 #include "devnode_client.h"
+#include "kx_run.h"
 
 #include "support/server_process.h"
 

@@ -1,6 +1,7 @@
 // kx-devnode with a certificate, and clients that break off or break the rules inside of TLS and in its place.
 
 #include "devnode_client.h"
+#include "kx_run.h"
 #include "raw_client.h"
 
 #include "support/captured_report.h"

@@ -1,6 +1,7 @@
 // kx status, and nodes that do not do what nodes do.
 
 #include "devnode_client.h"
+#include "kx_run.h"
 
 #include "support/scripted_node.h"
 
@@ -54,7 +55,7 @@ kxcore::property_handle text(std::string const& value) {
 TEST(kx_status, lists_jobs_in_the_order_of_their_ids) {
     devnode_process const node;
     for (auto const& [id, name] : {std::pair{"b", "News"}, {"a", "Weather"}})
-        ASSERT_EQ(submitted(*logged_in(node), *finalized_job({"--name", name}), id), id);
+        ASSERT_EQ(submitted(*logged_in(node), *finalized_job(name), id), id);
     auto const listed = run_kx(
         {"status", "--to", node.address(), "--user", kx_test::node_user, "--password-file", node.password_file()});
     EXPECT_EQ(listed.out, "a  waiting  Weather\nb  waiting  News\n");
