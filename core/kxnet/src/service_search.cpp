@@ -83,6 +83,8 @@ service_search::service_search(std::string type, search_resolve_query_handler& h
     : type_(std::move(type)), handler_(handler), timing_(timing), pause_(timing.least_pause),
       shortage_pause_(timing.first_retry), most_questions_(questions_of_this_process()),
       most_watched_(watches_among(most_questions_)) {
+    // Asked for on this thread: a search that is a static object is to end before the library that it uses.
+    static_cast<void>(has_dnssd_library());
     try {
         thread_ = std::thread([this] { run(); });
     } catch (std::system_error const& error) {
