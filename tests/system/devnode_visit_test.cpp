@@ -23,7 +23,6 @@ using kx_test::greeted;
 using kx_test::login;
 using kx_test::next_packet;
 using kx_test::packet_behind;
-using kx_test::raw_client;
 
 constexpr std::size_t many = 40'000;
 
