@@ -4,6 +4,7 @@
 #include "support/captured_report.h"
 
 #include <kxbase/errors.h>
+#include <kxbase/limits.h>
 #include <kxcore/plugin_info.h>
 #include <kxcore/property_list.h>
 #include <kxcore/property_values.h>
@@ -207,6 +208,116 @@ TEST(job_table, leaves_an_event_alone_whose_handler_has_connected_again) {
         EXPECT_THAT(ids(table), ElementsAre("2"));
         EXPECT_EQ(told.lines().back(), "complete");
     }
+}
+
+/// With a message of so many bytes.
+kxbase::ptr_refcount<properties> large_tree_of(listed const& job, std::size_t size) {
+    auto made = tree_of(job);
+    made->set_property("message", make_refcount<property_string>(std::string(size, 'm')));
+    return made;
+}
+
+kxp::packet large_change_of(listed const& job, std::size_t size) {
+    return {e_packet_type::event, "cluster.job", properties("job", large_tree_of(job, size))};
+}
+
+kxp::packet large_state_of(std::vector<std::pair<char const*, std::size_t>> const& jobs) {
+    auto const list = make_refcount<property_list>();
+    for (auto const& [id, size] : jobs)
+        list->push_back(large_tree_of({id, "running"}, size));
+    return {e_packet_type::event, "cluster.state", properties("jobs", list)};
+}
+
+/// Three jobs of a thousand bytes are kept, and four are not.
+class job_table_limits : public testing::Test {
+protected:
+    static kxbase::limits few() {
+        kxbase::limits limits;
+        limits.frame = 2000;
+        return limits;
+    }
+
+    static constexpr char const* refusal =
+        "dropped: the jobs of the node take more than 4000 bytes (twice the limit frame)";
+
+    kxbase::scoped_limits const scope{few()};
+    kx_test::captured_report const log;
+    kx_test::recording_handler told;
+};
+
+TEST_F(job_table_limits, keep_to_twice_what_a_node_may_announce_at_once) {
+    job_table table(&told, std::nullopt);
+    for (char const* const id : {"a", "b", "c", "d"})
+        table.event(large_change_of({id, "running"}, 1000));
+    EXPECT_THAT(ids(table), ElementsAre("a", "b", "c"));
+    EXPECT_TRUE(log.has(std::string("event \"cluster.job\" ") + refusal));
+    EXPECT_EQ(told.count(), 3u);
+
+    table.event(removal_of("a"));
+    table.event(large_change_of({"d", "running"}, 1000));
+    EXPECT_THAT(ids(table), ElementsAre("b", "c", "d"));
+
+    table.event(large_change_of({"b", "done"}, 2500));
+    EXPECT_EQ(table.get_job("b")->status, "running");
+    table.event(large_change_of({"b", "done"}, 100));
+    EXPECT_EQ(table.get_job("b")->status, "done");
+    table.event(large_change_of({"e", "running"}, 1000));
+    EXPECT_THAT(ids(table), ElementsAre("b", "c", "d", "e"));
+
+    table.start();
+    table.event(large_state_of({{"f", 3000}}));
+    EXPECT_THAT(ids(table), ElementsAre("f"));
+}
+
+// A byte each, which is not what they take.
+TEST_F(job_table_limits, count_values_as_well) {
+    job_table table(&told, std::nullopt);
+    auto const announced = tree_of({"a", "running"});
+    announced->set_property("tasks", make_refcount<property_list>(std::vector<kxcore::property_handle>(
+                                         700, kxcore::property_bool::create(true))));
+    table.event({e_packet_type::event, "cluster.job", properties("job", announced)});
+    EXPECT_TRUE(table.get_jobs().empty());
+    EXPECT_TRUE(log.has(refusal));
+}
+
+TEST_F(job_table_limits, take_no_state_that_is_too_large_and_keep_what_there_is) {
+    job_table table(&told, std::nullopt);
+    table.event(large_state_of({{"a", 10}}));
+    table.event(large_state_of({{"a", 1000}, {"b", 1000}, {"c", 1000}, {"d", 1000}}));
+    EXPECT_THAT(ids(table), ElementsAre("a"));
+    EXPECT_TRUE(log.has(std::string("event \"cluster.state\" ") + refusal));
+    EXPECT_EQ(told.count(), 2u);
+}
+
+TEST_F(job_table_limits, take_a_state_whatever_there_was) {
+    job_table table(&told, std::nullopt);
+    table.event(large_state_of({{"a", 3500}, {"b", 100}}));
+    table.event(large_state_of({{"b", 3500}, {"a", 100}}));
+    EXPECT_EQ(table.get_job("b")->announced->get_string_value("message").size(), 3500u);
+    EXPECT_EQ(table.get_job("a")->announced->get_string_value("message").size(), 100u);
+    table.event(large_state_of({{"c", 3500}}));
+    EXPECT_THAT(ids(table), ElementsAre("c"));
+    EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(job_table_limits, forget_finished_jobs_that_are_too_large_together) {
+    job_table table(&told, kxcapi::job_cache{100});
+    auto const come_and_go = [&](char const* id) {
+        table.event(large_change_of({id, "done"}, 1000));
+        table.event(removal_of(id));
+    };
+    for (char const* const id : {"a", "b", "c"})
+        come_and_go(id);
+    EXPECT_THAT(ids(table), ElementsAre("a", "b", "c"));
+    come_and_go("d");
+    EXPECT_THAT(ids(table), ElementsAre("b", "c", "d"));
+    EXPECT_EQ(told.lines().back(), "removed a done");
+
+    // Who comes back is none of them any more.
+    table.event(large_change_of({"b", "running"}, 1000));
+    come_and_go("e");
+    EXPECT_THAT(ids(table), ElementsAre("b", "c", "d", "e"));
+    EXPECT_TRUE(log.lines().empty());
 }
 
 } // namespace

@@ -43,15 +43,21 @@ public:
     [[nodiscard]] std::optional<job> get_job(std::string_view id) const;
 
 private:
-    using jobs = std::map<std::string, job, std::less<>>;
+    /// With what it takes: see `encoded_weight`.
+    struct known_job {
+        job value;
+        std::size_t size;
+    };
+    using jobs = std::map<std::string, known_job, std::less<>>;
 
     void take_state(kxcore::properties const& announced);
     void take_job(kxcore::properties const& announced);
     void take_removal(kxcore::properties const& announced);
 
-    [[nodiscard]] job read_job(kxbase::ptr_refcount<kxcore::properties const> const& tree) const;
-    [[nodiscard]] bool put(job const& now);
+    [[nodiscard]] known_job read_job(kxbase::ptr_refcount<kxcore::properties const> const& tree) const;
+    [[nodiscard]] bool put(known_job const& now, std::size_t most);
     [[nodiscard]] std::vector<job> forget(std::string const& id);
+    [[nodiscard]] job take_out(std::string const& id);
     template <class Call>
     void tell(Call const& call);
 
@@ -62,6 +68,9 @@ private:
 
     std::mutex mutable guard_;
     jobs jobs_;
+    /// What the jobs take that the node knows, and the finished ones that it has forgotten.
+    std::size_t announced_size_ = 0;
+    std::size_t forgotten_size_ = 0;
     /// Finished jobs that the node has forgotten, oldest first.
     std::deque<std::string> forgotten_;
 };

@@ -21,6 +21,10 @@ class job_table;
 
 /// A connection that keeps the announced state and tells its handler of each change. The state is announced to whoever has
 /// logged in as a client of the cluster.
+///
+/// What a node makes this side keep is limited to twice the limit frame, each job weighed with keys of its own
+/// (`kxbase::encoded_weight`). An event that would go beyond it is dropped, with a warning in the log, and the state stays as
+/// it is.
 class KXCAPI_EXPORT state_connection final : public connection {
 public:
     /// Keeps the state as long as a connection lasts: with the next one it begins anew, and every job counts as new.
@@ -32,7 +36,7 @@ public:
     /// only.
     ///
     /// @param finished_jobs  how many finished jobs stay known after the node has forgotten them; those that it forgot
-    ///                       first go first. 0 for none.
+    ///                       first go first, also when together they take more than twice the limit frame. 0 for none.
     /// @param plugins        gives the tasks of a job their "type", the plugin's name; copied; null for none
     state_connection(state_handler* handler, unsigned int finished_jobs, kxcore::plugin_db const* plugins,
                      kxnet::transport_options options = {});
