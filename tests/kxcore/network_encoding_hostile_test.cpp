@@ -141,7 +141,7 @@ TEST(hostile_encodings, of_more_values_than_are_allowed_are_refused_before_they_
         EXPECT_THAT(error.message(),
                     HasSubstr("expected at most " + std::to_string(most) + " values in all (limit frame), found more"));
     }
-    EXPECT_LT(watch.bytes(), 20 * million);
+    EXPECT_LT(watch.bytes(), 16 * million);
 }
 
 } // namespace
