@@ -42,13 +42,15 @@ private:
     std::size_t size_ = 0;
 };
 
-/// The packet of a payload, which is a frame without its length.
+/// The packet of a payload, which is a frame without its length. It may hold as many values as the limit frame allows.
 ///
-/// @param values_left  how many values it may hold; less by those that it holds afterwards. Without it as many as the limit
-///                     frame allows.
 /// @throws es::arg naming what is wrong with it: too short, an unknown type, a number that does not go with the type, a
 ///         bad name, or properties that cannot be decoded or hold too many values
 [[nodiscard]] KXNET_EXPORT kxbase::ptr_refcount<kxp::packet> decode_packet(std::span<std::byte const> payload);
+
+/// The same with a limit of its own.
+///
+/// @param values_left  how many values it may hold; less by those that it holds afterwards, as it was after an error
 [[nodiscard]] KXNET_EXPORT kxbase::ptr_refcount<kxp::packet> decode_packet(std::span<std::byte const> payload,
                                                                            std::size_t& values_left);
 
