@@ -4,6 +4,7 @@
 #include "kxnet/tls_server.h"
 #include "support/certificates.h"
 #include "support/scripted_node.h"
+#include "support/waiting.h"
 
 #include <gmock/gmock.h>
 
