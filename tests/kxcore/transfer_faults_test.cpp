@@ -299,14 +299,15 @@ private:
 TEST(answers, of_an_ftp_server_are_not_followed_elsewhere) {
     // The address that a server tells for its data is not looked at: nobody is sent to a third machine.
     third_machine const third;
-    fault_server const server([&third](fault_connection& connection) {
+    std::string const entering = "227 entering (" + third.place() + ")\r\n";
+    fault_server const server([&entering](fault_connection& connection) {
         connection.send("220 ready\r\n");
         for (std::string line; !(line = connection.read_line()).empty();) {
             std::string const command = line.substr(0, 4);
             connection.send(command == "USER"   ? "331 password?\r\n"
                             : command == "PASS" ? "230 welcome\r\n"
                             : command == "PWD"  ? "257 \"/\"\r\n"
-                            : command == "PASV" ? "227 entering (" + third.place() + ")\r\n"
+                            : command == "PASV" ? entering.c_str()
                                                 : "502 unknown\r\n");
         }
     });
