@@ -24,9 +24,11 @@ inline constexpr char const* original_path = "ext-meta{compressed-original}";
 
 /// The inverse of compress_original(). Raises es::arg for corrupt data, beyond the limit of expansion, and for more values
 /// than compress_original() takes.
-///
-/// @param left  how many bytes it may expand to; less by those that it has expanded to afterwards
 [[nodiscard]] kxbase::ptr_refcount<kxcore::properties> expand_original(kxcore::property_binary const& original);
+
+/// The same with a limit of its own.
+///
+/// @param left  how many bytes it may expand to; lowered by those that it has expanded to, also when they cannot be decoded
 [[nodiscard]] kxbase::ptr_refcount<kxcore::properties> expand_original(kxcore::property_binary const& original,
                                                                        std::size_t& left);
 

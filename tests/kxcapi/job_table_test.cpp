@@ -241,7 +241,7 @@ protected:
         "dropped: the jobs of the node take more than 4000 bytes (twice the limit frame)";
 
     kxbase::scoped_limits const scope{few()};
-    kx_test::captured_report const log;
+    kx_test::captured_report log;
     kx_test::recording_handler told;
 };
 
@@ -318,6 +318,41 @@ TEST_F(job_table_limits, forget_finished_jobs_that_are_too_large_together) {
     come_and_go("e");
     EXPECT_THAT(ids(table), ElementsAre("b", "c", "d", "e"));
     EXPECT_TRUE(log.lines().empty());
+}
+
+/// A job whose tasks tell their types, or leave them to be added here.
+kxp::packet job_of_mails(bool tells_types) {
+    auto const text = [](char const* of) { return make_refcount<property_string>(of); };
+    auto const tasks = make_refcount<property_list>();
+    for (int i = 0; i != 60; ++i) {
+        auto const task = make_refcount<properties>("plugin", text("task/regular/mail/1.0"));
+        if (tells_types) task->set_property("type", text("Mail"));
+        tasks->push_back(task);
+    }
+    auto const announced = tree_of({"mails", "running"});
+    announced->set_property("tasks", tasks);
+    return {e_packet_type::event, "cluster.job", properties("job", announced)};
+}
+
+TEST_F(job_table_limits, weigh_the_same_job_anew_when_it_is_announced_in_another_size) {
+    for (bool const tells_types_first : {false, true}) {
+        job_table table(&told, kxcapi::job_cache{0, plugins()});
+        table.event(job_of_mails(tells_types_first));
+        std::size_t const changes = told.count();
+        table.event(job_of_mails(!tells_types_first));
+        EXPECT_EQ(told.count(), changes) << "it is the same job";
+        table.event(removal_of("mails"));
+        EXPECT_TRUE(table.get_jobs().empty());
+
+        table.event(large_change_of({"small", "running"}, 10));
+        table.event(removal_of("small"));
+        table.event(large_change_of({"large", "running"}, 3900));
+        EXPECT_THAT(log.messages(), testing::IsEmpty());
+        EXPECT_THAT(ids(table), ElementsAre("large"));
+        table.event(large_change_of({"large", "running"}, 4100));
+        EXPECT_TRUE(log.has(refusal));
+        log.clear();
+    }
 }
 
 } // namespace

@@ -228,6 +228,7 @@ TEST(kx_devnode_start, tells_at_once_that_a_key_file_cannot_be_used_and_serves_a
     std::string const open = key("open", digits, 0644);
     std::string const no_key = key("no-key", "no key\n", 0600);
     std::string const in_no_folder = folder.file("missing/key");
+    std::string const nowhere = folder.file(std::string(300, 'n'));
     std::string const yet_to_be_made = folder.file("made-when-it-is-wanted");
     struct key_file {
         std::string path;
@@ -238,7 +239,9 @@ TEST(kx_devnode_start, tells_at_once_that_a_key_file_cannot_be_used_and_serves_a
         {no_key, "key file '" + no_key + "' refused: expected one line of 64 hexadecimal digits"},
         {folder.path().string(), "key file '" + folder.path().string() + "' refused: "},
         {in_no_folder, "key file '" + in_no_folder + "' cannot be made: No such file or directory"},
+        {nowhere, "key file '" + nowhere + "' cannot be looked at: File name too long"},
         {key("good", digits, 0600), ""},
+        {"key-of-this-folder", ""},
         {yet_to_be_made, ""},
     };
     for (key_file const& each : files) {

@@ -54,9 +54,13 @@ void write_line(kxbase::report_line const& line) {
 void tell_of_unusable_key() {
     std::filesystem::path const file = kxcore::process_context::instance().get_key_file();
     try {
-        if (exists(symlink_status(file)))
+        std::error_code error;
+        auto const found = std::filesystem::symlink_status(file, error).type();
+        if (found == std::filesystem::file_type::none)
+            kxbase::es::call::raise("key file '" + file.string() + "' cannot be looked at: " + error.message());
+        if (found != std::filesystem::file_type::not_found)
             static_cast<void>(kxcore::credentials::wrap_text(""));
-        else if (::access(file.parent_path().c_str(), W_OK | X_OK) != 0)
+        else if (::access(file.has_parent_path() ? file.parent_path().c_str() : ".", W_OK | X_OK) != 0)
             kxbase::es::call::raise("key file '" + file.string() + "' cannot be made: " + std::strerror(errno));
     } catch (kxbase::es::base const& error) {
         devnode::tell("jobs with credentials can be neither stored nor read", error.message());
@@ -85,7 +89,7 @@ std::unique_ptr<kxnet::service_announcement> announce(devnode::announcement_opti
     return announced;
 }
 
-/// A job comes in a frame, so what it was made from is no larger, whatever it claims to expand to.
+/// A job comes in a frame. What it was made from may be larger; a node for developers takes none beyond a frame.
 void expect_jobs_of_frames() {
     kxbase::limits limits = kxbase::current_limits();
     limits.expansion = limits.frame;

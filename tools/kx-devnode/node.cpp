@@ -81,7 +81,8 @@ void node::let_go_of_the_gone() {
     });
 }
 
-/// Until their threads are over, which takes no time but the system's, they have their descriptors.
+/// They hold their descriptors until they are forgotten. Their threads end at once; one that has logged in and handed over a
+/// job in this very moment stores it first.
 void node::let_go_of_the_ending() {
     guests_.remove_if([](guest& each) {
         if (!each.served.is_ending()) return false;

@@ -115,6 +115,7 @@ void spool::load_job(fs::path const& file) {
         if (!is_id(id)) kxbase::es::arg::raise("its name is no id");
         if (!fs::is_regular_file(fs::symlink_status(file))) kxbase::es::arg::raise("it is no file of its own");
         auto const job = kxclientutil::read_job_file(file.string());
+        // As short as it is announced: all of them are in memory at once.
         loaded_.push_back(
             {id, shown_beginning(job->get_string_value("name", ""), job_board::longest_name), note_of(file)});
     } catch (kxbase::es::base const& error) {

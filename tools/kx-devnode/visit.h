@@ -22,7 +22,7 @@ struct service {
     users const& accounts;
     job_board const& board;
     spool& jobs;
-    unsigned int patience_ms = 0; ///< how long each attempt to send a reply takes at most; 0 for 30 seconds
+    unsigned int patience_ms = 0; ///< the time-out of each attempt to send a reply, for tests; 0 for 30 seconds
 };
 
 /// Serves a client: greets it, checks its login, takes its jobs, and announces the jobs of the node to it. Announcing has a

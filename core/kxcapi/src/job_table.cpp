@@ -26,7 +26,8 @@ using kxcore::property_list;
 ptr_refcount<properties const> with_task_types(ptr_refcount<properties const> const& tree,
                                                kxcore::plugin_db const& plugins);
 kxcore::property_handle with_type(kxcore::property_handle const& task, kxcore::plugin_db const& plugins);
-/// The encoder itself counts.
+
+/// For an encoding of which only the size is wanted.
 class counting_sink final : public kxcore::encoder_sink {
 public:
     void write(std::span<std::byte const> /*bytes*/) override {}
@@ -129,7 +130,7 @@ void job_table::take_removal(properties const& announced) {
         tell([&](state_handler& told) { told.job_removed(gone); });
 }
 
-/// Weighed as it was announced: types are none of the node's doing.
+/// Weighed as it was announced; the types that tasks are given here come on top.
 job_table::known_job job_table::read_job(ptr_refcount<properties const> const& tree) const {
     return {job_from_tree(cache_ && cache_->plugins ? with_task_types(tree, *cache_->plugins) : tree),
             weight_of(*tree)};
@@ -147,7 +148,11 @@ bool job_table::put(known_job const& now, std::size_t most) {
     std::size_t const others = announced_size_ - (was_forgotten ? 0 : size_before);
     require_room(others + now.size, most);
     bool const is_new = found == jobs_.end() || *found->second.value.announced != *now.value.announced;
-    if (is_new) jobs_.insert_or_assign(id, now);
+    // A job that says what was added here before is the same one, and of another size.
+    if (is_new)
+        jobs_.insert_or_assign(id, now);
+    else
+        found->second.size = now.size;
     announced_size_ = others + now.size;
     if (was_forgotten) {
         forgotten_size_ -= size_before;
@@ -163,11 +168,17 @@ std::vector<job> job_table::forget(std::string const& id) {
     auto const found = jobs_.find(id);
     if (found == jobs_.end() || is_outdated_) return {};
     if (std::find(forgotten_.begin(), forgotten_.end(), id) != forgotten_.end()) return {};
-    announced_size_ -= found->second.size;
-    if (!cache_ || !is_finished(found->second.value.status)) return {take_out(id)};
-    forgotten_.push_back(id);
-    forgotten_size_ += found->second.size;
+    std::size_t const size = found->second.size;
     std::vector<job> gone;
+    gone.reserve(forgotten_.size() + 1); // what is taken out is told of
+    if (!cache_ || !is_finished(found->second.value.status)) {
+        gone.push_back(take_out(id));
+        announced_size_ -= size;
+        return gone;
+    }
+    forgotten_.push_back(id);
+    announced_size_ -= size;
+    forgotten_size_ += size;
     while (forgotten_.size() > cache_->finished_jobs || forgotten_size_ > most_kept()) {
         std::string const oldest = forgotten_.front();
         forgotten_.pop_front();

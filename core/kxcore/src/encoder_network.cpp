@@ -13,7 +13,6 @@
 
 #include <kxbase/errors.h>
 #include <kxbase/limits.h>
-#include <kxbase/urls.h>
 #include <kxbase/utf8.h>
 
 namespace kxcore {
@@ -214,17 +213,14 @@ void encoder_network::state::refuse_over(char const* what, std::size_t limit, ch
 }
 
 void encoder_network::state::refuse(std::string const& why) const {
-    constexpr std::size_t most_shown = 256;
     std::string path;
     std::size_t depth = 0;
     for (detail::children const& container : open) {
         ++depth;
         if (!container.at_end()) detail::append_step(path, depth, container);
     }
-    path = kxbase::without_url_secrets(path); // cut in its middle a secret would not be known for one
-    if (path.size() > most_shown) path = path.substr(0, most_shown) + "...";
     kxbase::es::arg::raise("cannot be encoded: " + why + ", at " +
-                           (open.empty() ? "the outermost value" : "'" + path + "'"));
+                           (open.empty() ? "the outermost value" : "'" + detail::shown_path(path) + "'"));
 }
 
 } // namespace kxcore

@@ -5,6 +5,7 @@
 #include "key_compare.h"
 
 #include <kxbase/errors.h>
+#include <kxbase/urls.h>
 
 namespace kxcore::detail {
 
@@ -18,6 +19,11 @@ void append_step(std::string& path, std::size_t depth, children const& at) {
         path += at.key().text();
         path += '}';
     }
+}
+
+std::string shown_path(std::string_view path, std::size_t most) {
+    std::string safe = kxbase::without_url_secrets(path);
+    return safe.size() <= most ? safe : safe.substr(0, most) + "...";
 }
 
 bool leaf_walk::next() {
@@ -44,11 +50,11 @@ bool leaf_walk::next() {
 void leaf_walk::check(property_key const& key) const {
     if (open_.size() > limits_->nesting) {
         kxbase::es::arg::raise("nesting deeper than " + std::to_string(limits_->nesting) +
-                               " levels (limit nesting) at '" + path_.substr(0, 256) + "'");
+                               " levels (limit nesting) at '" + shown_path(path_) + "'");
     }
     std::string_view const fault = key_fault(key.text(), limits_->key);
     if (!fault.empty()) {
-        kxbase::es::arg::raise("the key at '" + path_.substr(0, 256) + "' " + std::string(fault));
+        kxbase::es::arg::raise("the key at '" + shown_path(path_) + "' " + std::string(fault));
     }
 }
 

@@ -8,6 +8,7 @@
 
 #include <kxbase/limits.h>
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,6 +19,9 @@ namespace kxcore::detail {
 ///
 /// @param depth 1 in the outermost container. The path may be empty below it, too: under the empty key.
 void append_step(std::string& path, std::size_t depth, children const& at);
+
+/// A path in an error: its beginning when it is long. Its secrets are masked before it is cut, since half a URL is none.
+[[nodiscard]] std::string shown_path(std::string_view path, std::size_t most = 256);
 
 class leaf_walk {
 public:

@@ -1,12 +1,12 @@
 #include <kxcore/properties.h>
 #include <kxcore/property_list.h>
 
+#include "leaf_walk.h"
 #include "reference_cursor.h"
 #include "shared_block.h"
 
 #include <kxbase/errors.h>
 #include <kxbase/limits.h>
-#include <kxbase/urls.h>
 
 #include <span>
 
@@ -82,9 +82,7 @@ property const* find_child(property const& container, reference_step const& step
 std::vector<reference_step> split_or_raise(std::string_view path) {
     std::size_t const limit = kxbase::current_limits().path;
     if (path.size() > limit) {
-        // Masked first: cut in its middle a secret would not be known for one.
-        std::string const safe = kxbase::without_url_secrets(path);
-        kxbase::es::arg::raise("path '" + safe.substr(0, 64) + "...' is longer than " + std::to_string(limit) +
+        kxbase::es::arg::raise("path '" + detail::shown_path(path, 64) + "' is longer than " + std::to_string(limit) +
                                " characters (limit path)");
     }
     std::vector<reference_step> steps;

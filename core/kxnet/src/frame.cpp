@@ -94,10 +94,10 @@ kxbase::ptr_refcount<kxp::packet> decode_packet(std::span<std::byte const> paylo
         kxcore::decoder_network decoder(payload, packet_head_size + name_size, {values_left, "frame"});
         auto const properties = decoder.read_properties();
         decoder.expect_end();
-        values_left -= decoder.values();
         auto packet =
             kxbase::make_refcount<kxp::packet>(static_cast<e_packet_type>(type), name, kxcore::properties(properties));
         packet->set_request_number(number);
+        values_left -= decoder.values();
         return packet;
     } catch (kxbase::es::arg const& error) {
         refuse_payload(error.what());

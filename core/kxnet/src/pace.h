@@ -26,7 +26,7 @@ public:
         latest_ = now;
     }
 
-    /// From then on nobody looks for its next bytes; earliest from when somebody began to.
+    /// From then on nobody looks for its next bytes. A time before somebody began to look counts as that time.
     void pause(time_point when) noexcept { paused_ = std::max(when, looking_since_); }
 
     /// Somebody looks again: the time between is not the peer's.

@@ -2,6 +2,8 @@
 
 #include "wake_pipe.h"
 
+#include <kxbase/urls.h>
+
 #include <netdb.h>
 #include <poll.h>
 
@@ -118,7 +120,8 @@ void look_ups_under_way::finish(std::shared_ptr<look_up> const& asked) noexcept 
 void check_names(std::string const& host, std::string const& port) {
     constexpr std::size_t longest_host = 255;
     if (host.empty()) refuse(host, port, "there is no host name");
-    if (host.size() > longest_host) refuse(host.substr(0, longest_host) + "...", port, "the host name is too long");
+    if (host.size() > longest_host)
+        refuse(kxbase::without_url_secrets(host).substr(0, longest_host) + "...", port, "the host name is too long");
     if (port.empty()) refuse(host, port, "there is no port");
     // A name ends at a NUL for the system, and would mean another one than was given.
     if ((host + port).find('\0') != std::string::npos)

@@ -109,7 +109,7 @@ void service_search::run() {
             keep_browsing();
             end_overdue();
             begin_due();
-            bool const is_grace_over = has_listened_for_grace();
+            bool const is_grace_over = ends_or_renews_grace();
             wait_and_take();
             if (is_grace_over && !is_stopped_) forget_missing();
         } catch (std::exception const& error) {
@@ -235,7 +235,7 @@ void service_search::forget(service_map::iterator which) {
 
 /// Whether it is time to look a last time for what the daemon has told of those that are missing. Whoever is late was held up
 /// and has not listened, and the daemon may have been held up with it: then the time begins anew.
-bool service_search::has_listened_for_grace() {
+bool service_search::ends_or_renews_grace() {
     auto const now = clock::now();
     if (now < grace_end_) return false;
     if (now < grace_end_ + timing_.least_pause) return true;
@@ -244,7 +244,7 @@ bool service_search::has_listened_for_grace() {
 }
 
 void service_search::forget_missing() {
-    if (clock::now() < grace_end_) return;
+    if (clock::now() < grace_end_) return; // the last look has put it off
     grace_end_ = clock::time_point::max();
     for (auto which = services_.begin(); which != services_.end();) {
         auto const next = std::next(which);

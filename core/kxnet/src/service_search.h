@@ -68,7 +68,7 @@ private:
     void add(browse_answer const& seen);
     void remove(browse_answer const& gone);
     void forget(service_map::iterator which);
-    [[nodiscard]] bool has_listened_for_grace();
+    [[nodiscard]] bool ends_or_renews_grace();
     void forget_missing();
 
     void begin_due();

@@ -22,9 +22,9 @@ class job_table;
 /// A connection that keeps the announced state and tells its handler of each change. The state is announced to whoever has
 /// logged in as a client of the cluster.
 ///
-/// What a node makes this side keep is limited to twice the limit frame, each job weighed with keys of its own
-/// (`kxbase::encoded_weight`). An event that would go beyond it is dropped, with a warning in the log, and the state stays as
-/// it is.
+/// The jobs that the node has may take twice the limit frame, each weighed with keys of its own (`kxbase::encoded_weight`),
+/// and as much again those that have finished, and that only a cache still knows. An event that would go beyond it is
+/// dropped, with a warning in the log, and the state stays as it is.
 class KXCAPI_EXPORT state_connection final : public connection {
 public:
     /// Keeps the state as long as a connection lasts: with the next one it begins anew, and every job counts as new.

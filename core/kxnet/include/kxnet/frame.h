@@ -50,7 +50,7 @@ private:
 
 /// The same with a limit of its own.
 ///
-/// @param values_left  how many values it may hold; less by those that it holds afterwards, as it was after an error
+/// @param values_left  how many values it may hold; lowered by those that it holds, and left alone by an error
 [[nodiscard]] KXNET_EXPORT kxbase::ptr_refcount<kxp::packet> decode_packet(std::span<std::byte const> payload,
                                                                            std::size_t& values_left);
 
@@ -64,6 +64,7 @@ public:
 
     /// From the next payload on they may be no longer than this; 0 for what the limit frame allows now. Never beyond that.
     void set_limit(std::size_t bytes) noexcept;
+    /// The longest payload that is taken.
     [[nodiscard]] std::size_t limit() const noexcept { return limit_; }
 
     /// Room for the next bytes, never empty. Payloads given before are gone with this call.

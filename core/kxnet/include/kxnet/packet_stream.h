@@ -72,8 +72,8 @@ public:
     /// How many bytes of the reply with this number have come, while it has not come whole; else 0. Any thread.
     [[nodiscard]] std::size_t reply_under_way(std::uint32_t number) const noexcept;
 
-    /// The bytes of the packet received last, or `bytes_per_value` for each value in it when that is more, since then it
-    /// takes more memory; for whoever receives.
+    /// The bytes of the packet received last, or `bytes_per_value` for each value in it when that is more, because it
+    /// then takes more memory; for whoever receives.
     [[nodiscard]] std::size_t received_size() const noexcept;
 
     /// Ends the connection at once, from any thread: whoever sends or receives is told so by a connection_lost.
